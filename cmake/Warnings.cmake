@@ -1,0 +1,6 @@
+# What every target of ours is compiled with.
+function(kiv_target_defaults target)
+    target_compile_features(${target} PRIVATE cxx_std_17)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic $<$<BOOL:${KIV_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()

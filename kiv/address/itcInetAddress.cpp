@@ -1,0 +1,210 @@
+#include <kiv/address/itcInetAddress.h>
+
+#include <kiv/address/detail/AddressLength.h>
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/SetStatus.h>
+
+#include <cstdio>
+#include <cstring>
+
+const char* const itcInetAddress::Any = "0.0.0.0";
+const char* const itcInetAddress::Any6 = "::";
+const char* const itcInetAddress::Localhost = "127.0.0.1";
+const char* const itcInetAddress::Localhost6 = "::1";
+const char* const itcInetAddress::Broadcast = "255.255.255.255";
+
+int itcInetAddress::preferredFamily = 0;
+
+namespace {
+
+constexpr size_t maxHostLength = 1024;
+
+// Host texts have one size everywhere: what lookup takes and what the name functions return.
+using HostText = char[maxHostLength + 1];
+
+// The machine prefers IPv6 when an IPv6 socket can be told to serve IPv4 peers as well.
+int probePreferredFamily()
+{
+    const int inet = OS_socket(AF_INET, SOCK_STREAM, 0);
+    if (inet == -1)
+        return AF_INET6;
+    OS_closesocket(inet);
+
+    const int off = 0;
+    const int inet6 = OS_socket(AF_INET6, SOCK_STREAM, 0);
+    const bool dualStack = OS_setsockopt(inet6, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0;
+    if (inet6 != -1)
+        OS_closesocket(inet6);
+    return dualStack ? AF_INET6 : AF_INET;
+}
+
+// Copies the host, an IPv6 literal without the brackets that URLs put around it. REQUIRES: it fits.
+void copyHost(HostText& copy, const char* host)
+{
+    size_t length = std::strlen(host);
+    if (length >= 2 && host[0] == '[' && host[length - 1] == ']') {
+        ++host;
+        length -= 2;
+    }
+    std::memcpy(copy, host, length);
+    copy[length] = '\0';
+}
+
+int socketTypeOf(int protocol)
+{
+    switch (protocol) {
+    case IPPROTO_UDP:
+        return SOCK_DGRAM;
+    case IPPROTO_TCP:
+        return SOCK_STREAM;
+    default:
+        return 0;
+    }
+}
+
+const char* nameOf(const sockaddr_storage& address, HostText& text, int flags)
+{
+    text[0] = '\0';
+    if (OS_getnameinfo(asSockaddr(address), addressLength(address), text, sizeof text, nullptr, 0, flags) != 0)
+        text[0] = '\0';
+    return text;
+}
+
+} // namespace
+
+itcInetAddress::itcInetAddress()
+{
+    lookup(nullptr, 0, 0);
+}
+
+itcInetAddress::itcInetAddress(int port)
+{
+    lookup(nullptr, port, 0);
+}
+
+itcInetAddress::itcInetAddress(const char* host, int port)
+{
+    lookup(host, port, 0);
+}
+
+itcInetAddress::itcInetAddress(const char* host, int port, int protocol)
+{
+    lookup(host, port, protocol);
+}
+
+itcInetAddress::itcInetAddress(const char* host, const char* service, int protocol)
+{
+    lookup(host, service, protocol);
+}
+
+itcInetAddress::itcInetAddress(const sockaddr_storage& systemAddress)
+{
+    address = systemAddress;
+    computeFlags();
+}
+
+bool itcInetAddress::lookup(const char* host, int port, int protocol)
+{
+    char service[sizeof "-2147483648"];
+    std::snprintf(service, sizeof service, "%d", port);
+    return lookup(host, service, protocol);
+}
+
+bool itcInetAddress::lookup(const char* host, const char* service, int protocol)
+{
+    const int wildcardFamily = preferredWildcardFamily();
+    clearStatus(status);
+
+    HostText name = "";
+    if (host != nullptr) {
+        if (std::strlen(host) > maxHostLength) {
+            setStatus(status, Itc_Tp_Gethostname_Call_Failed, Error);
+            return false;
+        }
+        copyHost(name, host);
+    }
+
+    addrinfo hints = {};
+    const bool isAnyInet = std::strcmp(name, Any) == 0;
+    const bool isAnyInet6 = std::strcmp(name, Any6) == 0;
+    if (name[0] == '\0' || isAnyInet || isAnyInet6) {
+        hints.ai_flags = AI_PASSIVE;
+        hints.ai_family = isAnyInet ? AF_INET : isAnyInet6 ? AF_INET6 : wildcardFamily;
+        name[0] = '\0';
+    }
+    hints.ai_protocol = protocol;
+    hints.ai_socktype = socketTypeOf(protocol);
+
+    const char* const askedHost = name[0] != '\0' ? name : nullptr;
+    addrinfo* answers = nullptr;
+    int returnCode = OS_getaddrinfo(askedHost, service, &hints, &answers);
+    if (protocol == 0 && returnCode == EAI_SERVICE) {
+        // A service that the database lists for one protocol only is not found for "either": ask for streams.
+        hints.ai_socktype = SOCK_STREAM;
+        returnCode = OS_getaddrinfo(askedHost, service, &hints, &answers);
+    }
+
+    const addrinfo* const first = returnCode == 0 ? answers : nullptr;
+    if (first != nullptr && first->ai_addr != nullptr) {
+        if (first->ai_addrlen <= sizeof address)
+            std::memcpy(&address, first->ai_addr, first->ai_addrlen);
+        else
+            returnCode = EAI_OVERFLOW;
+    }
+    if (returnCode != 0)
+        setStatus(status, Itc_Tp_Unknown_Peer, Error, returnCode);
+    computeFlags();
+    OS_freeaddrinfo(answers);
+    return status.severity < Warning;
+}
+
+const char* itcInetAddress::hostname() const
+{
+    static HostText text;
+    return nameOf(address, text, 0);
+}
+
+const char* itcInetAddress::numeric_hostname() const
+{
+    static HostText text;
+    return nameOf(address, text, NI_NUMERICHOST);
+}
+
+int itcInetAddress::port() const
+{
+    if (address.ss_family != AF_INET && address.ss_family != AF_INET6)
+        return 0;
+    sockaddr_in inet; // the port lies at the same place in both families
+    std::memcpy(&inet, &address, sizeof inet);
+    return static_cast<int>(OS_ntohs(inet.sin_port));
+}
+
+void itcInetAddress::computeFlags()
+{
+    isAny = isLoopback = isBroadcast = 0;
+    if (address.ss_family == AF_INET) {
+        sockaddr_in inet;
+        std::memcpy(&inet, &address, sizeof inet);
+        isAny = inet.sin_addr.s_addr == OS_htonl(INADDR_ANY);
+        isLoopback = inet.sin_addr.s_addr == OS_htonl(INADDR_LOOPBACK);
+        isBroadcast = inet.sin_addr.s_addr == OS_htonl(INADDR_BROADCAST);
+    } else if (address.ss_family == AF_INET6) {
+        constexpr unsigned char mappedLoopback[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 127, 0, 0, 1};
+        sockaddr_in6 inet6;
+        std::memcpy(&inet6, &address, sizeof inet6);
+        isAny = IN6_IS_ADDR_UNSPECIFIED(&inet6.sin6_addr);
+        isLoopback = IN6_IS_ADDR_LOOPBACK(&inet6.sin6_addr) ||
+                     std::memcmp(&inet6.sin6_addr, mappedLoopback, sizeof mappedLoopback) == 0;
+    }
+}
+
+// Threads that race on the first lookup may both probe and store the same value; the atomic access keeps that defined.
+int itcInetAddress::preferredWildcardFamily()
+{
+    int family = __atomic_load_n(&preferredFamily, __ATOMIC_RELAXED);
+    if (family == 0) {
+        family = probePreferredFamily();
+        __atomic_store_n(&preferredFamily, family, __ATOMIC_RELAXED);
+    }
+    return family;
+}

@@ -1,0 +1,18 @@
+#include <kiv/connection/detail/ConnectAlarm.h>
+
+#include <csignal>
+
+ConnectAlarm::ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler)
+    : previousHandler(OS_signal(SIGALRM, handler))
+{
+    itimerval once = {};
+    once.it_value.tv_sec = milliseconds / 1000;
+    once.it_value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
+    OS_setitimer(ITIMER_REAL, &once, &previousTimer);
+}
+
+ConnectAlarm::~ConnectAlarm()
+{
+    OS_setitimer(ITIMER_REAL, &previousTimer, nullptr);
+    OS_signal(SIGALRM, previousHandler);
+}

@@ -1,0 +1,7 @@
+#include <kiv/connection/itcLocalConnection.h>
+
+itcLocalConnection::~itcLocalConnection()
+{
+    delete[] boundPath;
+    boundPath = nullptr;
+}

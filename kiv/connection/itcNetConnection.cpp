@@ -1,0 +1,17 @@
+#include <kiv/connection/itcNetConnection.h>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+
+itcNetConnection::~itcNetConnection() = default;
+
+bool itcNetConnection::setTcpNodelay(bool on)
+{
+    const int value = on ? 1 : 0;
+    return OS_setsockopt(td, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0;
+}
+
+const char* itcNetConnection::getCipherSuite() const
+{
+    return "none";
+}

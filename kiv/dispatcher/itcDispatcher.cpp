@@ -1,0 +1,211 @@
+// The dispatcher's tables: who is interested in which descriptor. The cycle that reads them is in
+// itcDispatcherCycle.cpp.
+#include <kiv/dispatcher/itcDispatcher.h>
+
+#include <kiv/connection/itcConnection.h>
+#include <kiv/dispatcher/detail/Interest.h>
+#include <kiv/dispatcher/detail/Performance.h>
+#include <kiv/foundation/detail/SetStatus.h>
+
+#include <cstdlib>
+#include <new>
+
+itcDispatcher* itcDispatcher::_instance = nullptr;
+bool itcDispatcher::checkCommunicationBuffer = true;
+
+namespace {
+
+constexpr itcDispatcherMask allKinds[] = {ReadMask, WriteMask, ExceptMask};
+
+int descriptorOf(const itcConnection& conn, itcDispatcherMask kind)
+{
+    switch (kind) {
+    case ReadMask:
+        return conn.ReadDescriptor();
+    case WriteMask:
+        return conn.WriteDescriptor();
+    default:
+        return conn.ExceptDescriptor();
+    }
+}
+
+// A handler can ask at most once per cycle to be called again, so with this room the lists never grow in a cycle.
+std::vector<int>* newReadyList()
+{
+    auto* const list = new std::vector<int>;
+    list->reserve(FdMask::size);
+    return list;
+}
+
+} // namespace
+
+itcDispatcher::itcDispatcher() noexcept
+    : capacity(FdMask::size), nfds(0), readMask(new FdMask), writeMask(new FdMask), exceptMask(new FdMask),
+      readyRead(newReadyList()), readyWrite(newReadyList()), readyExcept(newReadyList()),
+      readHandlers(new itcIOHandler*[FdMask::size]()), writeHandlers(new itcIOHandler*[FdMask::size]()),
+      exceptHandlers(new itcIOHandler*[FdMask::size]()), timers(new TimerQueue),
+      connections(new itcConnection*[FdMask::size]()), readData(new char*[FdMask::size]()),
+      writeData(new char*[FdMask::size]()), exceptData(new char*[FdMask::size]()), dispatchCount(0), sleepMicros(0)
+{
+    perfStopwatches.reportTimer.start();
+    perfStopwatches.outsideTimer.start();
+}
+
+itcDispatcher::~itcDispatcher()
+{
+    delete readMask;
+    delete writeMask;
+    delete exceptMask;
+    delete readyRead;
+    delete readyWrite;
+    delete readyExcept;
+    delete[] readHandlers;
+    delete[] writeHandlers;
+    delete[] exceptHandlers;
+    delete timers;
+    delete[] connections;
+    delete[] readData;
+    delete[] writeData;
+    delete[] exceptData;
+
+    // Receivers that die later must not find a dispatcher that is gone.
+    if (_instance == this)
+        _instance = nullptr;
+    awaitOtherThreads();
+}
+
+itcDispatcher* itcDispatcher::instance()
+{
+    if (_instance == nullptr)
+        _instance = new (std::nothrow) itcDispatcher;
+    if (_instance == nullptr)
+        std::abort();
+    return _instance;
+}
+
+void itcDispatcher::instance(itcDispatcher* d)
+{
+    _instance = d;
+}
+
+int itcDispatcher::link(itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h)
+{
+    clearStatus(*this);
+    if (conn == nullptr)
+        return 0;
+    for (const itcDispatcherMask kind : allKinds) {
+        if (mask & kind)
+            attach(readMask->allocFd(descriptorOf(*conn, kind)), conn, clientData, kind, h);
+    }
+    return severity <= Success;
+}
+
+int itcDispatcher::unlink(itcConnection* conn, itcDispatcherMask mask)
+{
+    clearStatus(*this);
+    if (conn == nullptr)
+        return 0;
+    for (const itcDispatcherMask kind : allKinds) {
+        if (mask & kind)
+            detach(readMask->allocFd(descriptorOf(*conn, kind)), kind);
+    }
+    return severity <= Success;
+}
+
+int itcDispatcher::unlink_all(itcDispatcherMask mask)
+{
+    clearStatus(*this);
+    detach_all(mask);
+    return severity <= Success;
+}
+
+itcIOHandler* itcDispatcher::handler(itcConnection* conn, itcDispatcherMask mask)
+{
+    clearStatus(*this);
+    const Interest interest = interestIn(mask);
+    if (interest.mask == nullptr) {
+        setStatus(*this, Itc_Dp_Invalid_Mask, Error);
+        return nullptr;
+    }
+    const int fd = readMask->allocFd(descriptorOf(*conn, mask));
+    if (!isSlot(fd)) {
+        setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
+        return nullptr;
+    }
+    return interest.handlers[fd];
+}
+
+void itcDispatcher::attach(int fd, itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h)
+{
+    // No system call has failed in the two refusals, yet they carry the pending error number: a status always does.
+    if (!isSlot(fd)) {
+        setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
+        return;
+    }
+    const Interest interest = interestIn(mask);
+    if (interest.mask == nullptr) {
+        setStatus(*this, Itc_Dp_Invalid_Mask, Error);
+        return;
+    }
+    interest.mask->setBit(fd);
+    interest.handlers[fd] = h;
+    interest.data[fd] = clientData;
+    connections[fd] = conn;
+    if (fd >= nfds)
+        nfds = fd + 1;
+}
+
+void itcDispatcher::detach(int fd, itcDispatcherMask mask)
+{
+    if (!isSlot(fd)) {
+        setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
+        return;
+    }
+    for (const itcDispatcherMask kind : allKinds) {
+        if (mask & kind) {
+            const Interest interest = interestIn(kind);
+            interest.mask->clrBit(fd);
+            interest.handlers[fd] = nullptr;
+            interest.data[fd] = nullptr;
+        }
+    }
+    if (hasHandler(fd))
+        return;
+
+    readMask->freeFd(readMask->realFd(fd));
+    connections[fd] = nullptr;
+    if (fd + 1 == nfds) {
+        while (nfds >= 1 && !hasHandler(nfds - 1))
+            --nfds;
+    }
+}
+
+void itcDispatcher::detach_all(itcDispatcherMask mask)
+{
+    for (int fd = nfds - 1; fd >= 0; --fd)
+        detach(fd, mask);
+}
+
+itcDispatcher::Interest itcDispatcher::interestIn(itcDispatcherMask kind) const
+{
+    switch (kind) {
+    case ReadMask:
+        return {readMask, readHandlers, readData};
+    case WriteMask:
+        return {writeMask, writeHandlers, writeData};
+    case ExceptMask:
+        return {exceptMask, exceptHandlers, exceptData};
+    default:
+        return {nullptr, nullptr, nullptr};
+    }
+}
+
+bool itcDispatcher::hasHandler(int fd) const
+{
+    return readHandlers[fd] != nullptr || writeHandlers[fd] != nullptr || exceptHandlers[fd] != nullptr;
+}
+
+bool itcDispatcher::isWanted(int fd) const
+{
+    return readMask->isSet(fd) || writeMask->isSet(fd) || exceptMask->isSet(fd);
+}

@@ -1,0 +1,311 @@
+// One dispatch cycle, from dispatch(timeval*) downward: report, wait, merge those who asked to be called again, notify,
+// account. The other forms of dispatch() only make the time limit.
+#include <kiv/dispatcher/itcDispatcher.h>
+
+#include <kiv/connection/itcConnection.h>
+#include <kiv/dispatcher/detail/Performance.h>
+#include <kiv/dispatcher/detail/Saturate.h>
+#include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/SetStatus.h>
+
+#include <cmath>
+#include <limits>
+#include <new>
+
+namespace {
+
+constexpr itcDispatcherMask everyKind = ReadMask | WriteMask | ExceptMask;
+constexpr int64_t microsPerSecond = 1000000;
+
+long saturatedLong(double value)
+{
+    using Limits = std::numeric_limits<long>;
+    if (std::isnan(value))
+        return 0;
+    if (value >= -static_cast<double>(Limits::min())) // 2 to the power of 63 or 31: the first value beyond
+        return Limits::max();
+    if (value <= static_cast<double>(Limits::min()))
+        return Limits::min();
+    return static_cast<long>(value);
+}
+
+timeval timevalOf(double seconds)
+{
+    double whole = 0.0;
+    const double fraction = std::modf(seconds, &whole);
+    timeval tv = {};
+    tv.tv_sec = saturatedLong(whole);
+    tv.tv_usec = saturatedLong(fraction * 1000000.0);
+    return tv;
+}
+
+fd_set* asFdSet(FdMask& mask)
+{
+    return reinterpret_cast<fd_set*>(&mask);
+}
+
+// Out of memory the descriptor is left out: what is ready stays ready and is found by the next cycle.
+void appendFd(std::vector<int>& fds, int fd)
+try {
+    fds.push_back(fd);
+} catch (const std::bad_alloc&) {
+}
+
+// The limit of a wait as the caller gave it, to be compared with what the wait leaves of it.
+class AskedTime {
+public:
+    explicit AskedTime(const timeval* timeout)
+        : sec(timeout != nullptr ? static_cast<long>(timeout->tv_sec) : 0),
+          usec(timeout != nullptr ? static_cast<long>(timeout->tv_usec) : 0)
+    {
+    }
+
+    int64_t microsUsed(const timeval& left) const
+    {
+        const int64_t secondsUsed = saturatingSub(sec, left.tv_sec);
+        return saturatingSub(saturatingAdd(saturatingMul(secondsUsed, microsPerSecond), usec), left.tv_usec);
+    }
+
+    void tellProfiler(const timeval& left) const
+    {
+        itcDispatcher::incDispatchSleepTimeFP(sec, usec, static_cast<long>(left.tv_sec),
+                                              static_cast<long>(left.tv_usec));
+    }
+
+private:
+    long sec;
+    long usec;
+};
+
+} // namespace
+
+int itcDispatcher::dispatch()
+{
+    clearStatus(*this);
+    const int result = dispatch(nullptr);
+    if (result != 0)
+        return result;
+    setStatus(*this, Itc_Dp_No_Connection_Linked, Error);
+    return errorNumber;
+}
+
+int itcDispatcher::dispatch(double seconds)
+{
+    clearStatus(*this);
+    timeval tv = timevalOf(seconds);
+    return dispatch(&tv);
+}
+
+int itcDispatcher::dispatch(long& sec, long& usec)
+{
+    clearStatus(*this);
+    timeval tv = {};
+    tv.tv_sec = sec;
+    tv.tv_usec = usec;
+    const timeval begin = currentTime();
+    const int result = dispatch(&tv);
+    const timeval elapsed = currentTime() - begin;
+    // One would expect what is left to be kept here; hosts have been handed zero whenever more was left than was used.
+    if (tv > elapsed)
+        tv = timeval{};
+    sec = static_cast<long>(tv.tv_sec);
+    usec = static_cast<long>(tv.tv_usec);
+    return result;
+}
+
+int itcDispatcher::dispatch(timeval* timeout)
+{
+    clearStatus(*this);
+    perfFigures.selectCalls += 1;
+    report();
+
+    FdMask r;
+    FdMask w;
+    FdMask e;
+    dispatchCount += 1;
+    const AskedTime asked(timeout);
+    mark(DispatchBegin);
+    perfFigures.outsideTime += secondsOf(perfStopwatches.outsideTimer);
+
+    int n = waitFor(r, w, e, timeout);
+    fillInReady(n, r, w, e);
+    notify(n, r, w, e);
+
+    perfStopwatches.outsideTimer.start();
+    mark(DispatchEnd);
+    if (timeout != nullptr) {
+        // Without a marker hook nobody could tell to which cycle the sleep belongs.
+        if (startTimerFP != nullptr && incDispatchSleepTimeFP != nullptr)
+            asked.tellProfiler(*timeout);
+        sleepMicros = saturatingAdd(sleepMicros, asked.microsUsed(*timeout));
+    }
+    return n != 0;
+}
+
+int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
+{
+    timeval local = {};
+    for (;;) {
+        r = *readMask;
+        w = *writeMask;
+        e = *exceptMask;
+        std::vector<int> buffered;
+        timeout = calculateTimeout(timeout, local, buffered);
+        if (nfds < 0)
+            nfds = 0;
+
+        perfStopwatches.callTimer.start();
+        int n = OS_select(nfds, asFdSet(r), asFdSet(w), asFdSet(e), timeout);
+        perfFigures.selectTime += secondsOf(perfStopwatches.callTimer);
+
+        if (checkCommunicationBuffer && !buffered.empty())
+            fillMask(n, r, buffered);
+        if (n >= 0)
+            return nfds == 0 ? 0 : n;
+        if (handleError() != 0 || nfds == 0) {
+            // A failed select() leaves the sets as they were asked. Emptied, they let those who want to be called again
+            // be counted, instead of passing for ready ones that are counted already.
+            r.zero();
+            w.zero();
+            e.zero();
+            return 0;
+        }
+    }
+}
+
+timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local)
+{
+    std::vector<int> buffered;
+    return calculateTimeout(timeout, local, buffered);
+}
+
+timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local, std::vector<int>& buffered)
+{
+    timeval* result = timeout;
+    bool somethingIsDue = false;
+
+    if (!timers->empty()) {
+        const timeval now = currentTime();
+        const timeval head = timers->earliest();
+        if (head > now) {
+            local = head - now;
+            if (timeout == nullptr || *timeout > local)
+                result = &local;
+            if (result->tv_usec < 0)
+                result->tv_usec = 0;
+        } else {
+            somethingIsDue = true;
+        }
+    }
+    if (checkCommunicationBuffer) {
+        for (int fd = 0; fd < nfds; ++fd) {
+            if (readHandlers[fd] != nullptr && bufferedBytes(fd) > 0)
+                appendFd(buffered, fd);
+        }
+    }
+    if (!buffered.empty() || anyReady() || somethingIsDue) {
+        if (result == nullptr)
+            result = &local;
+        *result = timeval{};
+    }
+    return result;
+}
+
+// A descriptor may have been attached without a connection, or lost it to another interest's attach.
+int itcDispatcher::bufferedBytes(int fd) const
+{
+    return connections[fd] != nullptr ? connections[fd]->bytes() : 0;
+}
+
+bool itcDispatcher::anyReady()
+{
+    return !readyRead->empty() || !readyWrite->empty() || !readyExcept->empty();
+}
+
+void itcDispatcher::fillMask(int& n, FdMask& m, const std::vector<int>& fds)
+{
+    for (const int fd : fds) {
+        if (isSlot(fd) && !m.isSet(fd)) {
+            m.setBit(fd);
+            n += 1;
+        }
+    }
+}
+
+void itcDispatcher::fillInReady(int& n, FdMask& r, FdMask& w, FdMask& e)
+{
+    const auto merge = [&](FdMask& mask, std::vector<int>& list) {
+        if (!list.empty()) {
+            fillMask(n, mask, list);
+            list.clear();
+        }
+    };
+    merge(r, *readyRead);
+    merge(w, *readyWrite);
+    merge(e, *readyExcept);
+}
+
+// n counts ready events, not descriptors: it tells when the rest of the sets can be empty only. A write event that
+// turns into an exception is still one event.
+void itcDispatcher::notify(int n, FdMask& r, FdMask& w, FdMask& e)
+{
+    const auto obey = [this](int result, int fd, std::vector<int>& ready) {
+        if (result < 0)
+            detach(fd, everyKind);
+        else if (result > 0)
+            appendFd(ready, fd);
+    };
+
+    // Handlers may detach any descriptor meanwhile: nfds and the tables are read anew at every step.
+    for (int fd = 0; fd < nfds && n > 0; ++fd) {
+        if (r.isSet(fd)) {
+            if (itcIOHandler* const h = readHandlers[fd]) {
+                obey(measuredCall(InputReadyBegin, InputReadyEnd, perfFigures.input,
+                                  [&] { return h->inputReady(connections[fd], readData[fd]); }),
+                     fd, *readyRead);
+            }
+            n -= 1;
+        }
+        if (w.isSet(fd)) {
+            if (connectHasFailed(fd)) {
+                if (e.isSet(fd))
+                    n -= 1;
+                else
+                    e.setBit(fd);
+            } else {
+                if (itcIOHandler* const h = writeHandlers[fd]) {
+                    obey(measuredCall(OutputReadyBegin, OutputReadyEnd, perfFigures.output,
+                                      [&] { return h->outputReady(connections[fd], writeData[fd]); }),
+                         fd, *readyWrite);
+                }
+                n -= 1;
+            }
+        }
+        if (e.isSet(fd)) {
+            if (itcIOHandler* const h = exceptHandlers[fd]) {
+                mark(ExceptionBegin);
+                const int result = h->exceptionRaised(connections[fd], exceptData[fd]);
+                mark(ExceptionEnd);
+                obey(result, fd, *readyExcept);
+            }
+            n -= 1;
+        }
+    }
+
+    processAsyncReadyNotify();
+    if (!timers->empty())
+        timers->expire(currentTime());
+}
+
+// A pending connect that fails makes its descriptor writable, with the error waiting in the socket. Where somebody
+// listens for exceptions, that is what it is told as.
+bool itcDispatcher::connectHasFailed(int fd) const
+{
+    const itcConnection* const conn = connections[fd];
+    if (conn == nullptr || conn->connState != itcConnection::ItcStateConnectPending || exceptHandlers[fd] == nullptr)
+        return false;
+    int error = 0;
+    socklen_t length = sizeof error;
+    return OS_getsockopt(conn->ExceptDescriptor(), SOL_SOCKET, SO_ERROR, &error, &length) != 0 || error != 0;
+}

@@ -1,0 +1,179 @@
+// Ready callbacks: the registry of live receivers and the queue of notifications that other threads fill.
+//
+// One recursive lock guards both. It is held during a delivery and during the wait for the worker behind it, so that no
+// receiver can die on another thread while it is being called; the dispatching thread itself may notify, create and
+// destroy receivers from inside ready().
+#include <kiv/dispatcher/itcDispatcher.h>
+
+#include <kiv/dispatcher/ICBKivReady.h>
+#include <kiv/dispatcher/itcAsyncFuncReady.h>
+#include <kiv/foundation/KivDebug.h>
+
+#include <QDeadlineTimer>
+#include <QQueue>
+#include <QRecursiveMutex>
+#include <QSet>
+#include <QThread>
+
+#include <atomic>
+#include <memory>
+#include <new>
+
+QRecursiveMutex itcDispatcher::asyncLock;
+QSet<ICBKivReady*> itcDispatcher::registered;
+QQueue<itcAsyncFuncReady*> itcDispatcher::pending;
+
+namespace {
+
+constexpr qint64 workerPatienceMs = 10000;
+
+// Static receivers of a host, or of a plug-in that is unloaded late, may outlive the three objects above. This flag
+// has no constructor and no destructor, so it can be asked at any time: false before they exist and after they died.
+std::atomic<bool> asyncStateExists;
+
+struct AsyncStateLife {
+    AsyncStateLife() { asyncStateExists = true; }
+    ~AsyncStateLife() { asyncStateExists = false; }
+} asyncStateLife;
+
+// Says without the lock whether the queue may hold something: set after each append, cleared under the lock once the
+// queue is found empty. Looking at the queue itself would race with the threads that append to it.
+std::atomic<bool> mayHavePending;
+
+class AsyncLock {
+public:
+    explicit AsyncLock(QRecursiveMutex& mutex) : mutex(mutex) { mutex.tryLock(-1); }
+    ~AsyncLock() { mutex.unlock(); }
+    AsyncLock(const AsyncLock&) = delete;
+    AsyncLock& operator=(const AsyncLock&) = delete;
+
+private:
+    QRecursiveMutex& mutex;
+};
+
+// A record that is being delivered, linked to those further out: ready() may run a cycle of its own. REQUIRES: the lock.
+class Delivery {
+public:
+    explicit Delivery(itcAsyncFuncReady& record) : record(record), outer(innermost) { innermost = this; }
+    ~Delivery() { innermost = outer; }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+
+    static void forget(const QThread* thread)
+    {
+        for (Delivery* delivery = innermost; delivery != nullptr; delivery = delivery->outer) {
+            if (delivery->record.thread == thread)
+                delivery->record.thread = nullptr;
+        }
+    }
+
+private:
+    static inline Delivery* innermost = nullptr;
+
+    itcAsyncFuncReady& record;
+    Delivery* outer;
+};
+
+void reportRunningWorker()
+{
+    if (KivDebug::pKivErrorPrint != nullptr) {
+        KivDebug::pKivErrorPrint(KivError::ErrPrio(1), KivError::ErrType(1), KivError::KivErrorCode(54),
+                                 "workerThread is still running, memory leak expected!", nullptr, nullptr);
+    }
+}
+
+} // namespace
+
+void itcDispatcher::registerICBKivReady(ICBKivReady* r)
+try {
+    if (!asyncStateExists)
+        return;
+    const AsyncLock lock(asyncLock);
+    registered.insert(r);
+} catch (const std::bad_alloc&) { // the receiver stays unknown: what is sent to it is dropped
+}
+
+void itcDispatcher::deregisterICBKivReady(ICBKivReady* r)
+{
+    forgetReceiver(r);
+}
+
+void itcDispatcher::addAsyncReadyNotify(int result, ICBKivReady* target, void* userData, QThread* thread)
+try {
+    std::unique_ptr<itcAsyncFuncReady> record(new itcAsyncFuncReady{result, target, userData, thread});
+    if (!asyncStateExists)
+        return;
+    const AsyncLock lock(asyncLock);
+    pending.enqueue(record.get());
+    static_cast<void>(record.release());
+    mayHavePending = true;
+} catch (const std::bad_alloc&) { // there is nobody to tell on this thread, and no memory to remember it with
+}
+
+void itcDispatcher::processAsyncReadyNotify()
+{
+    while (mayHavePending && asyncStateExists) {
+        std::unique_ptr<itcAsyncFuncReady> record; // outlives the lock
+        const AsyncLock lock(asyncLock);
+        if (pending.isEmpty()) {
+            mayHavePending = false;
+            return;
+        }
+        record.reset(pending.dequeue());
+        if (record == nullptr)
+            continue;
+
+        const Delivery delivery(*record);
+        if (registered.contains(record->target))
+            record->target->ready(record->result, record->userData);
+        if (record->thread != nullptr) {
+            if (record->thread->wait(QDeadlineTimer(workerPatienceMs, Qt::CoarseTimer)))
+                deleteWorker(record->thread);
+            else
+                reportRunningWorker();
+        }
+    }
+}
+
+// A worker may be named in several records, queued or under delivery: all forget it before it goes.
+void itcDispatcher::deleteWorker(QThread* thread)
+{
+    for (itcAsyncFuncReady* const record : pending) {
+        if (record != nullptr && record->thread == thread)
+            record->thread = nullptr;
+    }
+    Delivery::forget(thread);
+    delete thread;
+}
+
+void itcDispatcher::forgetReceiver(ICBKivReady* r)
+{
+    if (!asyncStateExists)
+        return;
+    const AsyncLock lock(asyncLock);
+    registered.remove(r);
+}
+
+void itcDispatcher::awaitOtherThreads()
+{
+    if (asyncStateExists)
+        const AsyncLock lock(asyncLock);
+}
+
+ICBKivReady::ICBKivReady()
+{
+    if (asyncStateExists)
+        itcDispatcher::instance()->registerICBKivReady(this);
+}
+
+// A copy is a receiver of its own.
+ICBKivReady::ICBKivReady(const ICBKivReady&) : ICBKivReady() {}
+
+ICBKivReady::~ICBKivReady()
+{
+    // The dispatcher may be gone before its receivers. A new one only to say farewell would stay behind for ever.
+    if (itcDispatcher::_instance != nullptr)
+        itcDispatcher::_instance->deregisterICBKivReady(this);
+    else
+        itcDispatcher::forgetReceiver(this);
+}

@@ -1,0 +1,206 @@
+// The resolver calls. Name resolution is where a communication layer most often hangs or fails in the field, so each
+// call is traced before and after, the two texts paired by the call's number. Each step asks the check hook anew: a
+// flag that is switched on during a lookup gives the second text alone, with number 0 and no address taken before.
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/Trace.h>
+
+#include <cstring>
+
+namespace {
+
+// Numbers the calls of one kind, counting only those that were traced from the start.
+class CallCounter {
+public:
+    int next() { return __atomic_fetch_add(&resolverTraceCounter, 1, __ATOMIC_SEQ_CST); }
+
+private:
+    int resolverTraceCounter = 0;
+};
+
+CallCounter getaddrinfoCalls;
+CallCounter freeaddrinfoCalls;
+CallCounter getnameinfoCalls;
+CallCounter gethostbynameCalls;
+CallCounter gethostbyaddrCalls;
+
+// The numeric address and raw port of a trace, empty and 0 until something is captured.
+struct Endpoint {
+    char ip[INET6_ADDRSTRLEN] = {}; // 46 bytes: the longest IPv6 text with its terminator
+    unsigned int port = 0;
+
+    // Every family but AF_INET is shown as the 16 bytes of an IPv6 address.
+    void captureBytes(int family, const void* bytes, size_t available)
+    {
+        const bool isInet = family == AF_INET;
+        if (bytes == nullptr || available < (isInet ? sizeof(in_addr) : sizeof(in6_addr)))
+            return;
+        OS_inet_ntop(isInet ? AF_INET : AF_INET6, bytes, ip, sizeof ip);
+    }
+
+    void capture(const sockaddr* address, socklen_t length)
+    {
+        if (address == nullptr || length < sizeof(sa_family_t))
+            return;
+        if (address->sa_family == AF_INET) {
+            if (length < sizeof(sockaddr_in))
+                return;
+            sockaddr_in inet;
+            std::memcpy(&inet, address, sizeof inet);
+            captureBytes(AF_INET, &inet.sin_addr, sizeof inet.sin_addr);
+            port = inet.sin_port;
+        } else {
+            if (length < sizeof(sockaddr_in6))
+                return;
+            sockaddr_in6 inet6;
+            std::memcpy(&inet6, address, sizeof inet6);
+            captureBytes(AF_INET6, &inet6.sin6_addr, sizeof inet6.sin6_addr);
+            port = inet6.sin6_port;
+        }
+    }
+};
+
+const char* textOrEmpty(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
+// What a caller's buffer holds: nothing to show when there is none or when it is not terminated.
+const char* bufferText(const char* buffer, socklen_t size)
+{
+    return buffer != nullptr && ::strnlen(buffer, size) < size ? buffer : "";
+}
+
+// A host and a service as the traces of getaddrinfo show them: in quotes, or the bare word "empty".
+struct Quoted {
+    const char* text;
+
+    friend std::ostream& operator<<(std::ostream& out, Quoted quoted)
+    {
+        return quoted.text != nullptr ? out << '"' << quoted.text << '"' : out << "empty";
+    }
+};
+
+} // namespace
+
+int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result)
+{
+    const short flag = KivDebug::DBG_KIV;
+    const bool hasText = host != nullptr || service != nullptr; // a lookup of neither leaves no trace
+    int number = 0;
+    if (traceWanted(flag))
+        number = getaddrinfoCalls.next();
+    if (hasText) {
+        trace(flag, [&](std::ostream& out) {
+            out << "before calling getaddrinfo #" << number << " with hostname:" << Quoted{host}
+                << " servicename:" << Quoted{service};
+        });
+    }
+
+    const int returnCode = ::getaddrinfo(host, service, hints, result);
+
+    if (hasText && traceWanted(flag)) {
+        Endpoint first;
+        if (returnCode == 0 && result != nullptr && *result != nullptr && (*result)->ai_addr != nullptr)
+            first.capture((*result)->ai_addr, (*result)->ai_addrlen);
+        else
+            printTrace(flag, [&](std::ostream& out) { out << "getaddrinfo() returns error code: " << returnCode; });
+        printTrace(flag, [&](std::ostream& out) {
+            out << "after calling getaddrinfo #" << number << " with hostname:" << Quoted{host}
+                << " servicename:" << Quoted{service} << " ip:\"" << first.ip << "\" port:" << first.port;
+        });
+    }
+    return returnCode;
+}
+
+void OS_freeaddrinfo(addrinfo* list)
+{
+    const short flag = KivDebug::DBG_KIV;
+    int number = 0;
+    Endpoint first;
+    if (traceWanted(flag)) {
+        number = freeaddrinfoCalls.next();
+        if (list != nullptr)
+            first.capture(list->ai_addr, list->ai_addrlen);
+    }
+    trace(flag, [&](std::ostream& out) {
+        out << "before calling freeaddrinfo #" << number << " with ip:\"" << first.ip << "\" port:" << first.port;
+    });
+
+    if (list != nullptr)
+        ::freeaddrinfo(list);
+
+    trace(flag, [&](std::ostream& out) {
+        out << "after calling freeaddrinfo #" << number << " with ip:\"" << first.ip << "\" port:" << first.port;
+    });
+}
+
+int OS_getnameinfo(const sockaddr* address, socklen_t addressLength, char* host, socklen_t hostLength, char* service,
+                   socklen_t serviceLength, int flags)
+{
+    const short flag = KivDebug::DBG_KIV;
+    int number = 0;
+    Endpoint asked;
+    if (traceWanted(flag)) {
+        number = getnameinfoCalls.next();
+        asked.capture(address, addressLength);
+    }
+    // The quote behind the port has no partner. Scripts that read these lines know it so.
+    trace(flag, [&](std::ostream& out) {
+        out << "before calling getnameinfo #" << number << " with ip:\"" << asked.ip << "\" port:" << asked.port
+            << "\" host:\"" << bufferText(host, hostLength) << '"';
+    });
+
+    const int returnCode = ::getnameinfo(address, addressLength, host, hostLength, service, serviceLength, flags);
+
+    trace(flag, [&](std::ostream& out) {
+        out << "after calling getnameinfo #" << number << " with return code:" << returnCode << " ip:\"" << asked.ip
+            << "\" port:" << asked.port << " host:\"" << bufferText(host, hostLength) << '"';
+    });
+    return returnCode;
+}
+
+hostent* OS_gethostbyname(const char* name)
+{
+    const short flag = KivDebug::DBG_KIV;
+    int number = 0;
+    if (traceWanted(flag))
+        number = gethostbynameCalls.next();
+    trace(flag, [&](std::ostream& out) {
+        out << "before calling gethostbyname #" << number << " with hostname:\"" << textOrEmpty(name) << '"';
+    });
+
+    hostent* const entry = ::gethostbyname(name);
+
+    if (traceWanted(flag)) {
+        Endpoint first;
+        if (entry != nullptr && entry->h_addr_list != nullptr && entry->h_length > 0)
+            first.captureBytes(entry->h_addrtype, entry->h_addr_list[0], static_cast<size_t>(entry->h_length));
+        printTrace(flag, [&](std::ostream& out) {
+            out << "after calling gethostbyname #" << number << " with hostname:\"" << textOrEmpty(name) << "\" ip:\""
+                << first.ip << '"';
+        });
+    }
+    return entry;
+}
+
+hostent* OS_gethostbyaddr(const void* address, socklen_t length, int type)
+{
+    const short flag = KivDebug::DBG_KIV;
+    int number = 0;
+    Endpoint asked;
+    if (traceWanted(flag)) {
+        number = gethostbyaddrCalls.next();
+        asked.captureBytes(type, address, length);
+    }
+    trace(flag, [&](std::ostream& out) {
+        out << "before calling gethostbyaddr #" << number << " with ip:\"" << asked.ip << '"';
+    });
+
+    hostent* const entry = ::gethostbyaddr(address, length, type);
+
+    trace(flag, [&](std::ostream& out) {
+        out << "after calling gethostbyaddr #" << number << " with ip:\"" << asked.ip << "\" host name:\""
+            << (entry != nullptr ? textOrEmpty(entry->h_name) : "") << '"';
+    });
+    return entry;
+}

@@ -1,0 +1,80 @@
+// Clocks, interval timers and signals of the portability layer.
+#include <kiv/foundation/OS.h>
+
+#include <csignal>
+#include <sys/timex.h>
+
+namespace {
+
+// Asks that an interrupted call fail instead of going on. Spelled out because <csignal> no longer promises the name.
+constexpr int interruptSystemCalls = 0x20000000;
+
+constexpr int64_t microsPerSecond = 1000000;
+
+timeval uptimeStart{}; // all zero until the first successful OS_getuptime()
+
+} // namespace
+
+int OS_gettimeofday(timeval* tv, void* timezone)
+{
+    return ::gettimeofday(tv, timezone);
+}
+
+int OS_settimeofday(const timeval* tv, const struct timezone* timezone)
+{
+    return ::settimeofday(tv, timezone);
+}
+
+int OS_adjtime(const timeval* delta, timeval* oldDelta)
+{
+    return ::adjtime(delta, oldDelta);
+}
+
+int OS_getitimer(int which, itimerval* value)
+{
+    return ::getitimer(static_cast<__itimer_which_t>(which), value);
+}
+
+int OS_setitimer(int which, const itimerval* value, itimerval* oldValue)
+{
+    return ::setitimer(static_cast<__itimer_which_t>(which), value, oldValue);
+}
+
+clock_t OS_times(tms* buffer)
+{
+    return ::times(buffer);
+}
+
+int OS_getuptime(timeval* tv)
+{
+    if (tv == nullptr)
+        return -1;
+    if (OS_gettimeofday(tv, nullptr) < 0)
+        return -1;
+
+    if (uptimeStart.tv_sec == 0 && uptimeStart.tv_usec == 0) {
+        uptimeStart = *tv;
+        *tv = timeval{};
+        return 0;
+    }
+    tv->tv_sec -= uptimeStart.tv_sec;
+    tv->tv_usec -= uptimeStart.tv_usec;
+    while (tv->tv_usec < 0) {
+        tv->tv_sec -= 1;
+        tv->tv_usec += microsPerSecond;
+    }
+    return 0;
+}
+
+OS_signalHandler OS_signal(int signal, OS_signalHandler handler)
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = interruptSystemCalls;
+    sigemptyset(&action.sa_mask);
+
+    struct sigaction previous = {};
+    if (::sigaction(signal, &action, &previous) != 0)
+        return SIG_ERR;
+    return previous.sa_handler;
+}

@@ -1,0 +1,68 @@
+/// \file
+/// Internal: the one way in which the library prints.
+#pragma once
+
+#include <kiv/foundation/KivDebug.h>
+
+#include <cerrno>
+#include <locale>
+#include <new>
+#include <sstream>
+#include <string>
+
+inline bool traceWanted(short flag)
+{
+    return KivDebug::pKivDebugCheck(flag);
+}
+
+/// Composes a text and hands it to the print hook, without asking the check hook: for callers that have asked.
+///
+/// The stream has the classic locale, since log readers expect "1234" even in a host that groups its digits. A text
+/// for which there is no memory is dropped; an exception of the hook itself is the host's own and passes.
+template <class Compose> void printTrace(short flag, Compose&& compose)
+{
+    std::string text;
+    try {
+        std::ostringstream out;
+        out.imbue(std::locale::classic());
+        compose(out);
+        text = out.str();
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    KivDebug::pKivDebugPrint(flag, text.c_str());
+}
+
+/// Composes and prints only after the check hook said yes, so that a trace costs one call while it is off.
+template <class Compose> void trace(short flag, Compose&& compose)
+{
+    if (traceWanted(flag))
+        printTrace(flag, compose);
+}
+
+/// Keeps `errno` while a failure is traced: the status that is set next records it, whatever the hook has done.
+class ErrnoKept {
+public:
+    ErrnoKept() : kept(errno) {}
+    ~ErrnoKept() { errno = kept; }
+    ErrnoKept(const ErrnoKept&) = delete;
+    ErrnoKept& operator=(const ErrnoKept&) = delete;
+
+private:
+    int kept;
+};
+
+/// A failure trace that is a fixed text.
+inline void trace(const char* text)
+{
+    const ErrnoKept errnoKept;
+    if (traceWanted(KivDebug::DBG_KIV))
+        KivDebug::pKivDebugPrint(KivDebug::DBG_KIV, text);
+}
+
+/// A failure trace with values in it.
+template <class Compose> void trace(Compose&& compose)
+{
+    const ErrnoKept errnoKept;
+    trace(KivDebug::DBG_KIV, compose);
+}

@@ -1,0 +1,51 @@
+#include <kiv/foundation/itcStatus.h>
+
+#include <kiv/foundation/OS.h>
+
+#include <iterator>
+#include <locale>
+#include <new>
+#include <sstream>
+
+namespace {
+
+#define KIV_AS_TEXT(name) #name,
+constexpr const char* codeNames[] = {KIV_STATUS_CODES(KIV_AS_TEXT)};
+#undef KIV_AS_TEXT
+
+constexpr const char* severityNames[] = {"Success", "Warning", "Error", "SystemError", "FatalError"};
+
+static_assert(std::size(codeNames) == 75, "the numbers of the codes are known outside: none may come or go");
+static_assert(Itc_Ndr_Magic_Error == 14 && Itc_Dp_No_Connection_Linked == 18 && Itc_Ndr_Ub_Extend_Buffer_Failed == 26 &&
+                  Itc_Tp_Max_Connections_Reached == 74,
+              "the last code of each area marks its end");
+
+constexpr std::size_t errorTextSize = 1024;
+
+} // namespace
+
+std::string itcStatus::STATUS_text() const
+try {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    if (severity >= Success && severity <= FatalError)
+        text << severityNames[severity];
+    text << ": ";
+    if (static_cast<unsigned int>(code) < std::size(codeNames))
+        text << codeNames[code];
+    else
+        text << "code = " << code;
+    if (errorNumber != 0)
+        text << ", " << STATUS_errorno_text();
+    return text.str();
+} catch (const std::bad_alloc&) {
+    return {};
+}
+
+std::string itcStatus::STATUS_errorno_text() const
+try {
+    char text[errorTextSize];
+    return OS_getStrError(errorNumber, text, sizeof text);
+} catch (const std::bad_alloc&) {
+    return {};
+}

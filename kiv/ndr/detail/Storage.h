@@ -1,0 +1,31 @@
+/// \file
+/// Internal: sizes and alignment of buffers. Buffers begin at a multiple of 8, so the alignment of an address is that of
+/// the offset in the packet.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+/// The number of bytes from `position` to the next multiple of `alignment`, a power of two.
+inline unsigned int gapTo(unsigned int alignment, const char* position)
+{
+    return static_cast<unsigned int>(-reinterpret_cast<std::uintptr_t>(position) & (alignment - 1));
+}
+
+/// The first multiple of 8 at or behind `position`; what is skipped is zeroed.
+inline char* alignedStart(char* position)
+{
+    constexpr unsigned int bufferAlignment = 8;
+    const unsigned int gap = gapTo(bufferAlignment, position);
+    std::memset(position, 0, gap);
+    return position + gap;
+}
+
+/// Buffers that have outgrown this are given back by reset().
+constexpr unsigned int keptBufferSize = 0x100000;
+
+/// No buffer is made smaller than this.
+constexpr unsigned int minBufferSize = 32;
+
+/// Buffers grow by pages of this size.
+constexpr std::uint64_t pageSize = 4096;

@@ -1,0 +1,52 @@
+#include <kiv/ndr/itcMsgHdr.h>
+
+#include <kiv/ndr/itcNDRReceive.h>
+#include <kiv/ndr/itcNDRSend.h>
+
+#include <cstring>
+
+namespace {
+
+void setText(char (&text)[itcMsgHdr::textSize], const char* value)
+{
+    std::strncpy(text, value != nullptr ? value : "", sizeof text - 1);
+    text[sizeof text - 1] = '\0';
+}
+
+} // namespace
+
+itcMsgHdr::itcMsgHdr() : number(0), type(itcMsgType(0)), value1(0), value2(0), value3(0), value4(0)
+{
+    text1[0] = text2[0] = '\0';
+}
+
+itcMsgHdr::itcMsgHdr(int number, itcMsgType type, const char* text1, const char* text2, int value1, int value2,
+                     int value3, int value4)
+    : number(number), type(type), value1(value1), value2(value2), value3(value3), value4(value4)
+{
+    setText(this->text1, text1);
+    setText(this->text2, text2);
+}
+
+itcMsgHdr::~itcMsgHdr() = default;
+
+itcNDRSend& itcMsgHdr::to_external(itcNDRSend& b) const
+{
+    return b << number << static_cast<int>(type) << text1 << text2 << value1 << value2 << value3 << value4;
+}
+
+itcNDRReceive& itcMsgHdr::to_internal(itcNDRReceive& b)
+{
+    b >> number >> type;
+    b.takeText(text1, sizeof text1);
+    b.takeText(text2, sizeof text2);
+    return b >> value1 >> value2 >> value3 >> value4;
+}
+
+itcNDRReceive& operator>>(itcNDRReceive& b, itcMsgHdr::itcMsgType& type)
+{
+    int value = 0;
+    b >> value;
+    type = static_cast<itcMsgHdr::itcMsgType>(value);
+    return b;
+}

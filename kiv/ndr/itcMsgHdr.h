@@ -1,0 +1,40 @@
+/// \file
+/// The library's own message header.
+#pragma once
+
+#include <kiv/foundation/export.h>
+#include <kiv/ndr/itcXNDR.h>
+
+/// A ready-made record to put in front of a message: a number, a type, two short texts and four values. The library
+/// does not use it itself.
+class KIV_EXPORT itcMsgHdr : public itcXNDR {
+public:
+    /// The message type: any 32-bit number that the host gives a meaning.
+    enum itcMsgType : int {};
+
+    static constexpr unsigned int textSize = 32; ///< Room of each text: 31 characters and a zero.
+
+    itcMsgHdr(); ///< All numbers 0, both texts empty.
+    /// Texts of more than 31 characters are cut; a null text is empty.
+    itcMsgHdr(int number, itcMsgType type, const char* text1, const char* text2, int value1, int value2, int value3,
+              int value4);
+    ~itcMsgHdr() override;
+
+    /// Takes the eight fields in their order. A text that a peer has sent too long is cut to 31 characters, and the
+    /// fields behind it are read where they are.
+    itcNDRReceive& to_internal(itcNDRReceive& b) override;
+    /// Puts the eight fields in their order: `number`, `type`, the texts, the values.
+    itcNDRSend& to_external(itcNDRSend& b) const override;
+
+    int number;
+    itcMsgType type;
+    char text1[textSize];
+    char text2[textSize];
+    int value1;
+    int value2;
+    int value3;
+    int value4;
+};
+
+/// Takes a message type: an int.
+KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcMsgHdr::itcMsgType& type);

@@ -1,0 +1,3 @@
+#include <kiv/ndr/itcXNDR.h>
+
+itcXNDR::~itcXNDR() = default;
