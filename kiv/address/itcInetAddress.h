@@ -24,12 +24,12 @@ public:
     static const char* const Localhost6; ///< "::1"
     static const char* const Broadcast;  ///< "255.255.255.255"
 
-    itcInetAddress();                                        ///< The preferred wildcard, port 0.
-    explicit itcInetAddress(int port);                       ///< The preferred wildcard with a port.
-    itcInetAddress(const char* host, int port);              ///< lookup(host, port, 0)
-    itcInetAddress(const char* host, int port, int protocol); ///< lookup(host, port, protocol)
+    itcInetAddress();                                                    ///< The preferred wildcard, port 0.
+    explicit itcInetAddress(int port);                                   ///< The preferred wildcard with a port.
+    itcInetAddress(const char* host, int port);                          ///< lookup(host, port, 0)
+    itcInetAddress(const char* host, int port, int protocol);            ///< lookup(host, port, protocol)
     itcInetAddress(const char* host, const char* service, int protocol); ///< lookup(host, service, protocol)
-    explicit itcInetAddress(const sockaddr_storage& systemAddress); ///< A copy, flags computed; asks no resolver.
+    explicit itcInetAddress(const sockaddr_storage& systemAddress);      ///< A copy, flags computed; asks no resolver.
 
     /// Resolves and stores the first answer.
     ///

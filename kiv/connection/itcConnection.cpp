@@ -44,8 +44,7 @@ itcConnection::itcConnection(ConnOptions opt) : itcConnection()
 itcConnection::itcConnection(int fd, ConnType type)
     : td(fd), connOptions(ItcBlocking), connType(type), connState(fd >= 0 ? ItcStateConnected : ItcStateClosed),
       readByteCount(0), writeByteCount(0), readCallCount(0), writeCallCount(0)
-{
-}
+{}
 
 itcConnection::itcConnection(int fd, ConnOptions opt) : itcConnection(fd, ItcTypeUnspecified)
 {

@@ -72,7 +72,7 @@ public:
     /// \return -1 with `Itc_Tp_Descriptor_Not_Yet_Set` or `Itc_Tp_Ioctl_Call_Failed`, Error; else the status is clear.
     virtual int Pending();
 
-    /// Prepares a read where a transport needs that: the datagram connection receives its next datagram here. \return 0.
+    /// Prepares a read where a transport needs that: a datagram connection receives its next datagram. \return 0.
     virtual int InitRead();
 
     /// Receives up to `len` bytes, in one system call unless that is interrupted.

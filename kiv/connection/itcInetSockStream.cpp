@@ -202,8 +202,9 @@ int itcInetSockStream::OpenConn(itcInetAddress& remote)
 
 int itcInetSockStream::openNonBlocking(itcInetAddress& remote)
 {
-    if (td < 0 && !makeSocket(remote, {"itcInetSockStream::OpenConn() [ItcNonBlocking] max connections reached",
-                                       "itcInetSockStream::OpenConn() [ItcNonBlocking] OS_socket() call failed. td = "}))
+    if (td < 0 &&
+        !makeSocket(remote, {"itcInetSockStream::OpenConn() [ItcNonBlocking] max connections reached",
+                             "itcInetSockStream::OpenConn() [ItcNonBlocking] OS_socket() call failed. td = "}))
         return 0;
     connOptions = ItcBlocking; // until the descriptor really is in the mode that was asked for
     SetOption(ItcNonBlocking);

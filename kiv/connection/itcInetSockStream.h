@@ -17,7 +17,7 @@
 ///                 thread, before the operation returns.
 class KIV_EXPORT itcInetSockStream : public itcNetConnection {
 public:
-    itcInetSockStream();                          ///< No socket yet.
+    itcInetSockStream();                         ///< No socket yet.
     explicit itcInetSockStream(ConnOptions opt); ///< No socket yet; the option counts for the connect.
     /// A socket bound to `local`, not listening yet. Test `severity`: failures are those of CreateEndpoint(), but for
     /// listening.

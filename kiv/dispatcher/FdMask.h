@@ -28,8 +28,8 @@ public:
             words[fd / wordBits] &= ~bit(fd);
     }
     bool isSet(int fd) const { return isIndex(fd) && (words[fd / wordBits] & bit(fd)) != 0; }
-    bool anySet() const;  ///< True when any bit is set.
-    int numSet() const;   ///< The number of set bits.
+    bool anySet() const; ///< True when any bit is set.
+    int numSet() const;  ///< The number of set bits.
 
     /// \name Descriptor and index
     /// Where a platform's descriptors are no small integers, these map them to bit indexes and back. The dispatcher

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <kiv/dispatcher/FdMask.h>
-#include <kiv/dispatcher/Timeval.h>
 #include <kiv/dispatcher/TimerQueue.h>
+#include <kiv/dispatcher/Timeval.h>
 #include <kiv/foundation/export.h>
 #include <kiv/foundation/itcStatus.h>
 

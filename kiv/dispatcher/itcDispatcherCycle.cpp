@@ -58,8 +58,7 @@ public:
     explicit AskedTime(const timeval* timeout)
         : sec(timeout != nullptr ? static_cast<long>(timeout->tv_sec) : 0),
           usec(timeout != nullptr ? static_cast<long>(timeout->tv_usec) : 0)
-    {
-    }
+    {}
 
     int64_t microsUsed(const timeval& left) const
     {

@@ -6,13 +6,7 @@
 ///
 /// The library itself sets only Success, Warning (the caller may retry or ignore it: would block, end of data, not
 /// allowed in the present state) and Error (the operation failed). The two upper ones are for hosts.
-enum StatusSeverity : int {
-    Success = 0,
-    Warning = 1,
-    Error = 2,
-    SystemError = 3,
-    FatalError = 4
-};
+enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3, FatalError = 4 };
 
 /// Every code, once: the enumeration and the table of names behind itcStatus::STATUS_text() both come from this list.
 ///

@@ -28,7 +28,7 @@ constexpr uint32_t bits(uint32_t word, unsigned int first, unsigned int count)
     return (word >> first) & ((uint32_t{1} << count) - 1);
 }
 
-constexpr uint32_t vaxSingleMaximum = 0xFFFEFFFF;  // m2 all ones, e 255, m1 127, sign 0
+constexpr uint32_t vaxSingleMaximum = 0xFFFEFFFF;   // m2 all ones, e 255, m1 127, sign 0
 constexpr uint32_t ieeeSingleInfinity = 0x000001FE; // e 255, m 0, sign 0
 constexpr uint32_t vaxSingleSign = uint32_t{1} << 16;
 

@@ -127,8 +127,8 @@ void itcNDRReceive::extend_buffer(unsigned int pages)
         return;
     }
     const uint64_t allocated = pages * pageSize + spare;
-    char* const fresh = allocated > std::numeric_limits<size_t>::max() ? nullptr
-                                                                        : static_cast<char*>(OS_malloc(allocated));
+    char* const fresh =
+        allocated > std::numeric_limits<size_t>::max() ? nullptr : static_cast<char*>(OS_malloc(allocated));
     if (fresh == nullptr) {
         setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error);
         return;

@@ -49,8 +49,7 @@ private:
 
 itcNDRSend::itcNDRSend()
     : transactionOffset(0), frameStart(nullptr), writePos(nullptr), lastUsable(nullptr), storage(nullptr)
-{
-}
+{}
 
 itcNDRSend::itcNDRSend(int size) : itcNDRSend()
 {
