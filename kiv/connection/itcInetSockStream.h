@@ -69,8 +69,8 @@ public:
 
     /// Accepts one peer as a bare, counted descriptor.
     ///
-    /// \return the descriptor; else -1, which `cb` is told too, with (`Itc_Tp_Socket_Still_Connected`, Warning) when not
-    ///         listening, (`Itc_Tp_Would_Block`, Warning), or `Itc_Tp_Accept_Call_Failed` or
+    /// \return the descriptor; else -1, which `cb` is told too, with (`Itc_Tp_Socket_Still_Connected`, Warning) when
+    ///         not listening, (`Itc_Tp_Would_Block`, Warning), or `Itc_Tp_Accept_Call_Failed` or
     ///         `Itc_Tp_Max_Connections_Reached`, Error.
     /// \warning At the connection limit this object closes itself, while the accepted descriptor stays open and
     ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.

@@ -51,7 +51,8 @@ private:
     QRecursiveMutex& mutex;
 };
 
-// A record that is being delivered, linked to those further out: ready() may run a cycle of its own. REQUIRES: the lock.
+// A record that is being delivered, linked to those further out, since ready() may run a cycle of its own.
+// REQUIRES: the lock.
 class Delivery {
 public:
     explicit Delivery(itcAsyncFuncReady& record) : record(record), outer(innermost) { innermost = this; }

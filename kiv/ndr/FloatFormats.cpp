@@ -1,7 +1,7 @@
 // The floating-point conversions, on the words of a value as they lie in its bytes, least significant byte first.
 //
-// The bit positions put the sign at bit 0, next to the exponent, as a sign-first declaration of bit fields does. They do
-// not coincide with where a little-endian machine keeps the sign and exponent of its own floats; peers count on them
+// The bit positions put the sign at bit 0, next to the exponent, as a sign-first declaration of bit fields does. They
+// do not coincide with where a little-endian machine keeps the sign and exponent of its own floats; peers count on them
 // all the same.
 #include <kiv/ndr/itcNDR.h>
 

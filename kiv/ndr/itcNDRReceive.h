@@ -16,8 +16,8 @@
 
 class itcConnection;
 
-/// Holds one received packet: `connection >> buffer` reads a frame, then values are taken out with `>>`, in the order in
-/// which they were put. Byte order and floating-point format are converted where the packet's label demands it.
+/// Holds one received packet: `connection >> buffer` reads a frame, then values are taken out with `>>`, in the order
+/// in which they were put. Byte order and floating-point format are converted where the packet's label demands it.
 ///
 /// \code
 /// | label 2    | values taken ... | values to come ...        | free ...      |
@@ -26,9 +26,9 @@ class itcConnection;
 ///
 /// \par Ownership  Owns its storage, unless init() gave it the caller's.
 /// \par Threads    One thread at a time per object.
-/// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). Takes never clear the status,
-///                 so it can be tested once, after the last. An object that holds no packet is at the end of its data.
-///                 Nothing throws, and nothing that a peer sends makes it read or write outside its buffers.
+/// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). Takes never clear the
+///                 status, so it can be tested once, after the last. An object that holds no packet is at the end of
+///                 its data. Nothing throws, and no packet makes it read outside its buffers.
 class KIV_EXPORT itcNDRReceive : public itcNDR {
 public:
     itcNDRReceive(); ///< No storage: the framed read makes some.
@@ -115,7 +115,7 @@ public:
     /// its end is announced beyond.
     ///
     /// \return the severity. If nothing had failed, but too little or too much has been read, 2 with a status of
-    ///         (-1, Error): a code of its own, outside the table. (`Itc_Ndr_No_Buffer_Provided`, Error) without a packet.
+    ///         (-1, Error): a code of its own, outside the table. (`Itc_Ndr_No_Buffer_Provided`, Error) without storage.
     int end_transaction();
 
     /// What the operators below are made of; hosts use those.
@@ -206,7 +206,7 @@ KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
 /// - `Itc_Ndr_Buffer_Alloc_Failed`: no memory for a frame of the announced length, or none could ever be read;
 /// - `Itc_Ndr_Packet_Read_Not_All_Data`: only the beginning of the data came; it can be taken.
 ///
-/// There is no bound on the announced length but 2 GiB: whoever can connect can make this side ask for that much memory.
+/// The announced length has no bound but 2 GiB: whoever can connect can make this side ask for that much memory.
 /// \return the connection.
 KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);
 

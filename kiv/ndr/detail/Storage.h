@@ -1,6 +1,6 @@
 /// \file
-/// Internal: sizes and alignment of buffers. Buffers begin at a multiple of 8, so the alignment of an address is that of
-/// the offset in the packet.
+/// Internal: sizes and alignment of buffers. Buffers begin at a multiple of 8, so the alignment of an address is that
+/// of the offset in the packet.
 #pragma once
 
 #include <cstdint>
