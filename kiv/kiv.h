@@ -4,10 +4,13 @@
 
 #include <kiv/address/itcAddress.h>
 #include <kiv/address/itcInetAddress.h>
+#include <kiv/address/itcUnixAddress.h>
 #include <kiv/connection/itcConnection.h>
+#include <kiv/connection/itcInetSockDgram.h>
 #include <kiv/connection/itcInetSockStream.h>
 #include <kiv/connection/itcLocalConnection.h>
 #include <kiv/connection/itcNetConnection.h>
+#include <kiv/connection/itcUnixSockStream.h>
 #include <kiv/dispatcher/FdMask.h>
 #include <kiv/dispatcher/ICBKivReady.h>
 #include <kiv/dispatcher/TimerQueue.h>
@@ -19,9 +22,12 @@
 #include <kiv/foundation/KivDebug.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/itcStatus.h>
+#include <kiv/ndr/UbTransmissionState.h>
 #include <kiv/ndr/itcBinData.h>
 #include <kiv/ndr/itcMsgHdr.h>
 #include <kiv/ndr/itcNDR.h>
 #include <kiv/ndr/itcNDRReceive.h>
 #include <kiv/ndr/itcNDRSend.h>
+#include <kiv/ndr/itcNdrUbReceive.h>
+#include <kiv/ndr/itcNdrUbSend.h>
 #include <kiv/ndr/itcXNDR.h>

@@ -3,7 +3,7 @@
 #include <kiv/address/detail/AddressLength.h>
 #include <kiv/address/itcInetAddress.h>
 #include <kiv/connection/detail/ConnectAlarm.h>
-#include <kiv/dispatcher/ICBKivReady.h>
+#include <kiv/connection/detail/SocketSteps.h>
 #include <kiv/foundation/detail/SetStatus.h>
 #include <kiv/foundation/detail/Trace.h>
 
@@ -13,31 +13,9 @@
 
 int itcInetSockStream::intrFlag = 0;
 
-/// What an operation says when it cannot have a socket. The traces name the operation, so each has its own.
-struct itcInetSockStream::SocketTexts {
-    const char* limitReached;
-    const char* socketFailed;
-};
-
 namespace {
 
 constexpr int listenBacklog = 5;
-
-void tell(ICBKivReady* cb, int result, void* clientData)
-{
-    if (cb != nullptr)
-        cb->ready(result, clientData);
-}
-
-int bindTo(int td, const itcInetAddress& local)
-{
-    return OS_bind(td, asSockaddr(local.address), addressLength(local.address));
-}
-
-int connectTo(int td, const itcInetAddress& remote)
-{
-    return OS_connect(td, asSockaddr(remote.address), addressLength(remote.address));
-}
 
 int reuseAddress(int td)
 {
@@ -70,16 +48,17 @@ itcInetSockStream::itcInetSockStream(itcInetAddress& local)
 {
     if (!itcConnection::Close())
         return;
-    if (!makeSocket(local, {"itcInetSockStream::itcInetSockStream() max connections reached",
-                            "itcInetSockStream::itcInetSockStream() OS_socket() call failed. td = "}))
+    if (!makeSocket(*this, td, local.address.ss_family, SOCK_STREAM,
+                    {"itcInetSockStream::itcInetSockStream() max connections reached",
+                     "itcInetSockStream::itcInetSockStream() OS_socket() call failed. td = "}))
         return;
     if (reuseAddress(td) != 0) {
         trace("itcInetSockStream::itcInetSockStream() OS_setsockopt() call failed");
         setStatus(*this, Itc_Tp_Socket_Call_Failed, Error);
         return;
     }
-    takeIPv4PeersToo(local);
-    if (bindTo(td, local) != 0) {
+    takeIPv4PeersToo(td, local.address);
+    if (bindSocket(td, local.address) != 0) {
         const int error = OS_getLastError();
         itcConnection::Close();
         trace([&](std::ostream& out) {
@@ -105,32 +84,6 @@ bool itcInetSockStream::setLingering(bool on)
     return OS_setsockopt(td, SOL_SOCKET, SO_LINGER, &option, sizeof option) == 0;
 }
 
-bool itcInetSockStream::makeSocket(const itcInetAddress& address, const SocketTexts& texts)
-{
-    if (hasMaxConnCount()) {
-        trace(texts.limitReached);
-        setStatus(*this, Itc_Tp_Max_Connections_Reached, Error);
-        return false;
-    }
-    td = OS_socket(address.address.ss_family, SOCK_STREAM, 0);
-    if (td < 0) {
-        const int error = OS_getLastError();
-        trace([&](std::ostream& out) { out << texts.socketFailed << td; });
-        setStatus(*this, Itc_Tp_Socket_Call_Failed, Error, error);
-        return false;
-    }
-    incConnCount();
-    return true;
-}
-
-void itcInetSockStream::takeIPv4PeersToo(const itcInetAddress& address)
-{
-    if (address.address.ss_family == AF_INET6) {
-        const int off = 0;
-        OS_setsockopt(td, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
-    }
-}
-
 int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
 {
     if (connState == ItcStateConnected) {
@@ -138,8 +91,9 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
         return 0;
     }
     if (td < 0) {
-        if (!makeSocket(local, {"itcInetSockStream::CreateEndpoint() max connections reached",
-                                "itcInetSockStream::CreateEndpoint() OS_socket() call failed. td = "}))
+        if (!makeSocket(*this, td, local.address.ss_family, SOCK_STREAM,
+                        {"itcInetSockStream::CreateEndpoint() max connections reached",
+                         "itcInetSockStream::CreateEndpoint() OS_socket() call failed. td = "}))
             return 0;
         if (reuseAddress(td) != 0) {
             trace("itcInetSockStream::CreateEndpoint() OS_setsockopt() call failed");
@@ -148,8 +102,8 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
         }
     }
     if (connState != ItcStateBound && connState != ItcStateListening) {
-        takeIPv4PeersToo(local);
-        if (bindTo(td, local) != 0) {
+        takeIPv4PeersToo(td, local.address);
+        if (bindSocket(td, local.address) != 0) {
             const int error = OS_getLastError();
             Close();
             trace([&](std::ostream& out) {
@@ -202,15 +156,15 @@ int itcInetSockStream::OpenConn(itcInetAddress& remote)
 
 int itcInetSockStream::openNonBlocking(itcInetAddress& remote)
 {
-    if (td < 0 &&
-        !makeSocket(remote, {"itcInetSockStream::OpenConn() [ItcNonBlocking] max connections reached",
-                             "itcInetSockStream::OpenConn() [ItcNonBlocking] OS_socket() call failed. td = "}))
+    if (td < 0 && !makeSocket(*this, td, remote.address.ss_family, SOCK_STREAM,
+                              {"itcInetSockStream::OpenConn() [ItcNonBlocking] max connections reached",
+                               "itcInetSockStream::OpenConn() [ItcNonBlocking] OS_socket() call failed. td = "}))
         return 0;
     connOptions = ItcBlocking; // until the descriptor really is in the mode that was asked for
     SetOption(ItcNonBlocking);
-    takeIPv4PeersToo(remote);
+    takeIPv4PeersToo(td, remote.address);
 
-    const int c = connectTo(td, remote);
+    const int c = connectSocket(td, remote.address);
     if (c >= 0)
         return 1;
     const int error = OS_getLastError();
@@ -228,8 +182,9 @@ int itcInetSockStream::openNonBlocking(itcInetAddress& remote)
 int itcInetSockStream::openBlocking(itcInetAddress& remote)
 {
     for (;;) {
-        if (td < 0 && !makeSocket(remote, {"itcInetSockStream::OpenConn() max connections reached",
-                                           "itcInetSockStream::OpenConn() OS_socket() call failed. td = "}))
+        if (td < 0 && !makeSocket(*this, td, remote.address.ss_family, SOCK_STREAM,
+                                  {"itcInetSockStream::OpenConn() max connections reached",
+                                   "itcInetSockStream::OpenConn() OS_socket() call failed. td = "}))
             return 0;
 
         int c = 0;
@@ -240,7 +195,7 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
                 setIntrFlag(0);
                 alarm.emplace(connTimeout, alrmSigHdl);
             }
-            c = connectTo(td, remote);
+            c = connectSocket(td, remote.address);
             error = OS_getLastError();
         }
         if (c >= 0)
@@ -272,113 +227,45 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
 
 int itcInetSockStream::doAccept(ICBKivReady* cb, void* clientData)
 {
-    const int fd = acceptPeer();
+    const int fd = acceptPeer(*this, td, connState, sizeof(sockaddr_storage),
+                              {"itcInetSockStream::AcceptConnection() OS_accept() call failed. errno = ",
+                               "itcInetSockStream::AcceptConnection() max connections reached"});
     if (fd < 0)
         tell(cb, -1, clientData);
-    return fd;
-}
-
-int itcInetSockStream::acceptPeer()
-{
-    if (connState != ItcStateListening) {
-        setStatus(*this, Itc_Tp_Socket_Still_Connected, Warning);
-        return -1;
-    }
-    int fd = -1;
-    int error = 0;
-    do {
-        sockaddr_storage peer = {}; // who it is can be asked of the new connection
-        socklen_t length = sizeof peer;
-        fd = OS_accept(td, asSockaddr(peer), &length);
-        error = OS_getLastError();
-    } while (fd < 0 && error == EINTR);
-
-    if (fd < 0) {
-        if (error == EAGAIN) {
-            setStatus(*this, Itc_Tp_Would_Block, Warning, error);
-            return -1;
-        }
-        trace([&](std::ostream& out) {
-            out << "itcInetSockStream::AcceptConnection() OS_accept() call failed. errno = " << error;
-        });
-        setStatus(*this, Itc_Tp_Accept_Call_Failed, Error, error);
-        return -1;
-    }
-    if (hasMaxConnCount()) {
-        // One would expect the newcomer to be turned away. The design asks for more: at the limit the server stops
-        // accepting altogether, and the descriptor stays open for whoever knows of it.
-        trace("itcInetSockStream::AcceptConnection() max connections reached");
-        Close();
-        setStatus(*this, Itc_Tp_Max_Connections_Reached, Error);
-        return -1;
-    }
-    incConnCount();
     return fd;
 }
 
 int itcInetSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData)
 {
+    int result = -1;
     if (out == nullptr) {
-        setStatus(*this, Itc_Tp_Accept_Call_Failed, Error, EINVAL);
-        tell(cb, -1, clientData);
-        return -1;
+        result = refuseToAccept(*this);
+    } else {
+        const int fd = doAccept(cb, clientData);
+        if (fd < 0)
+            return -1; // the callback has been told
+        result = handOut(new (std::nothrow) itcInetSockStream(fd, ItcTypeConnection), fd, out, *this);
+        if (result == 1)
+            connType = ItcTypeEndpoint;
     }
-    const int fd = doAccept(cb, clientData);
-    if (fd < 0)
-        return -1;
-    itcInetSockStream* const accepted = new (std::nothrow) itcInetSockStream(fd, ItcTypeConnection);
-    if (accepted == nullptr) {
-        OS_closesocket(fd);
-        decConnCount();
-        setStatus(*this, Itc_Tp_Accept_Call_Failed, Error, ENOMEM);
-        tell(cb, -1, clientData);
-        return -1;
-    }
-    *out = accepted;
-    connType = ItcTypeEndpoint;
-    clearStatus(*this);
-    tell(cb, 1, clientData);
-    return 1;
+    tell(cb, result, clientData);
+    return result;
 }
 
 int itcInetSockStream::GetPeername(itcInetAddress& addr)
 {
-    if (td < 0) {
-        trace("itcInetSockStream::GetPeername() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return 0;
-    }
-    sockaddr_storage storage = {};
-    socklen_t length = sizeof storage;
-    if (OS_getpeername(td, asSockaddr(storage), &length) != 0) {
-        trace("itcInetSockStream::GetPeername() OS_getpeername() call failed");
-        setStatus(*this, Itc_Tp_Getpeername_Call_Failed, Error);
-        addr = itcInetAddress();
-        return 0;
-    }
-    clearStatus(*this);
-    addr = itcInetAddress(storage);
-    return 1;
+    return askForName(*this, td,
+                      {OS_getpeername, "itcInetSockStream::GetPeername() wrong socket descriptor",
+                       "itcInetSockStream::GetPeername() OS_getpeername() call failed", Itc_Tp_Getpeername_Call_Failed},
+                      addr);
 }
 
 int itcInetSockStream::GetSockname(itcInetAddress& addr)
 {
-    if (td < 0) {
-        trace("itcInetSockStream::GetSockname() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return 0;
-    }
-    sockaddr_storage storage = {};
-    socklen_t length = sizeof storage;
-    if (OS_getsockname(td, asSockaddr(storage), &length) != 0) {
-        trace("itcInetSockStream::GetSockname() OS_getsockname() call failed");
-        setStatus(*this, Itc_Tp_Getsockname_Call_Failed, Error);
-        addr = itcInetAddress();
-        return 0;
-    }
-    clearStatus(*this);
-    addr = itcInetAddress(storage);
-    return 1;
+    return askForName(*this, td,
+                      {OS_getsockname, "itcInetSockStream::GetSockname() wrong socket descriptor",
+                       "itcInetSockStream::GetSockname() OS_getsockname() call failed", Itc_Tp_Getsockname_Call_Failed},
+                      addr);
 }
 
 void itcInetSockStream::alrmSigHdl(int)

@@ -95,11 +95,6 @@ protected:
     unsigned int connTimeout = 0; ///< Limit of a blocking connect in milliseconds; 0 for none.
 
 private:
-    struct SocketTexts;
-
-    KIV_HIDDEN bool makeSocket(const itcInetAddress& address, const SocketTexts& texts);
-    KIV_HIDDEN void takeIPv4PeersToo(const itcInetAddress& address);
     KIV_HIDDEN int openNonBlocking(itcInetAddress& remote);
     KIV_HIDDEN int openBlocking(itcInetAddress& remote);
-    KIV_HIDDEN int acceptPeer();
 };

@@ -164,15 +164,16 @@ void itcNDRReceive::forgetPeer()
     peerFloat = 4;
 }
 
-// A frame of one byte has no label: nothing of it can be taken.
+// A frame of less than two bytes has no label: nothing of it can be taken.
 void itcNDRReceive::installPacket(unsigned int length)
 {
-    dataLast = dataStart + length - 1;
-    readPos = dataStart + labelSize;
     if (length < labelSize) {
+        readPos = dataLast = dataStart;
         forgetPeer();
         return;
     }
+    dataLast = dataStart + length - 1;
+    readPos = dataStart + labelSize;
     const auto label0 = static_cast<unsigned char>(dataStart[0]);
     peerEndian = label0 >> 4;
     peerChar = label0 & 15;

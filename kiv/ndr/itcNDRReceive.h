@@ -136,6 +136,7 @@ protected:
 
 private:
     friend class itcMsgHdr;
+    friend class itcNdrUbReceive;
     friend KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
     friend KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
     friend KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);

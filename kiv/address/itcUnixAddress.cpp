@@ -1,0 +1,96 @@
+#include <kiv/address/itcUnixAddress.h>
+
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/SetStatus.h>
+
+#include <sys/random.h>
+#include <sys/un.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr char temporaryMark[] = "";
+
+constexpr size_t formattedSize = 1024;
+
+static_assert(sizeof(sockaddr_un::sun_path) == itcUnixAddress::Max_SockUnix_Pathlen + 1);
+
+// A name that nobody can guess need not be tested for being free: the test would be out of date by the time of the bind.
+// \return false when the system has no random bytes.
+bool makeTemporaryName(char (&name)[sizeof(sockaddr_un::sun_path)])
+{
+    unsigned char random[16];
+    if (::getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
+        return false;
+    int length = std::snprintf(name, sizeof name, "%s/kiv", P_tmpdir);
+    for (const unsigned char byte : random)
+        length += std::snprintf(name + length, sizeof name - static_cast<size_t>(length), "%02x", byte);
+    return true;
+}
+
+} // namespace
+
+const char* const itcUnixAddress::Temp = temporaryMark;
+
+itcUnixAddress::itcUnixAddress()
+{
+    setStatus(status, Itc_Tp_No_Path_Given, Warning);
+}
+
+itcUnixAddress::itcUnixAddress(const char* path)
+{
+    set(path);
+}
+
+bool itcUnixAddress::set(const char* path)
+{
+    clearStatus(status);
+    sockaddr_un made = {};
+    char temporary[sizeof made.sun_path];
+    if (path == nullptr || path == Temp)
+        path = makeTemporaryName(temporary) ? temporary : nullptr;
+    if (path == nullptr || std::strlen(path) > Max_SockUnix_Pathlen)
+        setStatus(status, Itc_Tp_Path_Too_Long, Error);
+
+    if (path != nullptr) {
+        // Most resolvers refuse the family, and then the address is made here; asking first leaves the usual traces.
+        addrinfo hints = {};
+        hints.ai_family = AF_UNIX;
+        addrinfo* answer = nullptr;
+        const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
+        if (returnCode != 0 && returnCode != EAI_FAMILY)
+            setStatus(status, Itc_Tp_Path_Too_Long, Error);
+        if (returnCode == 0)
+            OS_freeaddrinfo(answer);
+    }
+    if (status.severity < Warning) {
+        made.sun_family = AF_UNIX;
+        std::strcpy(made.sun_path, path); // NOLINT: its length was tested
+    }
+    // Only now: the path may have been the one that is stored here.
+    address = sockaddr_storage{};
+    std::memcpy(&address, &made, sizeof made);
+    return status.severity < Warning;
+}
+
+bool itcUnixAddress::set_templ(const char* format, ...)
+{
+    char text[formattedSize];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    if (length < 0) {
+        setStatus(status, Itc_Tp_Path_Too_Long, Error);
+        return false;
+    }
+    return set(text);
+}
+
+const char* itcUnixAddress::pathname() const
+{
+    return address.ss_family == AF_UNIX ? reinterpret_cast<const sockaddr_un&>(address).sun_path : nullptr;
+}

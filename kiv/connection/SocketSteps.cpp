@@ -1,0 +1,129 @@
+#include <kiv/connection/detail/SocketSteps.h>
+
+#include <kiv/address/detail/AddressLength.h>
+#include <kiv/address/itcInetAddress.h>
+#include <kiv/connection/itcConnection.h>
+#include <kiv/dispatcher/ICBKivReady.h>
+#include <kiv/foundation/detail/SetStatus.h>
+#include <kiv/foundation/detail/Trace.h>
+
+#include <cerrno>
+
+bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTexts& texts)
+{
+    if (itcConnection::hasMaxConnCount()) {
+        if (texts.limitReached != nullptr)
+            trace(texts.limitReached);
+        setStatus(status, Itc_Tp_Max_Connections_Reached, Error);
+        return false;
+    }
+    td = OS_socket(family, type, 0);
+    if (td < 0) {
+        if (texts.socketFailed != nullptr)
+            trace([&](std::ostream& out) { out << texts.socketFailed << td; });
+        setStatus(status, Itc_Tp_Socket_Call_Failed, Error);
+        return false;
+    }
+    itcConnection::incConnCount();
+    return true;
+}
+
+int bindSocket(int td, const sockaddr_storage& local)
+{
+    return OS_bind(td, asSockaddr(local), addressLength(local));
+}
+
+int connectSocket(int td, const sockaddr_storage& remote)
+{
+    return OS_connect(td, asSockaddr(remote), addressLength(remote));
+}
+
+void takeIPv4PeersToo(int td, const sockaddr_storage& address)
+{
+    if (address.ss_family == AF_INET6) {
+        const int off = 0;
+        OS_setsockopt(td, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
+    }
+}
+
+int askForName(itcStatus& status, int td, const NameQuery& query, itcInetAddress& addr)
+{
+    if (td < 0) {
+        trace(query.wrongDescriptor);
+        setStatus(status, Itc_Tp_Descriptor_Not_Yet_Set, Error);
+        return 0;
+    }
+    sockaddr_storage storage = {};
+    socklen_t length = sizeof storage;
+    if (query.call(td, asSockaddr(storage), &length) != 0) {
+        trace(query.callFailed);
+        setStatus(status, query.failure, Error);
+        addr = itcInetAddress();
+        return 0;
+    }
+    clearStatus(status);
+    addr = itcInetAddress(storage);
+    return 1;
+}
+
+int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSize, const AcceptTexts& texts)
+{
+    if (connState != itcConnection::ItcStateListening) {
+        setStatus(listener, Itc_Tp_Socket_Still_Connected, Warning);
+        return -1;
+    }
+    int fd = -1;
+    do {
+        sockaddr_storage peer = {}; // who it is can be asked of the new connection
+        socklen_t length = peerSize;
+        fd = OS_accept(td, asSockaddr(peer), &length);
+    } while (fd < 0 && OS_getLastError() == EINTR);
+
+    if (fd < 0) {
+        const int error = OS_getLastError();
+        if (error == EAGAIN) {
+            setStatus(listener, Itc_Tp_Would_Block, Warning);
+            return -1;
+        }
+        if (texts.acceptFailed != nullptr)
+            trace([&](std::ostream& out) { out << texts.acceptFailed << error; });
+        setStatus(listener, Itc_Tp_Accept_Call_Failed, Error);
+        return -1;
+    }
+    if (itcConnection::hasMaxConnCount()) {
+        // One would expect the newcomer to be turned away. The design asks for more: at the limit the server stops
+        // accepting altogether, and the descriptor stays open for whoever knows of it.
+        if (texts.limitReached != nullptr)
+            trace(texts.limitReached);
+        listener.Close();
+        setStatus(listener, Itc_Tp_Max_Connections_Reached, Error);
+        return -1;
+    }
+    itcConnection::incConnCount();
+    return fd;
+}
+
+int handOut(itcConnection* accepted, int fd, itcConnection** out, itcStatus& listener)
+{
+    if (accepted == nullptr) {
+        OS_closesocket(fd);
+        itcConnection::decConnCount();
+        setStatus(listener, Itc_Tp_Accept_Call_Failed, Error, ENOMEM);
+        return -1;
+    }
+    *out = accepted;
+    clearStatus(listener);
+    return 1;
+}
+
+int refuseToAccept(itcStatus& listener)
+{
+    setStatus(listener, Itc_Tp_Accept_Call_Failed, Error, EINVAL);
+    return -1;
+}
+
+void tell(ICBKivReady* cb, int result, void* clientData)
+{
+    if (cb != nullptr)
+        cb->ready(result, clientData);
+}

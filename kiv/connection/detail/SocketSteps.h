@@ -1,0 +1,63 @@
+/// \file
+/// Internal: the steps that all transports share. Texts are whole sentences of the caller: log readers search for them.
+#pragma once
+
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/itcStatus.h>
+
+#include <sys/socket.h>
+
+class ICBKivReady;
+class itcConnection;
+class itcInetAddress;
+
+/// What an operation says when it cannot have a socket; null where a transport prints nothing.
+struct SocketTexts {
+    const char* limitReached;
+    const char* socketFailed; ///< Ends where the descriptor is appended.
+};
+
+/// Creates the counted socket of a connection, unless the limit is reached.
+/// \return false with (`Itc_Tp_Max_Connections_Reached`, Error) or (`Itc_Tp_Socket_Call_Failed`, Error) in `status`.
+bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTexts& texts);
+
+int bindSocket(int td, const sockaddr_storage& local);
+int connectSocket(int td, const sockaddr_storage& remote);
+
+/// An IPv6 socket takes IPv4 peers too, where the system allows it. Does nothing for other families.
+void takeIPv4PeersToo(int td, const sockaddr_storage& address);
+
+/// Asking the system for an end's name, and what is said when that fails.
+struct NameQuery {
+    int (*call)(int, sockaddr*, socklen_t*);
+    const char* wrongDescriptor;
+    const char* callFailed;
+    ItcStatusCode failure;
+};
+
+/// \return 1 with `addr` set and a clear status; 0 with (`Itc_Tp_Descriptor_Not_Yet_Set`, Error), `addr` untouched, or
+///         with (`query.failure`, Error), `addr` being the wildcard.
+int askForName(itcStatus& status, int td, const NameQuery& query, itcInetAddress& addr);
+
+/// What a listener says when it cannot accept; null where a transport prints nothing.
+struct AcceptTexts {
+    const char* acceptFailed; ///< Ends where the error number is appended.
+    const char* limitReached;
+};
+
+/// Accepts a counted descriptor on a listener that has this descriptor and state. `peerSize` is the room that the system
+/// is given for the peer's address.
+///
+/// \return -1 with (`Itc_Tp_Socket_Still_Connected`, Warning) when not listening, (`Itc_Tp_Would_Block`, Warning), or
+///         `Itc_Tp_Accept_Call_Failed` or `Itc_Tp_Max_Connections_Reached`, Error, in the listener's status.
+int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSize, const AcceptTexts& texts);
+
+/// Gives an accepted connection to its new owner; null, for want of memory, fails like a failed accept.
+/// \return 1 with a clear status of the listener, -1 with (`Itc_Tp_Accept_Call_Failed`, Error).
+int handOut(itcConnection* accepted, int fd, itcConnection** out, itcStatus& listener);
+
+/// What a listener answers that was given no place for the accepted connection: a failed accept.
+int refuseToAccept(itcStatus& listener);
+
+/// Calls the callback, if there is one.
+void tell(ICBKivReady* cb, int result, void* clientData);
