@@ -106,7 +106,7 @@ itcInetAddress::itcInetAddress(const sockaddr_storage& systemAddress)
 bool itcInetAddress::lookup(const char* host, int port, int protocol)
 {
     char service[sizeof "-2147483648"];
-    std::snprintf(service, sizeof service, "%d", port);
+    static_cast<void>(std::snprintf(service, sizeof service, "%d", port));
     return lookup(host, service, protocol);
 }
 

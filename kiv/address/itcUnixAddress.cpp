@@ -81,7 +81,7 @@ bool itcUnixAddress::set_templ(const char* format, ...)
     char text[formattedSize];
     va_list arguments;
     va_start(arguments, format);
-    const int length = std::vsnprintf(text, sizeof text, format, arguments);
+    const int length = std::vsnprintf(text, sizeof text, format, arguments); // NOLINT: va_start is not understood
     va_end(arguments);
     if (length < 0) {
         setStatus(status, Itc_Tp_Path_Too_Long, Error);

@@ -39,6 +39,7 @@ std::vector<int>* newReadyList()
 
 } // namespace
 
+// NOLINTBEGIN(bugprone-unhandled-exception-at-new): without memory for its tables the process ends, as promised
 itcDispatcher::itcDispatcher() noexcept
     : capacity(FdMask::size), nfds(0), readMask(new FdMask), writeMask(new FdMask), exceptMask(new FdMask),
       readyRead(newReadyList()), readyWrite(newReadyList()), readyExcept(newReadyList()),
@@ -50,6 +51,7 @@ itcDispatcher::itcDispatcher() noexcept
     perfStopwatches.reportTimer.start();
     perfStopwatches.outsideTimer.start();
 }
+// NOLINTEND(bugprone-unhandled-exception-at-new)
 
 itcDispatcher::~itcDispatcher()
 {

@@ -5,6 +5,7 @@
 // all the same.
 #include <kiv/ndr/itcNDR.h>
 
+#include <cstddef>
 #include <cstdint>
 
 namespace {
@@ -88,7 +89,7 @@ void Itc_itod(void* value)
         h[0] = ml << 13; // not 3: bits 3 to 12 are lost, and peers expect it so
     }
     h[3] |= s;
-    for (int i = 0; i < 4; ++i)
+    for (size_t i = 0; i < 4; ++i)
         store(bytes + 2 * i, static_cast<uint16_t>(h[i]));
 }
 
