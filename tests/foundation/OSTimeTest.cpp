@@ -1,0 +1,251 @@
+#include "FreshProcess.h"
+#include "OsFaults.h"
+
+#include <kiv/foundation/OS.h>
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <ctime>
+#include <tuple>
+
+// What would change the clock of the machine ends here.
+namespace {
+
+template <class Result, class... Arguments> struct Seen {
+    std::tuple<Arguments...> arguments;
+    Result result;
+    int calls = 0;
+
+    Result operator()(Arguments... given)
+    {
+        arguments = {given...};
+        ++calls;
+        errno = EPERM;
+        return result;
+    }
+};
+
+Seen<int, const timeval*, const struct timezone*> settimeofdaySeen;
+Seen<int, const timeval*, timeval*> adjtimeSeen;
+
+} // namespace
+
+extern "C" {
+
+int settimeofday(const timeval* tv, const struct timezone* timezone) noexcept
+{
+    return settimeofdaySeen(tv, timezone);
+}
+
+int adjtime(const timeval* delta, timeval* oldDelta) noexcept
+{
+    return adjtimeSeen(delta, oldDelta);
+}
+
+} // extern "C"
+
+TEST(OSTime, SettimeofdayHandsOnArgumentsAndResult)
+{
+    const timeval tv = {1, 2};
+    const struct timezone timezone = {};
+
+    for (const int result : {0, -1}) {
+        settimeofdaySeen = {{}, result};
+        EXPECT_EQ(OS_settimeofday(&tv, &timezone), result);
+        EXPECT_EQ(settimeofdaySeen.calls, 1);
+        EXPECT_EQ(settimeofdaySeen.arguments, std::make_tuple(&tv, &timezone));
+        EXPECT_EQ(OS_getLastError(), EPERM);
+    }
+}
+
+TEST(OSTime, AdjtimeHandsOnArgumentsAndResult)
+{
+    const timeval delta = {1, 2};
+    timeval oldDelta = {};
+
+    for (const int result : {0, -1}) {
+        adjtimeSeen = {{}, result};
+        EXPECT_EQ(OS_adjtime(&delta, &oldDelta), result);
+        EXPECT_EQ(adjtimeSeen.calls, 1);
+        EXPECT_EQ(adjtimeSeen.arguments, std::make_tuple(&delta, &oldDelta));
+        EXPECT_EQ(OS_getLastError(), EPERM);
+    }
+}
+
+TEST(OSTime, GettimeofdayIsTheWallClock)
+{
+    const auto before = std::time(nullptr);
+    timeval tv = {};
+    EXPECT_EQ(OS_gettimeofday(&tv, nullptr), 0);
+    const auto after = std::time(nullptr);
+
+    EXPECT_GE(tv.tv_sec, before - 1); // time() may lag behind by its coarser tick
+    EXPECT_LE(tv.tv_sec, after + 1);
+    EXPECT_GE(tv.tv_usec, 0);
+    EXPECT_LT(tv.tv_usec, 1000000);
+}
+
+TEST(OSTime, FieldsHave64Bits)
+{
+    EXPECT_EQ(sizeof(timeval::tv_sec), 8u);
+    EXPECT_EQ(sizeof(timeval::tv_usec), 8u);
+}
+
+TEST(OSTime, SetitimerGivesBackThePreviousTimer)
+{
+    const itimerval set = {{3, 0}, {1000, 0}};
+    const itimerval off = {};
+    itimerval read = {};
+    itimerval previous = {};
+
+    EXPECT_EQ(OS_setitimer(ITIMER_REAL, &set, nullptr), 0);
+    EXPECT_EQ(OS_getitimer(ITIMER_REAL, &read), 0);
+    EXPECT_EQ(OS_setitimer(ITIMER_REAL, &off, &previous), 0);
+
+    EXPECT_EQ(read.it_interval.tv_sec, 3);
+    EXPECT_GT(read.it_value.tv_sec, 0);
+    EXPECT_EQ(previous.it_interval.tv_sec, 3);
+    EXPECT_GT(previous.it_value.tv_sec, 0);
+    EXPECT_EQ(OS_getitimer(ITIMER_REAL, &read), 0);
+    EXPECT_EQ(read.it_value.tv_sec, 0);
+}
+
+TEST(OSTime, IntervalTimersOfNoKindAreRefused)
+{
+    itimerval value = {};
+
+    EXPECT_EQ(OS_getitimer(99, &value), -1);
+    EXPECT_EQ(OS_getLastError(), EINVAL);
+    EXPECT_EQ(OS_setitimer(99, &value, nullptr), -1);
+    EXPECT_EQ(OS_getLastError(), EINVAL);
+}
+
+TEST(OSTime, TimesFillsInTheProcessTimes)
+{
+    tms buffer;
+    buffer.tms_utime = -1;
+
+    const clock_t before = ::times(nullptr);
+    const clock_t now = OS_times(&buffer);
+    const clock_t after = ::times(nullptr);
+
+    EXPECT_LE(before, now);
+    EXPECT_LE(now, after);
+    EXPECT_GE(buffer.tms_utime, 0);
+}
+
+namespace {
+
+// The next reading of the wall clock.
+void wallClock(int64_t seconds, int64_t micros)
+{
+    OsFaults::gettimeofday().instead = [=](timeval* tv, void*) {
+        *tv = timeval{seconds, micros};
+        return 0;
+    };
+}
+
+void expectUptime(int64_t seconds, int64_t micros)
+{
+    timeval tv = {-1, -1};
+    EXPECT_EQ(OS_getuptime(&tv), 0);
+    EXPECT_EQ(tv.tv_sec, seconds);
+    EXPECT_EQ(tv.tv_usec, micros);
+}
+
+} // namespace
+
+TEST(OSUptime, Starts0AtTheFirstCall)
+{
+    expectInFreshProcess([] {
+        wallClock(1000, 700000);
+        expectUptime(0, 0);
+    });
+}
+
+TEST(OSUptime, IsTheTimeSinceTheFirstCall)
+{
+    expectInFreshProcess([] {
+        wallClock(1000, 200000);
+        expectUptime(0, 0);
+        wallClock(1001, 700000);
+        expectUptime(1, 500000);
+        wallClock(5000, 200000);
+        expectUptime(4000, 0);
+    });
+}
+
+TEST(OSUptime, BorrowsFromTheSeconds)
+{
+    expectInFreshProcess([] {
+        wallClock(1000, 900000);
+        expectUptime(0, 0);
+        wallClock(1002, 400000);
+        expectUptime(1, 500000);
+    });
+}
+
+TEST(OSUptime, FollowsTheWallClockBackWithPositiveMicroseconds)
+{
+    expectInFreshProcess([] {
+        wallClock(1000, 500000);
+        expectUptime(0, 0);
+        wallClock(999, 700000);
+        expectUptime(-1, 200000);
+        wallClock(1000, 400000);
+        expectUptime(-1, 900000);
+    });
+}
+
+TEST(OSUptime, Keeps64Bits)
+{
+    expectInFreshProcess([] {
+        wallClock(1, 0);
+        expectUptime(0, 0);
+        wallClock(0x100000003, 0);
+        expectUptime(0x100000002, 0);
+    });
+}
+
+TEST(OSUptime, DoesNotStartWithAFailedCall)
+{
+    expectInFreshProcess([] {
+        timeval tv = {};
+        wallClock(1000, 0);
+        OsFaults::gettimeofday().failNext(1, EFAULT);
+        EXPECT_EQ(OS_getuptime(&tv), -1);
+        EXPECT_EQ(OS_getuptime(nullptr), -1);
+        wallClock(2000, 0);
+        expectUptime(0, 0);
+    });
+}
+
+TEST(OSUptime, DoesNotStartWhileTheClockReads0)
+{
+    expectInFreshProcess([] {
+        wallClock(0, 0);
+        expectUptime(0, 0);
+        wallClock(1000, 0);
+        expectUptime(0, 0);
+        wallClock(1001, 0);
+        expectUptime(1, 0);
+    });
+}
+
+TEST(OSUptime, NeedsAPlaceForTheResult)
+{
+    EXPECT_EQ(OS_getuptime(nullptr), -1);
+    EXPECT_EQ(OsFaults::gettimeofday().calls(), 0);
+}
+
+TEST(OSUptime, FailsWithTheClock)
+{
+    timeval tv = {};
+    OS_getuptime(&tv);
+    OsFaults::gettimeofday().failNext(1, EFAULT);
+
+    EXPECT_EQ(OS_getuptime(&tv), -1);
+    EXPECT_EQ(OS_getLastError(), EFAULT);
+    EXPECT_EQ(OS_getuptime(&tv), 0);
+}
