@@ -1,6 +1,7 @@
 #include <kiv/address/itcInetAddress.h>
 
 #include <kiv/address/detail/AddressLength.h>
+#include <kiv/address/detail/HostText.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
@@ -16,11 +17,6 @@ const char* const itcInetAddress::Broadcast = "255.255.255.255";
 int itcInetAddress::preferredFamily = 0;
 
 namespace {
-
-constexpr size_t maxHostLength = 1024;
-
-// Host texts have one size everywhere: what lookup takes and what the name functions return.
-using HostText = char[maxHostLength + 1];
 
 // The machine prefers IPv6 when an IPv6 socket can be told to serve IPv4 peers as well.
 int probePreferredFamily()
@@ -62,6 +58,8 @@ int socketTypeOf(int protocol)
     }
 }
 
+} // namespace
+
 const char* nameOf(const sockaddr_storage& address, HostText& text, int flags)
 {
     text[0] = '\0';
@@ -69,8 +67,6 @@ const char* nameOf(const sockaddr_storage& address, HostText& text, int flags)
         text[0] = '\0';
     return text;
 }
-
-} // namespace
 
 itcInetAddress::itcInetAddress()
 {

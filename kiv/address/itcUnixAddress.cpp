@@ -18,7 +18,8 @@ constexpr size_t formattedSize = 1024;
 
 static_assert(sizeof(sockaddr_un::sun_path) == itcUnixAddress::Max_SockUnix_Pathlen + 1);
 
-// A name that nobody can guess need not be tested for being free: the test would be out of date by the time of the bind.
+// A name that nobody can guess need not be tested for being free: the test would be out of date by the time of the
+// bind.
 // \return false when the system has no random bytes.
 bool makeTemporaryName(char (&name)[sizeof(sockaddr_un::sun_path)])
 {

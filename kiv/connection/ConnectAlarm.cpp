@@ -5,6 +5,8 @@
 ConnectAlarm::ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler)
     : previousHandler(OS_signal(SIGALRM, handler))
 {
+    if (previousHandler == SIG_ERR)
+        return; // without our handler the alarm would end the process
     itimerval once = {};
     once.it_value.tv_sec = milliseconds / 1000;
     once.it_value.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
@@ -13,6 +15,8 @@ ConnectAlarm::ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler)
 
 ConnectAlarm::~ConnectAlarm()
 {
+    if (previousHandler == SIG_ERR)
+        return;
     OS_setitimer(ITIMER_REAL, &previousTimer, nullptr);
     OS_signal(SIGALRM, previousHandler);
 }

@@ -91,8 +91,8 @@ int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSiz
         return -1;
     }
     if (itcConnection::hasMaxConnCount()) {
-        // One would expect the newcomer to be turned away. The design asks for more: at the limit the server stops
-        // accepting altogether, and the descriptor stays open for whoever knows of it.
+        // One would expect the newcomer to be turned away and the listener to go on. It is the listener that closes: at
+        // its limit a server stops accepting altogether. The newcomer stays open and is not counted.
         if (texts.limitReached != nullptr)
             trace(texts.limitReached);
         listener.Close();

@@ -1,5 +1,6 @@
 #include <kiv/connection/itcConnection.h>
 
+#include <kiv/address/detail/HostText.h>
 #include <kiv/address/itcInetAddress.h>
 #include <kiv/foundation/detail/SetStatus.h>
 #include <kiv/foundation/detail/Trace.h>
@@ -23,13 +24,15 @@ ssize_t refuseLength()
     return -1;
 }
 
-// A host name that is wanted as text: the numeric form where there is no name.
+// A host name that is wanted as text: the numeric form where there is no name. The addresses' own text buffers are
+// shared by all threads, connections are not: so the text is made here.
 std::string textOf(const itcInetAddress& address)
 {
-    std::string text = address.hostname();
-    if (text.empty())
-        text = address.numeric_hostname();
-    return text;
+    HostText text;
+    std::string name = nameOf(address.address, text, 0);
+    if (name.empty())
+        name = nameOf(address.address, text, NI_NUMERICHOST);
+    return name;
 }
 
 } // namespace
@@ -141,8 +144,8 @@ int itcConnection::readAll(void* buf, int len)
 {
     char* p = static_cast<char*>(buf);
     int left = len;
-    while (left != 0) {
-        const ssize_t n = KIV_LIKELY(left > 0) ? OS_recv(td, p, static_cast<size_t>(left)) : refuseLength();
+    while (left > 0 || len < 0) {
+        const ssize_t n = KIV_LIKELY(len >= 0) ? OS_recv(td, p, static_cast<size_t>(left)) : refuseLength();
         if (n == 0 && p == buf) {
             setStatus(*this, Itc_Tp_Unexpected_Disconnection, Warning);
             return 0;

@@ -53,10 +53,11 @@ public:
     itcConnection(); ///< No descriptor.
     /// No descriptor; the option is stored, there is no socket to apply it to.
     explicit itcConnection(ConnOptions opt);
-    /// Takes over `fd`, connected if it is not negative, in ItcBlocking whatever mode the descriptor is in.
+    /// Takes over `fd`, connected if it is not negative, in ItcBlocking whatever mode the descriptor is in. It is not
+    /// counted, yet closing it lowers the count: call incConnCount() first where the limit matters.
     itcConnection(int fd, ConnType type);
     /// Takes over `fd` and applies the option with this class's own SetOption(); when that fails the option is
-    /// ItcBlocking, and for a negative `fd` the status is (`Itc_Tp_Descriptor_Not_Yet_Set`, Error).
+    /// ItcBlocking, and for a negative `fd` the status is (`Itc_Tp_Descriptor_Not_Yet_Set`, Error). Not counted either.
     itcConnection(int fd, ConnOptions opt);
     itcConnection(const itcConnection&) = delete;
     itcConnection& operator=(const itcConnection&) = delete;
@@ -107,7 +108,8 @@ public:
     /// Accepts one connection, where the transport can. \return 0: this one cannot.
     virtual int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData);
 
-    /// Closes the descriptor and lowers the count; without a descriptor it only clears the status.
+    /// Closes the descriptor and lowers the count, also for a descriptor that was handed in and never counted; without
+    /// a descriptor it only clears the status.
     /// \return false with (`Itc_Tp_Close_Call_Failed`, Error); the descriptor and the count are kept then.
     virtual bool Close();
 
@@ -142,8 +144,9 @@ public:
     /// \}
 
     /// \name The connection limit
-    /// Operations that make a descriptor ask hasMaxConnCount() first and fail with `Itc_Tp_Max_Connections_Reached`.
-    /// Asking and counting are two steps, so threads that race may overshoot by their number. Any thread.
+    /// Operations that make a descriptor ask hasMaxConnCount() first, accepting asks afterwards, and fail with
+    /// `Itc_Tp_Max_Connections_Reached`. Asking and counting are two steps, so threads that race may overshoot by their
+    /// number. Any thread.
     /// \{
     static int getConnectionCount();
     static void incConnCount();
@@ -167,12 +170,16 @@ protected:
     /// | from               | to             | by                                                                |
     /// |--------------------|----------------|-------------------------------------------------------------------|
     /// | (a descriptor)     | Connected      | the constructors that take one                                    |
-    /// | Closed             | Bound          | constructors from an address, CreateEndpoint() of datagrams       |
-    /// | Closed, Bound      | Listening      | CreateEndpoint() of streams                                       |
-    /// | Closed, Bound      | Connected      | a blocking stream connect; OpenConnection() of datagrams          |
-    /// | Closed, Bound      | ConnectPending | a stream connect in any mode but ItcBlocking; it stays so         |
+    /// | (a new socket)     | Bound          | constructors from an address                                      |
+    /// | all but Connected  | Bound          | CreateEndpoint() of datagrams                                     |
+    /// | all but Connected  | Listening      | CreateEndpoint() of streams                                       |
+    /// | Closed, Bound      | Connected      | a TCP connect in ItcBlocking                                      |
+    /// | Closed, Bound      | ConnectPending | a TCP connect in any other mode; it stays so once it is connected |
+    /// | any                | Connected      | OpenConnection() of datagrams                                     |
     /// | any                | Shutdown       | Shutdown()                                                        |
     /// | any                | Closed         | Close(), first thing, also when it then fails                     |
+    ///
+    /// A local stream that connects keeps its state.
     int connState;
 
     uint64_t readByteCount;  ///< Bytes that successful reads have returned. Never reset.

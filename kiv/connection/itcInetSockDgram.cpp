@@ -193,9 +193,6 @@ int itcInetSockDgram::GetSockname(itcInetAddress& addr)
 
 bool itcInetSockDgram::setTcpNodelay(bool)
 {
-    if (KivDebug::pKivErrorPrint != nullptr) {
-        KivDebug::pKivErrorPrint(KivError::ErrPrio(1), KivError::ErrType(0), KivError::KivErrorCode(54),
-                                 "setTcpNodelay()", "not applicable!", nullptr);
-    }
+    reportError(KivError::ErrType(0), "setTcpNodelay()", "not applicable!");
     return false;
 }

@@ -11,10 +11,11 @@
 ///
 /// A typical handler calls InitRead() once, then Read() until it gives 0, then GetPeername() for the sender. A datagram
 /// of more than 512 bytes is cut to that. bytes() stays 0 while a datagram is held: read it out in one call.
+/// Descriptors are not marked close-on-exec.
 class KIV_EXPORT itcInetSockDgram : public itcNetConnection {
 public:
     itcInetSockDgram();                      ///< No socket yet.
-    itcInetSockDgram(int fd, ConnType type); ///< Takes over a descriptor.
+    itcInetSockDgram(int fd, ConnType type); ///< Takes over a descriptor, uncounted; see itcConnection.
     /// An endpoint bound to `local`. Test `severity`: failures are those of CreateEndpoint().
     explicit itcInetSockDgram(itcInetAddress& local);
     ~itcInetSockDgram() override;
@@ -26,7 +27,7 @@ public:
     ///
     /// \return its size, 512 at most, the status left alone. -1 with `Itc_Tp_Descriptor_Not_Yet_Set` or
     ///         `Itc_Tp_Read_Call_Failed`, Error, the latter also when a non-blocking socket has none; or, for an empty
-    ///         datagram, with `Itc_Tp_Would_Block` as an Error: an empty message is none that anybody can read.
+    ///         datagram, with `Itc_Tp_Would_Block`, but as an Error. Such a datagram is gone: go on with the next.
     int InitRead() override;
 
     /// Hands out the datagram that InitRead() has received; never receives itself, and leaves the status and the
@@ -37,8 +38,8 @@ public:
 
     /// Binds. An object that is bound already is left as it is, and `local` is not used.
     /// \return 1, with a clear status; 0 with (`Itc_Tp_Socket_Still_Connected`, Warning) when connected, or with
-    ///         `Itc_Tp_Max_Connections_Reached`, `Itc_Tp_Socket_Call_Failed` or `Itc_Tp_Bind_Call_Failed`, Error. After a
-    ///         failed bind the socket is closed.
+    ///         `Itc_Tp_Max_Connections_Reached`, `Itc_Tp_Socket_Call_Failed` or `Itc_Tp_Bind_Call_Failed`, Error. After
+    ///         a failed bind the socket is closed.
     int CreateEndpoint(itcInetAddress& local) override;
 
     /// Fixes the peer, in any state, and tells `cb` the result.
@@ -48,8 +49,8 @@ public:
 
     /// The peer: of a connected object as the system knows it, with results as in itcInetSockStream; of any other the
     /// sender of the last datagram, all zero before the first.
-    /// \return 1 or 0. For the sender always 1: only the socket address inside `addr` is set then, neither its flags nor
-    ///         any status.
+    /// \return 1 or 0. For the sender always 1: only the socket address inside `addr` is set then, neither its flags
+    ///         nor any status.
     int GetPeername(itcInetAddress& addr) override;
     /// The local address, with results as in itcInetSockStream.
     int GetSockname(itcInetAddress& addr) override;

@@ -15,8 +15,6 @@ int itcInetSockStream::intrFlag = 0;
 
 namespace {
 
-constexpr int listenBacklog = 5;
-
 int reuseAddress(int td)
 {
     const int one = 1;

@@ -11,7 +11,7 @@
 /// through outputReady() and failure through exceptionRaised().
 ///
 /// Reading, writing, shutdown and close are those of itcConnection. Ports are bound with SO_REUSEADDR; sockets on IPv6
-/// addresses take IPv4 peers too. Descriptors are inherited by child processes.
+/// addresses take IPv4 peers too. Descriptors are not marked close-on-exec: child processes inherit them.
 ///
 /// \par Callbacks  Where a callback is taken it is called with the very result that the operation returns, on the same
 ///                 thread, before the operation returns.
@@ -54,6 +54,7 @@ public:
     ///         `Itc_Tp_Max_Connections_Reached`, `Itc_Tp_Socket_Call_Failed` or `Itc_Tp_Connect_Call_Failed`, Error,
     ///         the socket being closed after a failed connect; or -1 with (`Itc_Tp_Would_Block`, Warning), the socket
     ///         being kept. Success leaves the status as it was.
+    /// \warning With setConnTimeout() it belongs to the main thread, one at a time; see there.
     int OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData) override;
     /// OpenConnection() without a callback.
     int OpenConnNormal(itcInetAddress& remote);
@@ -65,6 +66,9 @@ public:
     /// \param out receives a new itcInetSockStream, connected and blocking, which the caller owns. It inherits nothing
     ///            from this object. Null fails like a failed accept, before anything is accepted.
     /// \return 1, with a clear status; else -1 as doAccept().
+    /// \warning At the connection limit this object closes itself, while the accepted descriptor stays open and
+    ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.
+    /// \warning While the process is out of descriptors a listener stays readable: unlink it and come back by timer.
     int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData) override;
 
     /// Accepts one peer as a bare, counted descriptor.
@@ -72,9 +76,7 @@ public:
     /// \return the descriptor; else -1, which `cb` is told too, with (`Itc_Tp_Socket_Still_Connected`, Warning) when
     ///         not listening, (`Itc_Tp_Would_Block`, Warning), or `Itc_Tp_Accept_Call_Failed` or
     ///         `Itc_Tp_Max_Connections_Reached`, Error.
-    /// \warning At the connection limit this object closes itself, while the accepted descriptor stays open and
-    ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.
-    /// \warning While the process is out of descriptors a listener stays readable: unlink it and come back by timer.
+    /// \warning As AcceptConnection().
     int doAccept(ICBKivReady* cb, void* clientData);
 
     /// The address of the peer. \return 1, with a clear status; 0 with `Itc_Tp_Descriptor_Not_Yet_Set` (`addr` is left
@@ -87,7 +89,9 @@ public:
     /// The handler of SIGALRM during a timed connect: sets #intrFlag.
     static void alrmSigHdl(int);
 
-    static int intrFlag; ///< 1 from the alarm of a timed connect until that is reported, else 0.
+    /// Set to 1 by the alarm of a timed connect; back to 0 when that has been reported, before the next timed attempt,
+    /// and by setConnTimeout(). It stays 1 after an alarm that came too late to matter.
+    static int intrFlag;
 
 protected:
     itcInetSockStream(int fd, ConnType type); ///< An accepted connection.

@@ -22,6 +22,6 @@ public:
     virtual bool CreateEndpoint(itcUnixAddress& local) = 0;
 
 protected:
-    /// The path that this object has bound, owned, from array new; null when it has bound none.
+    /// The path that this object has bound, or tried to; owned, from array new. Null when there is none.
     char* boundPath = nullptr;
 };

@@ -14,11 +14,11 @@
 
 namespace {
 
-constexpr int listenBacklog = 5;
 constexpr mode_t everybody = 0777;
 
-// Local streams print nothing.
+// Local streams print nothing of their own.
 constexpr SocketTexts silently = {nullptr, nullptr};
+constexpr AcceptTexts acceptSilently = {nullptr, nullptr};
 
 // \return null for null, and without memory.
 char* copyOf(const char* path)
@@ -78,12 +78,17 @@ itcUnixSockStream::~itcUnixSockStream()
         ::unlink(boundPath);
 }
 
-// An earlier copy of the path is not freed: a deriving host may still hold it.
+// Replaces an earlier copy of the path without freeing it: whoever binds one object to many paths, one after the other,
+// pays with their memory. Without memory for the copy nothing is bound, for the file could not be removed again.
 bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
 {
     boundPath = copyOf(addr.pathname());
-    if (boundPath != nullptr)
+    if (boundPath != nullptr) {
         ::unlink(boundPath);
+    } else if (addr.pathname() != nullptr) {
+        errno = ENOMEM;
+        return false;
+    }
     if (bindSocket(td, addr.address) < 0)
         return false;
     if (boundPath != nullptr)
@@ -123,7 +128,7 @@ int itcUnixSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, vo
     if (out == nullptr) {
         result = refuseToAccept(*this);
     } else {
-        const int fd = acceptPeer(*this, td, connState, sizeof(sockaddr_un), {nullptr, nullptr});
+        const int fd = acceptPeer(*this, td, connState, sizeof(sockaddr_un), acceptSilently);
         if (fd >= 0)
             result = handOut(new (std::nothrow) itcUnixSockStream(fd, ItcTypeConnection), fd, out, *this);
         if (result == 1)

@@ -7,7 +7,7 @@
 
 #include <kiv/dispatcher/ICBKivReady.h>
 #include <kiv/dispatcher/itcAsyncFuncReady.h>
-#include <kiv/foundation/KivDebug.h>
+#include <kiv/foundation/detail/Trace.h>
 
 #include <QDeadlineTimer>
 #include <QQueue>
@@ -75,14 +75,6 @@ private:
     Delivery* outer;
 };
 
-void reportRunningWorker()
-{
-    if (KivDebug::pKivErrorPrint != nullptr) {
-        KivDebug::pKivErrorPrint(KivError::ErrPrio(1), KivError::ErrType(1), KivError::KivErrorCode(54),
-                                 "workerThread is still running, memory leak expected!", nullptr, nullptr);
-    }
-}
-
 } // namespace
 
 void itcDispatcher::registerICBKivReady(ICBKivReady* r)
@@ -131,7 +123,7 @@ void itcDispatcher::processAsyncReadyNotify()
             if (record->thread->wait(QDeadlineTimer(workerPatienceMs, Qt::CoarseTimer)))
                 deleteWorker(record->thread);
             else
-                reportRunningWorker();
+                reportError(KivError::ErrType(1), "workerThread is still running, memory leak expected!");
         }
     }
 }

@@ -27,7 +27,8 @@ protected:
 
 /// \name Floating-point conversions
 /// Each rewrites the 4 or 8 bytes of one value in place, at any alignment. Sign and exponent are taken from the low
-/// bits of the first word and not from where IEEE values have them in memory; peers convert in the same way. Exponents wrap modulo 256.
+/// bits of the first word and not from where IEEE values have them in memory; peers convert in the same way. Exponents
+/// wrap modulo 256.
 /// \{
 extern "C" {
 KIV_EXPORT void Itc_itof(void* value); ///< IEEE single to VAX F.

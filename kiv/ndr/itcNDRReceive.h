@@ -115,7 +115,8 @@ public:
     /// its end is announced beyond.
     ///
     /// \return the severity. If nothing had failed, but too little or too much has been read, 2 with a status of
-    ///         (-1, Error): a code of its own, outside the table. (`Itc_Ndr_No_Buffer_Provided`, Error) without storage.
+    ///         (-1, Error): a code of its own, outside the table. (`Itc_Ndr_No_Buffer_Provided`, Error) without
+    ///         storage.
     int end_transaction();
 
     /// What the operators below are made of; hosts use those.

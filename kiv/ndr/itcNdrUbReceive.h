@@ -31,8 +31,9 @@ public:
     void init(char* buf, unsigned int size);
 
     /// Ready for the next frame, from Idle and Complete: itcNDRReceive::reset() and back to Idle.
-    /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). A failed
-    /// receiver has stopped inside a frame, so whoever goes on with it must say so, with reset_transmission_state().
+    /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). A
+    /// failed receiver has stopped inside a frame, so whoever goes on with it must say so, with
+    /// reset_transmission_state().
     void reset() override;
     /// Ready for the next frame, from Idle, Complete and Failed, the buffer being left alone.
     /// In any other state nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
@@ -87,8 +88,8 @@ private:
 };
 
 /// \name Guarded takes
-/// Each clears the status and, in Complete, does what the same take of itcNDRReceive does. In any other state nothing is
-/// taken: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
+/// Each clears the status and, in Complete, does what the same take of itcNDRReceive does. In any other state nothing
+/// is taken: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 /// \{
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, bool& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char& v);
@@ -111,8 +112,8 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v);
 /// until the state is Complete: it gives 0 then.
 ///
 /// Each call first asks the connection to InitRead(), also in the states in which nothing is read any more.
-/// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block changes
-///         nothing. Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
+/// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block
+///         changes nothing. Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
 ///         `Itc_Ndr_Magic_Error`; `Itc_Ndr_Ub_Extend_Buffer_Failed`; `Itc_Ndr_Ub_Unknown_Receive_State`, all in Failed;
 ///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. The status of a failure
 ///         stays through further calls.

@@ -81,9 +81,9 @@ KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, const itcXNDR& v);
 /// Writes as much of the frame as the connection takes. Call it again when the dispatcher reports the connection
 /// writable, until it gives 0.
 ///
-/// \return the number of bytes of the frame that are still unsent; 0 also in Complete and Failed, where nothing is sent.
-///         A would-block changes nothing. Otherwise, in Failed: (`Itc_Ndr_Ub_Packet_Write_Failed`, Error) with the
-///         connection's error number, also for a buffer without storage or one that has changed under way; or
+/// \return the number of bytes of the frame that are still unsent; 0 also in Complete and Failed, where nothing is
+///         sent. A would-block changes nothing. Otherwise, in Failed: (`Itc_Ndr_Ub_Packet_Write_Failed`, Error) with
+///         the connection's error number, also for a buffer without storage or one that has changed under way; or
 ///         (`Itc_Ndr_Ub_Unknown_Send_State`, Error).
 KIV_EXPORT unsigned int operator<<(itcConnection& c, itcNdrUbSend& s);
 

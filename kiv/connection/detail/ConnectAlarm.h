@@ -5,7 +5,8 @@
 #include <kiv/foundation/OS.h>
 
 /// While it exists, SIGALRM interrupts the process after the given time. What was set before comes back in the end:
-/// first the timer, then the handler, so that an alarm of the host's cannot reach our handler.
+/// first the timer, then the handler, so that our alarm cannot reach the host's handler or, where it has none, end the
+/// process. Where the handler cannot be installed no alarm is set, and the connect has no limit.
 class ConnectAlarm {
 public:
     ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler);

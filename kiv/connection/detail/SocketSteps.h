@@ -11,6 +11,9 @@ class ICBKivReady;
 class itcConnection;
 class itcInetAddress;
 
+/// How many peers may wait to be accepted.
+constexpr int listenBacklog = 5;
+
 /// What an operation says when it cannot have a socket; null where a transport prints nothing.
 struct SocketTexts {
     const char* limitReached;
@@ -45,14 +48,15 @@ struct AcceptTexts {
     const char* limitReached;
 };
 
-/// Accepts a counted descriptor on a listener that has this descriptor and state. `peerSize` is the room that the system
-/// is given for the peer's address.
+/// Accepts a counted descriptor on a listener that has this descriptor and state. `peerSize` is the room that the
+/// system is given for the peer's address.
 ///
 /// \return -1 with (`Itc_Tp_Socket_Still_Connected`, Warning) when not listening, (`Itc_Tp_Would_Block`, Warning), or
 ///         `Itc_Tp_Accept_Call_Failed` or `Itc_Tp_Max_Connections_Reached`, Error, in the listener's status.
 int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSize, const AcceptTexts& texts);
 
-/// Gives an accepted connection to its new owner; null, for want of memory, fails like a failed accept.
+/// Gives an accepted connection to its new owner. Null, for want of memory, fails like a failed accept: the descriptor
+/// is closed and no longer counted.
 /// \return 1 with a clear status of the listener, -1 with (`Itc_Tp_Accept_Call_Failed`, Error).
 int handOut(itcConnection* accepted, int fd, itcConnection** out, itcStatus& listener);
 

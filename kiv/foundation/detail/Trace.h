@@ -66,3 +66,10 @@ template <class Compose> void trace(Compose&& compose)
     const ErrnoKept errnoKept;
     trace(KivDebug::DBG_KIV, compose);
 }
+
+/// The library's error reports differ only in their type and their texts.
+inline void reportError(KivError::ErrType type, const char* text1, const char* text2 = nullptr)
+{
+    if (const KivDebug::ErrorHook report = KivDebug::pKivErrorPrint)
+        report(KivError::ErrPrio(1), type, KivError::KivErrorCode(54), text1, text2, nullptr);
+}
