@@ -46,10 +46,11 @@ private:
     static bool isIndex(int fd) { return static_cast<unsigned int>(fd) < static_cast<unsigned int>(size); }
     static uint32_t bit(int fd) { return uint32_t{1} << (fd & (wordBits - 1)); }
 
-    uint32_t words[size / wordBits] = {};
+    alignas(fd_set) uint32_t words[size / wordBits] = {};
 };
 
-static_assert(sizeof(FdMask) == sizeof(fd_set), "select() is given an FdMask as its fd_set");
+static_assert(sizeof(FdMask) == sizeof(fd_set) && alignof(FdMask) == alignof(fd_set),
+              "select() is given an FdMask as its fd_set");
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
 static_assert(sizeof(long) == sizeof(uint32_t), "a wider word of fd_set has the same layout only on little-endian");
 #endif

@@ -11,8 +11,9 @@
 /// dropped. The first receiver of a process therefore also creates the dispatcher. A receiver that outlives the
 /// dispatcher, or even the library's own static data, dies quietly and creates nothing.
 ///
-/// \par Threads  May be created and destroyed on any thread. A receiver of cross-thread notifications is best destroyed
-///               on the dispatching thread, where no delivery can be under way.
+/// \par Threads  May be created and destroyed on any thread. But only the destructor of this base waits for a delivery
+///               that is under way, and by then the deriving part is gone: destroy receivers of cross-thread
+///               notifications on the dispatching thread.
 class KIV_EXPORT ICBKivReady {
 public:
     ICBKivReady();
@@ -21,6 +22,7 @@ public:
 
     // Hosts derive from this class: the order of these operations is binary interface.
     virtual ~ICBKivReady();
+    /// It may notify again; but what it queues is delivered in the same cycle, so it must not always do so.
     /// \param result   what the operation returned, or what addAsyncReadyNotify() was given.
     /// \param userData what the caller passed with the request.
     virtual void ready(int result, void* userData) = 0;

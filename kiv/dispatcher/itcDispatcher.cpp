@@ -3,12 +3,18 @@
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/connection/itcConnection.h>
-#include <kiv/dispatcher/detail/Interest.h>
 #include <kiv/dispatcher/detail/Performance.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
 #include <cstdlib>
 #include <new>
+
+/// One kind of interest as the tables keep it; all null for what is no single kind.
+struct itcDispatcher::Interest {
+    FdMask* mask;
+    itcIOHandler** handlers;
+    char** data;
+};
 
 itcDispatcher* itcDispatcher::_instance = nullptr;
 bool itcDispatcher::checkCommunicationBuffer = true;
@@ -29,7 +35,7 @@ int descriptorOf(const itcConnection& conn, itcDispatcherMask kind)
     }
 }
 
-// A handler can ask at most once per cycle to be called again, so with this room the lists never grow in a cycle.
+// A handler can ask once per cycle to be called again, so with this room the lists do not grow, unless cycles nest.
 std::vector<int>* newReadyList()
 {
     auto* const list = new std::vector<int>;

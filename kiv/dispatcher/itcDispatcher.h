@@ -64,7 +64,8 @@ public:
     /// Registers a handler for the connection's descriptors, for each kind in `mask`.
     ///
     /// Client data is kept per descriptor and kind; the connection is kept per descriptor, so the last one linked or
-    /// attached counts for all kinds.
+    /// attached counts for all kinds. Unlink a connection before it is closed or deleted: the dispatcher keeps a
+    /// pointer.
     /// \return 1 when every step succeeded; otherwise 0, later steps having been taken all the same, with the status of
     ///         the failing attach(). A null connection gives 0 with a clear status.
     virtual int link(itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h);
@@ -84,7 +85,9 @@ public:
     /// Starts a one-shot timer that calls itcIOHandler::timerExpired() in the first cycle that ends later than
     /// `sec` seconds and `usec` microseconds from now. Clears the status.
     ///
-    /// Timers run on currentTime(). When there is no memory the timer is not started and the status is
+    /// Timers run on currentTime(), which follows when the wall clock is set. A handler may start itself again in
+    /// timerExpired(), but for a time ahead: one that is due already fires in the same cycle, which may then never end.
+    /// When there is no memory the timer is not started and the status is
     /// (`Itc_Tp_Malloc_Error`, Error).
     virtual void startTimer(long sec, long usec, itcIOHandler* h);
 
@@ -98,19 +101,22 @@ public:
     virtual int dispatch();
 
     /// One cycle that waits for `sec` seconds and `usec` microseconds at most; a negative time makes the wait fail at
-    /// once. \return as dispatch(timeval*).
+    /// once, and the result is 0. \return as dispatch(timeval*).
     ///
-    /// Both arguments are handed back as the wait left them, but as zero whenever they exceed the time that the cycle
-    /// took. Hosts have come to rely on this reading, so keep no time budget with it.
+    /// Both arguments are handed back as the wait left them, but as zero whenever that is more than the time which the
+    /// cycle took. So they are no budget for a loop: measure with currentTime() instead.
     virtual int dispatch(long& sec, long& usec);
 
-    /// One cycle that waits for `seconds` at most; what does not fit a `timeval` waits as long as one can say, and a
-    /// NaN not at all. A negative time makes the wait fail at once. \return as dispatch(timeval*).
+    /// One cycle that waits for `seconds` at most. More seconds than a `long` holds are the most that it holds, a NaN
+    /// is no time at all, and a negative time makes the wait fail at once, with the result 0.
+    /// \return as dispatch(timeval*).
     virtual int dispatch(double seconds);
 
     /// Queues `target->ready(result, userData)` for the dispatching thread, in the order of the calls. Any thread.
     ///
-    /// It does not wake a wait that is under way: give the wait a limit, or write to a descriptor that is linked.
+    /// It does not wake a wait that is under way: give the wait a limit, or write to a descriptor that is linked. What
+    /// is queued during a delivery is delivered in the same cycle: a ready() that always queues again never lets it
+    /// end.
     /// \param thread the worker that notifies, or null. The dispatcher takes it over: after the delivery it waits up to
     ///               10 s for the thread to finish and deletes it. One that does not finish is reported through
     ///               KivDebug::pKivErrorPrint and never deleted.
@@ -122,7 +128,7 @@ public:
     virtual void deregisterICBKivReady(ICBKivReady* r);
 
     /// Registers a handler for a bare descriptor; `mask` is exactly one kind. A second registration of the same kind
-    /// replaces the first. Does not clear the status.
+    /// replaces the first. Detach it before `conn`, if there is one, is deleted. Does not clear the status.
     ///
     /// Failures: `Itc_Dp_Invalid_File_Descriptor` outside 0 to 1023, `Itc_Dp_Invalid_Mask`; Error, with whatever error
     /// number is pending, nothing changed.
@@ -139,7 +145,9 @@ public:
     ///
     /// \param timeout the limit of the wait, null for none. It is overwritten: with zero when something was waiting
     ///                already, else by select() with the time not slept, unless a timer was nearer.
-    /// \return 1 when something was ready, else 0: the time was up, only a timer fired, or the wait was interrupted.
+    ///                A negative time makes the wait fail at once.
+    /// \return 1 when something was ready, else 0: the time was up, only a timer fired, or the wait failed or was
+    ///         interrupted.
     virtual int dispatch(timeval* timeout);
 
     /// The wait. \return the number of ready events, which `r`, `w` and `e` show.
@@ -150,7 +158,8 @@ public:
     virtual timeval* calculateTimeout(timeval* timeout, timeval& local);
     /// What is to be done about a failed select(). \return 0 to wait again, 1 to end the cycle.
     virtual int handleError();
-    /// Finds the descriptors that select() refuses, tells one handler of each, and detaches them.
+    /// Finds the descriptors that select() refuses, tells one handler of each, and detaches them. A signal that arrives
+    /// during the search makes a descriptor seem refused: link again what is still good.
     virtual void checkConnections();
 
     /// The singleton, created by the first call. Not guarded by a lock. The host deletes it when it is done.
@@ -170,8 +179,8 @@ public:
     /// \param buffered receives the descriptors whose connections hold received bytes.
     /// \return what select() is to be given: null for no limit, `timeout`, or `&local`.
     timeval* calculateTimeout(timeval* timeout, timeval& local, std::vector<int>& buffered);
-    /// The clock of the timers: the wall clock of the first call plus the uptime twice measured from there, so only
-    /// differences mean anything. It follows when the wall clock is set, as OS_getuptime() does.
+    /// The clock of the timers: the wall clock of the first call plus OS_getuptime(), which counts from a start of its
+    /// own, so only differences mean anything. It follows when the wall clock is set, as OS_getuptime() does.
     timeval currentTime() const;
     /// Delivers what addAsyncReadyNotify() has queued, also what is queued meanwhile; part of every cycle.
     ///
@@ -247,6 +256,7 @@ private:
     KIV_HIDDEN bool connectHasFailed(int fd) const;
     KIV_HIDDEN void tellOneHandler(int fd);
     KIV_HIDDEN static void forgetReceiver(ICBKivReady* r);
+    KIV_HIDDEN static void retireWorker(QThread* thread);
     KIV_HIDDEN static void deleteWorker(QThread* thread);
     KIV_HIDDEN static void awaitOtherThreads();
 };

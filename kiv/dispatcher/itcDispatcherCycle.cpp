@@ -5,6 +5,7 @@
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/detail/Performance.h>
 #include <kiv/dispatcher/detail/Saturate.h>
+#include <kiv/dispatcher/detail/Select.h>
 #include <kiv/dispatcher/itcIOHandler.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr itcDispatcherMask everyKind = ReadMask | WriteMask | ExceptMask;
 constexpr int64_t microsPerSecond = 1000000;
 
 long saturatedLong(double value)
@@ -40,16 +40,13 @@ timeval timevalOf(double seconds)
     return tv;
 }
 
-fd_set* asFdSet(FdMask& mask)
-{
-    return reinterpret_cast<fd_set*>(&mask);
-}
-
-// Out of memory the descriptor is left out: what is ready stays ready and is found by the next cycle.
-void appendFd(std::vector<int>& fds, int fd)
+// \return false without memory.
+bool appendFd(std::vector<int>& fds, int fd)
 try {
     fds.push_back(fd);
+    return true;
 } catch (const std::bad_alloc&) {
+    return false;
 }
 
 // The limit of a wait as the caller gave it, to be compared with what the wait leaves of it.
@@ -105,7 +102,7 @@ int itcDispatcher::dispatch(long& sec, long& usec)
     const timeval begin = currentTime();
     const int result = dispatch(&tv);
     const timeval elapsed = currentTime() - begin;
-    // One would expect what is left to be kept here; hosts have been handed zero whenever more was left than was used.
+    // One would expect the rest to be handed back whole. It becomes zero whenever more was left than was used.
     if (tv > elapsed)
         tv = timeval{};
     sec = static_cast<long>(tv.tv_sec);
@@ -134,7 +131,6 @@ int itcDispatcher::dispatch(timeval* timeout)
     perfStopwatches.outsideTimer.start();
     mark(DispatchEnd);
     if (timeout != nullptr) {
-        // Without a marker hook nobody could tell to which cycle the sleep belongs.
         if (startTimerFP != nullptr && incDispatchSleepTimeFP != nullptr)
             asked.tellProfiler(*timeout);
         sleepMicros = saturatingAdd(sleepMicros, asked.microsUsed(*timeout));
@@ -163,8 +159,8 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
         if (n >= 0)
             return nfds == 0 ? 0 : n;
         if (handleError() != 0 || nfds == 0) {
-            // A failed select() leaves the sets as they were asked. Emptied, they let those who want to be called again
-            // be counted, instead of passing for ready ones that are counted already.
+            // A failed select() leaves the sets as they were asked. Were they not emptied, those who want to be called
+            // again would pass for ready ones that are counted already, and be forgotten.
             r.zero();
             w.zero();
             e.zero();
@@ -199,11 +195,13 @@ timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local, std::
     }
     if (checkCommunicationBuffer) {
         for (int fd = 0; fd < nfds; ++fd) {
-            if (readHandlers[fd] != nullptr && bufferedBytes(fd) > 0)
-                appendFd(buffered, fd);
+            // Without memory for the list this cycle must not wait either: select() does not see those bytes.
+            if (readHandlers[fd] != nullptr && bufferedBytes(fd) > 0 && !appendFd(buffered, fd))
+                somethingIsDue = true;
         }
+        somethingIsDue = somethingIsDue || !buffered.empty();
     }
-    if (!buffered.empty() || anyReady() || somethingIsDue) {
+    if (somethingIsDue || anyReady()) {
         if (result == nullptr)
             result = &local;
         *result = timeval{};
@@ -245,15 +243,15 @@ void itcDispatcher::fillInReady(int& n, FdMask& r, FdMask& w, FdMask& e)
     merge(e, *readyExcept);
 }
 
-// n counts ready events, not descriptors: it tells when the rest of the sets can be empty only. A write event that
-// turns into an exception is still one event.
+// n counts ready events, not descriptors: at 0 nothing more can be set. A write event that turns into an exception is
+// still one event.
 void itcDispatcher::notify(int n, FdMask& r, FdMask& w, FdMask& e)
 {
     const auto obey = [this](int result, int fd, std::vector<int>& ready) {
         if (result < 0)
             detach(fd, everyKind);
         else if (result > 0)
-            appendFd(ready, fd);
+            appendFd(ready, fd); // there is room for every descriptor
     };
 
     // Handlers may detach any descriptor meanwhile: nfds and the tables are read anew at every step.

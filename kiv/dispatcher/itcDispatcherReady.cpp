@@ -1,8 +1,7 @@
 // Ready callbacks: the registry of live receivers and the queue of notifications that other threads fill.
 //
-// One recursive lock guards both. It is held during a delivery and during the wait for the worker behind it, so that no
-// receiver can die on another thread while it is being called; the dispatching thread itself may notify, create and
-// destroy receivers from inside ready().
+// One recursive lock guards both. It is held during a delivery and during the wait for the worker behind it; the
+// dispatching thread itself may notify, create and destroy receivers from inside ready().
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/dispatcher/ICBKivReady.h>
@@ -36,19 +35,40 @@ struct AsyncStateLife {
     ~AsyncStateLife() { asyncStateExists = false; }
 } asyncStateLife;
 
-// Says without the lock whether the queue may hold something: set after each append, cleared under the lock once the
-// queue is found empty. Looking at the queue itself would race with the threads that append to it.
-std::atomic<bool> mayHavePending;
+// Set after each append, cleared under the lock once the queue is found empty. While it is set a drain waits for the
+// lock; while it is not, it looks into the queue only if the lock is free. To look without the lock would race with
+// those who append, and to wait for it always would let them hold up an idle loop.
+std::atomic<bool> notificationAnnounced;
+
+constexpr int withoutLimit = -1;
+constexpr int notAtAll = 0;
 
 class AsyncLock {
 public:
-    explicit AsyncLock(QRecursiveMutex& mutex) : mutex(mutex) { mutex.tryLock(-1); }
-    ~AsyncLock() { mutex.unlock(); }
+    explicit AsyncLock(QRecursiveMutex& mutex, int patienceMs = withoutLimit)
+        : mutex(mutex), held(mutex.tryLock(patienceMs))
+    {
+        // The order that the lock gives, said once more for tools that cannot look into Qt's.
+        if (held)
+            handedOver.load(std::memory_order_acquire);
+    }
+    ~AsyncLock()
+    {
+        if (!held)
+            return;
+        handedOver.store(true, std::memory_order_release);
+        mutex.unlock();
+    }
     AsyncLock(const AsyncLock&) = delete;
     AsyncLock& operator=(const AsyncLock&) = delete;
 
+    bool isHeld() const { return held; }
+
 private:
+    static inline std::atomic<bool> handedOver = false;
+
     QRecursiveMutex& mutex;
+    const bool held;
 };
 
 // A record that is being delivered, linked to those further out, since ready() may run a cycle of its own.
@@ -99,17 +119,19 @@ try {
     const AsyncLock lock(asyncLock);
     pending.enqueue(record.get());
     static_cast<void>(record.release());
-    mayHavePending = true;
+    notificationAnnounced = true;
 } catch (const std::bad_alloc&) { // there is nobody to tell on this thread, and no memory to remember it with
 }
 
 void itcDispatcher::processAsyncReadyNotify()
 {
-    while (mayHavePending && asyncStateExists) {
+    while (asyncStateExists) {
         std::unique_ptr<itcAsyncFuncReady> record; // outlives the lock
-        const AsyncLock lock(asyncLock);
+        const AsyncLock lock(asyncLock, notificationAnnounced ? withoutLimit : notAtAll);
+        if (!lock.isHeld())
+            return;
         if (pending.isEmpty()) {
-            mayHavePending = false;
+            notificationAnnounced = false;
             return;
         }
         record.reset(pending.dequeue());
@@ -117,15 +139,25 @@ void itcDispatcher::processAsyncReadyNotify()
             continue;
 
         const Delivery delivery(*record);
-        if (registered.contains(record->target))
-            record->target->ready(record->result, record->userData);
-        if (record->thread != nullptr) {
-            if (record->thread->wait(QDeadlineTimer(workerPatienceMs, Qt::CoarseTimer)))
-                deleteWorker(record->thread);
-            else
-                reportError(KivError::ErrType(1), "workerThread is still running, memory leak expected!");
+        try {
+            if (registered.contains(record->target))
+                record->target->ready(record->result, record->userData);
+        } catch (...) {
+            retireWorker(record->thread);
+            throw;
         }
+        retireWorker(record->thread);
     }
+}
+
+void itcDispatcher::retireWorker(QThread* thread)
+{
+    if (thread == nullptr)
+        return;
+    if (thread->wait(QDeadlineTimer(workerPatienceMs, Qt::CoarseTimer)))
+        deleteWorker(thread);
+    else
+        reportError(KivError::ErrType(1), "workerThread is still running, memory leak expected!");
 }
 
 // A worker may be named in several records, queued or under delivery: all forget it before it goes.
@@ -149,8 +181,9 @@ void itcDispatcher::forgetReceiver(ICBKivReady* r)
 
 void itcDispatcher::awaitOtherThreads()
 {
-    if (asyncStateExists)
+    if (asyncStateExists) {
         const AsyncLock lock(asyncLock);
+    }
 }
 
 ICBKivReady::ICBKivReady()

@@ -2,6 +2,7 @@
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/connection/itcConnection.h>
+#include <kiv/dispatcher/detail/Select.h>
 #include <kiv/dispatcher/itcIOHandler.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
@@ -11,16 +12,13 @@
 
 namespace {
 
-constexpr size_t errorTextSize = 1023;
-
-// A zero-time select() of this descriptor alone. Being interrupted says nothing about the descriptor.
+// A zero-time select() of this descriptor alone.
 bool isBad(int fd)
 {
     FdMask single;
     single.setBit(fd);
     timeval atOnce = {};
-    return OS_select(fd + 1, reinterpret_cast<fd_set*>(&single), nullptr, nullptr, &atOnce) < 0 &&
-           OS_getLastError() != EINTR;
+    return OS_select(fd + 1, asFdSet(single), nullptr, nullptr, &atOnce) < 0;
 }
 
 } // namespace
@@ -31,7 +29,7 @@ int itcDispatcher::handleError()
     if (error == EINTR)
         return 1;
 
-    char buffer[errorTextSize];
+    char buffer[1023];
     const char* const text = OS_getStrError(error, buffer, sizeof buffer);
     trace([&](std::ostream& out) { out << "itcDispatcher::handleError() " << text; });
     if (error != EBADF && error != ENOTSOCK)
@@ -50,7 +48,7 @@ void itcDispatcher::checkConnections()
         if (connections[fd] != nullptr)
             setStatus(*connections[fd], Itc_Dp_Select_Call_Failed_EBADF, Error);
         tellOneHandler(fd);
-        detach(fd, ReadMask | WriteMask | ExceptMask);
+        detach(fd, everyKind);
     }
 }
 

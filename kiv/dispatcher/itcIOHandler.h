@@ -29,6 +29,7 @@ public:
     virtual int outputReady(itcConnection* conn, char* clientData);
     /// An exceptional condition: urgent data, a pending connect that failed, or a descriptor that turned out bad.
     virtual int exceptionRaised(itcConnection* conn, char* clientData);
-    /// A timer has expired. The dispatcher's clock is passed as it was when the expiry began.
+    /// A timer has expired. The dispatcher's clock is passed as it was when the expiry began. A timer that is started
+    /// here for a time already past fires in the same cycle.
     virtual void timerExpired(long sec, long usec);
 };

@@ -17,7 +17,7 @@ inline bool traceWanted(short flag)
 
 /// Composes a text and hands it to the print hook, without asking the check hook: for callers that have asked.
 ///
-/// The stream has the classic locale, since log readers expect "1234" even in a host that groups its digits. A text
+/// The stream has the classic locale: numbers are plain digits also in a host whose locale groups them. A text
 /// for which there is no memory is dropped; an exception of the hook itself is the host's own and passes.
 template <class Compose> void printTrace(short flag, Compose&& compose)
 {
