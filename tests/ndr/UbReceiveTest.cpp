@@ -314,7 +314,7 @@ TEST_F(UbReceive, StorageThatWasReplacedUnderWayIsAFailedRead)
 {
     connection.gives(frame(ndr).substr(0, 20));
     receiveFrom(connection);
-    packet.itcNDRReceive::extend_buffer(1);
+    packet.itcNDRReceive::extend_buffer(64); // so large that it cannot be the same place again
     connection.gives(frame(ndr).substr(20));
     receiveFrom(connection);
     EXPECT_EQ(packet.rxState, Failed);

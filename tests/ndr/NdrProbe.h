@@ -1,0 +1,245 @@
+/// \file
+/// What the tests of the marshalling buffers share: buffers that show their fields, bytes spelled out, and the types of
+/// the values.
+#pragma once
+
+#include "OsFaults.h"
+
+#include <kiv/ndr/itcNDRReceive.h>
+#include <kiv/ndr/itcNDRSend.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A send buffer that shows its fields and remembers what growth was asked of it.
+class OpenSend : public itcNDRSend {
+public:
+    using itcNDRSend::frameStart;
+    using itcNDRSend::itcNDRSend;
+    using itcNDRSend::lastUsable;
+    using itcNDRSend::storage;
+    using itcNDRSend::transactionOffset;
+    using itcNDRSend::writePos;
+
+    void extend_buffer(unsigned int pages) override
+    {
+        pagesAsked.push_back(pages);
+        itcNDRSend::extend_buffer(pages);
+    }
+
+    std::vector<unsigned int> pagesAsked;
+
+    /// The NDR data put so far.
+    std::string data() { return {raw_data(), raw_length()}; }
+    /// The NDR data behind the label.
+    std::string values() { return data().substr(2); }
+    /// Makes the buffer end `count` bytes behind the last value.
+    void leaveFree(unsigned int count) { lastUsable = writePos + count - 1; }
+    /// Everything that says where the buffer is and what is in it.
+    auto fields() const { return std::make_tuple(transactionOffset, frameStart, writePos, lastUsable, storage); }
+};
+
+/// A receive buffer that shows its fields.
+class OpenReceive : public itcNDRReceive {
+public:
+    using itcNDRReceive::bufferLast;
+    using itcNDRReceive::dataLast;
+    using itcNDRReceive::dataStart;
+    using itcNDRReceive::itcNDRReceive;
+    using itcNDRReceive::peerChar;
+    using itcNDRReceive::peerEndian;
+    using itcNDRReceive::peerFloat;
+    using itcNDRReceive::readPos;
+    using itcNDRReceive::storage;
+    using itcNDRReceive::transactionEnd;
+
+    OpenReceive(const std::string& ndr) : itcNDRReceive(ndr.data(), static_cast<unsigned int>(ndr.size())) {}
+
+    void extend_buffer(unsigned int pages) override
+    {
+        pagesAsked.push_back(pages);
+        itcNDRReceive::extend_buffer(pages);
+    }
+
+    std::vector<unsigned int> pagesAsked;
+
+    /// Where the next byte is read, counted from the label.
+    std::ptrdiff_t position() const { return readPos - dataStart; }
+    auto codes() const { return std::make_tuple(peerEndian, peerChar, peerFloat); }
+    auto pointers() const { return std::make_tuple(dataStart, readPos, dataLast, bufferLast, storage); }
+};
+
+inline const auto noReceivePointers =
+    std::make_tuple<char*, char*, char*, char*, char*>(nullptr, nullptr, nullptr, nullptr, nullptr);
+inline const auto noCodes = std::make_tuple(2, 2, 4); ///< What a receive buffer knows of its peer without a packet.
+
+inline std::string bytes(std::initializer_list<int> values)
+{
+    std::string text;
+    for (const int value : values)
+        text.push_back(static_cast<char>(value));
+    return text;
+}
+
+/// A 4-byte word as this machine keeps it.
+inline std::string word(unsigned int value)
+{
+    std::string text(sizeof value, '\0');
+    std::memcpy(text.data(), &value, sizeof value);
+    return text;
+}
+
+/// A 4-byte word, most significant byte first.
+inline std::string networkWord(unsigned int value)
+{
+    const std::string native = word(value);
+    return {native.rbegin(), native.rend()};
+}
+
+/// NDR data as a little-endian IEEE machine sends it.
+inline std::string packet(const std::string& values, int label0 = 0x10, int label1 = 0)
+{
+    return bytes({label0, label1}) + values;
+}
+
+inline std::string frameHeader(unsigned int length)
+{
+    return bytes({0x51, 0x56, 0x52, 0x00}) + networkWord(length);
+}
+
+inline std::string frame(const std::string& ndr)
+{
+    return frameHeader(static_cast<unsigned int>(ndr.size())) + ndr;
+}
+
+/// Puts the process's format codes back in the end.
+class FormatCodes {
+public:
+    FormatCodes() = default;
+    FormatCodes(int endian, int floats, int chars)
+    {
+        itcNDR::ndr_endian = endian;
+        itcNDR::ndr_float = floats;
+        itcNDR::ndr_char = chars;
+    }
+    ~FormatCodes()
+    {
+        itcNDR::ndr_endian = endian;
+        itcNDR::ndr_float = floats;
+        itcNDR::ndr_char = chars;
+    }
+    FormatCodes(const FormatCodes&) = delete;
+    FormatCodes& operator=(const FormatCodes&) = delete;
+
+private:
+    int endian = itcNDR::ndr_endian;
+    int floats = itcNDR::ndr_float;
+    int chars = itcNDR::ndr_char;
+};
+
+using ByteTypes = testing::Types<bool, char, signed char, unsigned char>;
+using AlignedTypes =
+    testing::Types<short, unsigned short, int, unsigned int, float, double, long long, unsigned long long>;
+using ValueTypes = testing::Types<bool, char, signed char, unsigned char, short, unsigned short, int, unsigned int,
+                                  float, double, long long, unsigned long long>;
+
+/// The value whose bytes in memory are 1, 2, 3 and so on.
+template <class Value> Value countingValue()
+{
+    const unsigned char counting[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    Value value;
+    std::memcpy(&value, counting, sizeof value);
+    return value;
+}
+
+/// The bytes of a value in memory.
+template <class Value> std::string bytesOf(const Value& value)
+{
+    std::string text(sizeof value, '\0');
+    std::memcpy(text.data(), &value, sizeof value);
+    return text;
+}
+
+/// The first `count` of the bytes 1, 2, 3 and so on.
+inline std::string countingBytes(size_t count)
+{
+    return std::string("\1\2\3\4\5\6\7\x8").substr(0, count);
+}
+
+inline std::string reversed(const std::string& text)
+{
+    return {text.rbegin(), text.rend()};
+}
+
+inline itcBinData binary(const std::string& text)
+{
+    itcBinData data;
+    data.length = static_cast<unsigned int>(text.size());
+    data.data = const_cast<char*>(text.data());
+    return data;
+}
+
+/// Memory asked for in such a piece is refused: tests of huge lengths need not allocate them.
+inline void refuseHugeAllocations()
+{
+    OsFaults::malloc().instead = [](size_t size) -> void* {
+        constexpr size_t huge = 64 << 20;
+        if (size <= huge)
+            return std::malloc(size);
+        errno = ENOMEM;
+        return nullptr;
+    };
+}
+
+/// An allocator whose blocks begin a chosen number of bytes behind a multiple of 8, in memory full of 0xEE. The buffer
+/// must forget its storage before it would free it.
+class CrookedMemory {
+public:
+    explicit CrookedMemory(unsigned int offset) : start(aligned() + offset)
+    {
+        OsFaults::malloc().instead = [this](size_t) { return start; };
+    }
+    ~CrookedMemory() { OsFaults::malloc().clear(); }
+    CrookedMemory(const CrookedMemory&) = delete;
+    CrookedMemory& operator=(const CrookedMemory&) = delete;
+
+    char* block() const { return start; }
+
+private:
+    char* aligned() { return memory.data() + (-reinterpret_cast<std::uintptr_t>(memory.data()) & 7); }
+
+    std::vector<char> memory = std::vector<char>(16384, '\xEE');
+    char* const start;
+};
+
+/// The first multiple of 8 at or behind an address.
+inline char* roundedUp(char* place)
+{
+    return place + (-reinterpret_cast<std::uintptr_t>(place) & 7);
+}
+
+/// The sizes of all allocations so far.
+inline std::vector<size_t> sizesAllocated()
+{
+    return OsFaults::malloc().askedArgument<0>();
+}
+
+inline bool isZero(const char* from, const char* to)
+{
+    return std::all_of(from, to, [](char c) { return c == 0; });
+}
+
+/// A status of severity Error, and one that no operation sets.
+inline void leaveError(itcStatus& status)
+{
+    status.code = Itc_Tp_New_Path_Error;
+    status.severity = Error;
+    status.errorNumber = 4711;
+}
