@@ -31,7 +31,7 @@ public:
     itcInetAddress(const char* host, const char* service, int protocol); ///< lookup(host, service, protocol)
     explicit itcInetAddress(const sockaddr_storage& systemAddress);      ///< A copy, flags computed; asks no resolver.
 
-    /// Resolves and stores the first answer.
+    /// Resolves and stores the first answer. Waits for the resolver, for as long as it takes.
     ///
     /// \param host      A name, a numeric address, or an IPv6 address in brackets, at most 1024 characters. Null, "",
     ///                  #Any and #Any6 ask for a wildcard: the first two of the preferred family, the others of theirs.
@@ -45,8 +45,8 @@ public:
     bool lookup(const char* host, const char* service, int protocol);
     bool lookup(const char* host, int port, int protocol); ///< The same with the port as a number.
 
-    /// The host's name by reverse lookup, empty if there is none. The text lives in a buffer that all objects share:
-    /// copy it before anybody's next call.
+    /// The host's name by reverse lookup, empty if there is none. Waits for the resolver. The text lives in a buffer
+    /// that all objects share: copy it before anybody's next call.
     const char* hostname() const;
     /// The address as a numeric text, empty if it has none. The text lives in a second buffer that all objects share.
     const char* numeric_hostname() const;

@@ -20,16 +20,44 @@ static_assert(sizeof(sockaddr_un::sun_path) == itcUnixAddress::Max_SockUnix_Path
 
 // A name that nobody can guess need not be tested for being free: the test would be out of date by the time of the
 // bind.
-// \return false when the system has no random bytes.
+// \return false when the system has no random bytes yet, early in its start.
 bool makeTemporaryName(char (&name)[sizeof(sockaddr_un::sun_path)])
 {
     unsigned char random[16];
-    if (::getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random))
+    if (::getrandom(random, sizeof random, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof random))
         return false;
     int length = std::snprintf(name, sizeof name, "%s/kiv", P_tmpdir);
     for (const unsigned char byte : random)
         length += std::snprintf(name + length, sizeof name - static_cast<size_t>(length), "%02x", byte);
     return true;
+}
+
+// The resolver is asked first, for its answer and its usual traces. Most resolvers refuse the family, and then the
+// address is made here. \return false when it cannot be made.
+bool resolve(const char* path, sockaddr_storage& made)
+{
+    addrinfo hints = {};
+    hints.ai_family = AF_UNIX;
+    addrinfo* answer = nullptr;
+    const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
+    if (returnCode == EAI_FAMILY) {
+        sockaddr_un local = {};
+        local.sun_family = AF_UNIX;
+        const size_t length = std::strlen(path);
+        if (length >= sizeof local.sun_path)
+            return false;
+        std::memcpy(local.sun_path, path, length);
+        std::memcpy(&made, &local, sizeof local);
+        return true;
+    }
+    if (returnCode != 0)
+        return false;
+    // Within this length a path is followed by a zero of the storage, whatever the resolver has written.
+    const bool fits = answer != nullptr && answer->ai_addr != nullptr && answer->ai_addrlen <= sizeof(sockaddr_un);
+    if (fits)
+        std::memcpy(&made, answer->ai_addr, answer->ai_addrlen);
+    OS_freeaddrinfo(answer);
+    return fits;
 }
 
 } // namespace
@@ -49,31 +77,16 @@ itcUnixAddress::itcUnixAddress(const char* path)
 bool itcUnixAddress::set(const char* path)
 {
     clearStatus(status);
-    sockaddr_un made = {};
-    char temporary[sizeof made.sun_path];
+    char temporary[sizeof(sockaddr_un::sun_path)];
     if (path == nullptr || path == Temp)
         path = makeTemporaryName(temporary) ? temporary : nullptr;
+
+    sockaddr_storage made = {};
     if (path == nullptr || std::strlen(path) > Max_SockUnix_Pathlen)
         setStatus(status, Itc_Tp_Path_Too_Long, Error);
-
-    if (path != nullptr) {
-        // Most resolvers refuse the family, and then the address is made here; asking first leaves the usual traces.
-        addrinfo hints = {};
-        hints.ai_family = AF_UNIX;
-        addrinfo* answer = nullptr;
-        const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
-        if (returnCode != 0 && returnCode != EAI_FAMILY)
-            setStatus(status, Itc_Tp_Path_Too_Long, Error);
-        if (returnCode == 0)
-            OS_freeaddrinfo(answer);
-    }
-    if (status.severity < Warning) {
-        made.sun_family = AF_UNIX;
-        std::strcpy(made.sun_path, path); // NOLINT: its length was tested
-    }
-    // Only now: the path may have been the one that is stored here.
-    address = sockaddr_storage{};
-    std::memcpy(&address, &made, sizeof made);
+    if (path != nullptr && !resolve(path, made))
+        setStatus(status, Itc_Tp_Path_Too_Long, Error);
+    address = made; // only now: the path may have been the one that is stored here
     return status.severity < Warning;
 }
 
@@ -86,6 +99,7 @@ bool itcUnixAddress::set_templ(const char* format, ...)
     va_end(arguments);
     if (length < 0) {
         setStatus(status, Itc_Tp_Path_Too_Long, Error);
+        address = {};
         return false;
     }
     return set(text);

@@ -25,7 +25,7 @@ public:
     /// Null and #Temp ask for a fresh name in the system's directory for temporary files. It is not guessable, so
     /// nobody else will have taken it before it is bound.
     /// \return true when `status.severity` is Success afterwards; false with (`Itc_Tp_Path_Too_Long`, Error), when the
-    ///         path is too long, or the resolver fails on it, or no name could be made.
+    ///         path is too long, or the resolver fails on it, or the system has no random bytes for a name yet.
     bool set(const char* path);
 
     /// Formats a path and stores it, as set() does. A text of any length is safe: what is too long is refused as that.

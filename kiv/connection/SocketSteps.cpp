@@ -13,14 +13,14 @@ bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTe
 {
     if (itcConnection::hasMaxConnCount()) {
         if (texts.limitReached != nullptr)
-            trace(texts.limitReached);
+            traceFailure(texts.limitReached);
         setStatus(status, Itc_Tp_Max_Connections_Reached, Error);
         return false;
     }
     td = OS_socket(family, type, 0);
     if (td < 0) {
         if (texts.socketFailed != nullptr)
-            trace([&](std::ostream& out) { out << texts.socketFailed << td; });
+            traceFailure([&](std::ostream& out) { out << texts.socketFailed << td; });
         setStatus(status, Itc_Tp_Socket_Call_Failed, Error);
         return false;
     }
@@ -49,14 +49,14 @@ void takeIPv4PeersToo(int td, const sockaddr_storage& address)
 int askForName(itcStatus& status, int td, const NameQuery& query, itcInetAddress& addr)
 {
     if (td < 0) {
-        trace(query.wrongDescriptor);
+        traceFailure(query.wrongDescriptor);
         setStatus(status, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return 0;
     }
     sockaddr_storage storage = {};
     socklen_t length = sizeof storage;
     if (query.call(td, asSockaddr(storage), &length) != 0) {
-        trace(query.callFailed);
+        traceFailure(query.callFailed);
         setStatus(status, query.failure, Error);
         addr = itcInetAddress();
         return 0;
@@ -86,7 +86,7 @@ int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSiz
             return -1;
         }
         if (texts.acceptFailed != nullptr)
-            trace([&](std::ostream& out) { out << texts.acceptFailed << error; });
+            traceFailure([&](std::ostream& out) { out << texts.acceptFailed << error; });
         setStatus(listener, Itc_Tp_Accept_Call_Failed, Error);
         return -1;
     }
@@ -94,7 +94,7 @@ int acceptPeer(itcConnection& listener, int td, int connState, socklen_t peerSiz
         // One would expect the newcomer to be turned away and the listener to go on. It is the listener that closes: at
         // its limit a server stops accepting altogether. The newcomer stays open and is not counted.
         if (texts.limitReached != nullptr)
-            trace(texts.limitReached);
+            traceFailure(texts.limitReached);
         listener.Close();
         setStatus(listener, Itc_Tp_Max_Connections_Reached, Error);
         return -1;

@@ -78,13 +78,13 @@ int itcConnection::ExceptDescriptor() const
 int itcConnection::Pending()
 {
     if (td < 0) {
-        trace("itcConnection::Pending() wrong socket descriptor");
+        traceFailure("itcConnection::Pending() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return -1;
     }
     int n = 0;
     if (OS_ioctl(td, FIONREAD, &n) < 0) {
-        trace("itcConnection::Pending() ioctl call failed");
+        traceFailure("itcConnection::Pending() ioctl call failed");
         setStatus(*this, Itc_Tp_Ioctl_Call_Failed, Error);
         return -1;
     }
@@ -100,7 +100,7 @@ int itcConnection::InitRead()
 int itcConnection::Read(void* buf, int len)
 {
     if (KIV_UNLIKELY(td < 0)) {
-        trace("itcConnection::Read() wrong socket descriptor");
+        traceFailure("itcConnection::Read() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return -1;
     }
@@ -130,7 +130,7 @@ int itcConnection::readOnce(void* buf, int len)
             setStatus(*this, Itc_Tp_Would_Block, Warning, error);
             return -1;
         }
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcConnection::Read() read/recv call failed. td: " << td << " errno = " << error;
         });
         setStatus(*this, Itc_Tp_Read_Call_Failed, Error, error);
@@ -154,7 +154,7 @@ int itcConnection::readAll(void* buf, int len)
             const int error = OS_getLastError();
             if (error == EINTR)
                 continue;
-            trace([&](std::ostream& out) {
+            traceFailure([&](std::ostream& out) {
                 out << "itcConnection::Read() read/recv (ItcStrictBlocking) call failed. td: " << td
                     << " errno = " << error;
             });
@@ -175,7 +175,7 @@ int itcConnection::readAll(void* buf, int len)
 int itcConnection::Write(const void* buf, int len)
 {
     if (KIV_UNLIKELY(td < 0)) {
-        trace("itcConnection::Write() wrong socket descriptor");
+        traceFailure("itcConnection::Write() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return -1;
     }
@@ -188,7 +188,7 @@ int itcConnection::Write(const void* buf, int len)
             return static_cast<int>(n);
         }
         const int error = OS_getLastError();
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcConnection::Write() OS_send returned td: " << td << " nbw: " << n << " errno = " << error;
         });
         if (error == EINTR)
@@ -201,7 +201,7 @@ int itcConnection::Write(const void* buf, int len)
             setStatus(*this, Itc_Tp_Would_Block, Warning, error);
             return 0;
         }
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcConnection::Write() OS_send failed. td: " << td << " errno = " << error;
         });
         setStatus(*this, Itc_Tp_Write_Call_Failed, Error, error);
@@ -212,17 +212,17 @@ int itcConnection::Write(const void* buf, int len)
 bool itcConnection::SetOption(ConnOptions opt)
 {
     if (td < 0) {
-        trace("itcConnection::SetOption() wrong socket descriptor");
+        traceFailure("itcConnection::SetOption() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return false;
     }
     // A refused switch leaves the status of the last transfer readable: nothing has been transferred.
     if (opt == ItcNonBlocking && OS_setNonBlocking(td) == 0) {
-        trace("itcConnection::SetOption() failed to set socket to non-blocking");
+        traceFailure("itcConnection::SetOption() failed to set socket to non-blocking");
         return false;
     }
     if (opt == ItcBlocking && OS_setBlocking(td) == 0) {
-        trace("itcConnection::SetOption() failed to set socket to blocking");
+        traceFailure("itcConnection::SetOption() failed to set socket to blocking");
         return false;
     }
     connOptions = opt;
@@ -239,7 +239,7 @@ bool itcConnection::Close()
     connState = ItcStateClosed;
     if (td >= 0) {
         if (OS_closesocket(td) == -1) {
-            trace("itcConnection::Close() close/closesocket call failed");
+            traceFailure("itcConnection::Close() close/closesocket call failed");
             setStatus(*this, Itc_Tp_Close_Call_Failed, Error);
             return false;
         }
@@ -253,7 +253,7 @@ bool itcConnection::Close()
 bool itcConnection::Shutdown(OS_shutdown_mode how)
 {
     if (OS_shutdown(td, how) != 0) {
-        trace("itcConnection::Shutdown() shutdown call failed");
+        traceFailure("itcConnection::Shutdown() shutdown call failed");
         setStatus(*this, Itc_Tp_Shutdown_Call_Failed, Error);
         return false;
     }

@@ -40,7 +40,7 @@ itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
     if (bindSocket(td, local.address) != 0) {
         const int error = OS_getLastError();
         itcConnection::Close();
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = " << error;
         });
         setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
@@ -68,7 +68,7 @@ int itcInetSockDgram::InitRead()
 {
     buflen = 0;
     if (td < 0) {
-        trace("itcInetSockDgram::InitRead() wrong socket descriptor");
+        traceFailure("itcInetSockDgram::InitRead() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return -1;
     }
@@ -86,11 +86,11 @@ int itcInetSockDgram::InitRead()
     if (buflen > 0)
         return buflen;
     if (buflen == 0) {
-        trace("itcInetSockDgram::InitRead() OS_recvfrom() returns zero byte");
+        traceFailure("itcInetSockDgram::InitRead() OS_recvfrom() returns zero byte");
         setStatus(*this, Itc_Tp_Would_Block, Error);
         return -1;
     }
-    trace([&](std::ostream& out) {
+    traceFailure([&](std::ostream& out) {
         out << "itcInetSockDgram::InitRead() OS_recvfrom() call failed. buflen = " << buflen;
     });
     setStatus(*this, Itc_Tp_Read_Call_Failed, Error);
@@ -101,7 +101,7 @@ int itcInetSockDgram::InitRead()
 int itcInetSockDgram::Read(void* buf, int len)
 {
     if (td < 0) {
-        trace("itcInetSockDgram::Read() wrong socket descriptor");
+        traceFailure("itcInetSockDgram::Read() wrong socket descriptor");
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return -1;
     }
@@ -133,7 +133,7 @@ int itcInetSockDgram::CreateEndpoint(itcInetAddress& local)
         if (bindSocket(td, local.address) != 0) {
             const int error = OS_getLastError();
             Close();
-            trace([&](std::ostream& out) {
+            traceFailure([&](std::ostream& out) {
                 out << "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = " << error;
             });
             setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
@@ -155,7 +155,7 @@ int itcInetSockDgram::OpenConnection(itcInetAddress& remote, ICBKivReady* cb, vo
         const bool failed = connectSocket(td, remote.address) < 0;
         const int error = OS_getLastError();
         if (failed && error != EAGAIN && error != EINPROGRESS) {
-            trace([&](std::ostream& out) {
+            traceFailure([&](std::ostream& out) {
                 out << "itcInetSockDgram::OpenConnection() OS_connect() call failed. errno = " << error;
             });
             Close();

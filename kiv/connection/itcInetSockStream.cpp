@@ -51,7 +51,7 @@ itcInetSockStream::itcInetSockStream(itcInetAddress& local)
                      "itcInetSockStream::itcInetSockStream() OS_socket() call failed. td = "}))
         return;
     if (reuseAddress(td) != 0) {
-        trace("itcInetSockStream::itcInetSockStream() OS_setsockopt() call failed");
+        traceFailure("itcInetSockStream::itcInetSockStream() OS_setsockopt() call failed");
         setStatus(*this, Itc_Tp_Socket_Call_Failed, Error);
         return;
     }
@@ -59,7 +59,7 @@ itcInetSockStream::itcInetSockStream(itcInetAddress& local)
     if (bindSocket(td, local.address) != 0) {
         const int error = OS_getLastError();
         itcConnection::Close();
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcInetSockStream::itcInetSockStream() OS_bind() call failed. errorNumber = " << error;
         });
         setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
@@ -94,7 +94,7 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
                          "itcInetSockStream::CreateEndpoint() OS_socket() call failed. td = "}))
             return 0;
         if (reuseAddress(td) != 0) {
-            trace("itcInetSockStream::CreateEndpoint() OS_setsockopt() call failed");
+            traceFailure("itcInetSockStream::CreateEndpoint() OS_setsockopt() call failed");
             setStatus(*this, Itc_Tp_Socket_Call_Failed, Error);
             return 0;
         }
@@ -104,7 +104,7 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
         if (bindSocket(td, local.address) != 0) {
             const int error = OS_getLastError();
             Close();
-            trace([&](std::ostream& out) {
+            traceFailure([&](std::ostream& out) {
                 out << "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = " << error;
             });
             setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
@@ -114,7 +114,7 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
     if (OS_listen(td, listenBacklog) != 0) {
         const int error = OS_getLastError();
         Close();
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = " << error;
         });
         setStatus(*this, Itc_Tp_Listen_Call_Failed, Error, error);
@@ -169,7 +169,7 @@ int itcInetSockStream::openNonBlocking(itcInetAddress& remote)
     if (error == EAGAIN || error == EINPROGRESS)
         return 1;
     Close();
-    trace([&](std::ostream& out) {
+    traceFailure([&](std::ostream& out) {
         out << "itcInetSockStream::OpenConn() [ItcNonBlocking] OS_connect() call failed. cres = " << c
             << " errorNumber = " << error;
     });
@@ -201,7 +201,7 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
         if (error == EINTR) {
             if (getIntrFlag() == 0)
                 continue; // another signal: the full time once more
-            trace([&](std::ostream& out) {
+            traceFailure([&](std::ostream& out) {
                 out << "itcInetSockStream::OpenConn() OS_connect() call failed. cres = " << c
                     << " errno = EINTR intrFlag = " << getIntrFlag();
             });
@@ -215,7 +215,7 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
             return -1;
         }
         Close();
-        trace([&](std::ostream& out) {
+        traceFailure([&](std::ostream& out) {
             out << "itcInetSockStream::OpenConn() OS_connect() call failed. cres = " << c << " errno = " << error;
         });
         setStatus(*this, Itc_Tp_Connect_Call_Failed, Error, error);

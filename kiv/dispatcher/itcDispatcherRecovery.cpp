@@ -31,7 +31,7 @@ int itcDispatcher::handleError()
 
     char buffer[1023];
     const char* const text = OS_getStrError(error, buffer, sizeof buffer);
-    trace([&](std::ostream& out) { out << "itcDispatcher::handleError() " << text; });
+    traceFailure([&](std::ostream& out) { out << "itcDispatcher::handleError() " << text; });
     if (error != EBADF && error != ENOTSOCK)
         return 1;
 

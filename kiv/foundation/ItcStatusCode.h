@@ -10,7 +10,7 @@ enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3
 
 /// Every code, once: the enumeration and the table of names behind itcStatus::STATUS_text() both come from this list.
 ///
-/// The number of a code is its place here. Peers and log readers know these numbers, so none may be moved, removed or
+/// The number of a code is its place here. The numbers are part of the interface, so none may be moved, removed or
 /// reused, although no operation of this library sets the monitor, detour and environment-variable codes.
 #define KIV_STATUS_CODES(X)                                                                                            \
     X(Itc_Ok)                                                                                                          \

@@ -20,7 +20,7 @@ namespace KivDebug {
 
 /// Prints one trace text. `text` is valid only during the call and ends without a newline unless it holds one.
 using PrintHook = void (*)(short flag, const char* text);
-/// Says whether traces under `flag` are wanted. Asked before any text is composed, at every trace anew.
+/// Says whether traces under `flag` are wanted. Asked anew before texts are composed.
 using CheckHook = bool (*)(short flag);
 /// Registers a debug flag and returns its id.
 using RegisterHook = short (*)(const char* component, const char* group, const char* name, const char* description);

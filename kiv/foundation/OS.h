@@ -1,8 +1,9 @@
 /// \file
-/// The portability layer: every system call of the library, under a name of ours.
+/// The portability layer: the system calls of the library, under names of ours.
 ///
-/// Whoever ports the library writes these functions anew and nothing else. Whoever tests it defines one of them in the
-/// test program: the library calls each through its dynamic symbol, so the program's definition replaces ours.
+/// Whoever ports the library writes these functions anew; only the handling of socket files (unlink, chmod, temporary
+/// names) lies with the local sockets. Whoever tests it defines one of them in the test program: the library calls each
+/// through its dynamic symbol, so the program's definition replaces ours.
 ///
 /// Where only a wrapped call is named, the function forwards its arguments unchanged and reports as that call does
 /// (-1 and `errno`, a null pointer, or an error code). None touches an itcStatus.
@@ -138,14 +139,14 @@ KIV_EXPORT int OS_getLastError(); ///< The calling thread's `errno`.
 /// "[<errorNumber>] <system text>", cut to `size` - 1 characters.
 /// \return `buffer`, or a static empty string when not even the number fits.
 KIV_EXPORT const char* OS_getStrError(int errorNumber, char* buffer, size_t size);
-/// Always null, whatever it is given. Nothing calls it; old hosts still link to the name. Use OS_getStrError().
+/// Always null, whatever it is given. Only the name is kept, nothing calls it: use OS_getStrError().
 KIV_EXPORT char* OS_strerror(...);
 /// \}
 
 /// \name Resolver
 /// Each call behaves exactly as the one it wraps and is traced before and after under `DBG_KIV`, the two texts paired
-/// by the call's number. The ports in those texts are the raw field in network order: port 80 reads 20480, as log
-/// readers have always known it. Where an argument or result has no text to show (null, unterminated, too short for
+/// by the call's number. The ports in those texts are the raw field in network order, as they have always been: port 80
+/// reads 20480. Where an argument or result has no text to show (null, unterminated, too short for
 /// its family) the trace shows none. `errno` is not kept across the second trace.
 /// \{
 KIV_EXPORT int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result);

@@ -4,24 +4,10 @@
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/Trace.h>
 
+#include <atomic>
 #include <cstring>
 
 namespace {
-
-// Numbers the calls of one kind, counting only those that were traced from the start.
-class CallCounter {
-public:
-    int next() { return __atomic_fetch_add(&resolverTraceCounter, 1, __ATOMIC_SEQ_CST); }
-
-private:
-    int resolverTraceCounter = 0;
-};
-
-CallCounter getaddrinfoCalls;
-CallCounter freeaddrinfoCalls;
-CallCounter getnameinfoCalls;
-CallCounter gethostbynameCalls;
-CallCounter gethostbyaddrCalls;
 
 // The numeric address and raw port of a trace, empty and 0 until something is captured.
 struct Endpoint {
@@ -84,13 +70,13 @@ struct Quoted {
 
 int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result)
 {
-    const short flag = KivDebug::DBG_KIV;
+    static std::atomic<int> resolverTraceCounter;
     const bool hasText = host != nullptr || service != nullptr; // a lookup of neither leaves no trace
     int number = 0;
-    if (traceWanted(flag))
-        number = getaddrinfoCalls.next();
+    if (traceWanted(KivDebug::DBG_KIV))
+        number = resolverTraceCounter++;
     if (hasText) {
-        trace(flag, [&](std::ostream& out) {
+        trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
             out << "before calling getaddrinfo #" << number << " with hostname:" << Quoted{host}
                 << " servicename:" << Quoted{service};
         });
@@ -98,13 +84,14 @@ int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
 
     const int returnCode = ::getaddrinfo(host, service, hints, result);
 
-    if (hasText && traceWanted(flag)) {
+    if (hasText && traceWanted(KivDebug::DBG_KIV)) {
         Endpoint first;
         if (returnCode == 0 && result != nullptr && *result != nullptr && (*result)->ai_addr != nullptr)
             first.capture((*result)->ai_addr, (*result)->ai_addrlen);
         else
-            printTrace(flag, [&](std::ostream& out) { out << "getaddrinfo() returns error code: " << returnCode; });
-        printTrace(flag, [&](std::ostream& out) {
+            printTrace(KivDebug::DBG_KIV,
+                       [&](std::ostream& out) { out << "getaddrinfo() returns error code: " << returnCode; });
+        printTrace(KivDebug::DBG_KIV, [&](std::ostream& out) {
             out << "after calling getaddrinfo #" << number << " with hostname:" << Quoted{host}
                 << " servicename:" << Quoted{service} << " ip:\"" << first.ip << "\" port:" << first.port;
         });
@@ -114,22 +101,22 @@ int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
 
 void OS_freeaddrinfo(addrinfo* list)
 {
-    const short flag = KivDebug::DBG_KIV;
+    static std::atomic<int> resolverTraceCounter;
     int number = 0;
     Endpoint first;
-    if (traceWanted(flag)) {
-        number = freeaddrinfoCalls.next();
+    if (traceWanted(KivDebug::DBG_KIV)) {
+        number = resolverTraceCounter++;
         if (list != nullptr)
             first.capture(list->ai_addr, list->ai_addrlen);
     }
-    trace(flag, [&](std::ostream& out) {
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "before calling freeaddrinfo #" << number << " with ip:\"" << first.ip << "\" port:" << first.port;
     });
 
     if (list != nullptr)
         ::freeaddrinfo(list);
 
-    trace(flag, [&](std::ostream& out) {
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "after calling freeaddrinfo #" << number << " with ip:\"" << first.ip << "\" port:" << first.port;
     });
 }
@@ -137,22 +124,22 @@ void OS_freeaddrinfo(addrinfo* list)
 int OS_getnameinfo(const sockaddr* address, socklen_t addressLength, char* host, socklen_t hostLength, char* service,
                    socklen_t serviceLength, int flags)
 {
-    const short flag = KivDebug::DBG_KIV;
+    static std::atomic<int> resolverTraceCounter;
     int number = 0;
     Endpoint asked;
-    if (traceWanted(flag)) {
-        number = getnameinfoCalls.next();
+    if (traceWanted(KivDebug::DBG_KIV)) {
+        number = resolverTraceCounter++;
         asked.capture(address, addressLength);
     }
-    // The quote behind the port has no partner. Scripts that read these lines know it so.
-    trace(flag, [&](std::ostream& out) {
+    // The quote behind the port has no partner, and never had one.
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "before calling getnameinfo #" << number << " with ip:\"" << asked.ip << "\" port:" << asked.port
             << "\" host:\"" << bufferText(host, hostLength) << '"';
     });
 
     const int returnCode = ::getnameinfo(address, addressLength, host, hostLength, service, serviceLength, flags);
 
-    trace(flag, [&](std::ostream& out) {
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "after calling getnameinfo #" << number << " with return code:" << returnCode << " ip:\"" << asked.ip
             << "\" port:" << asked.port << " host:\"" << bufferText(host, hostLength) << '"';
     });
@@ -161,21 +148,21 @@ int OS_getnameinfo(const sockaddr* address, socklen_t addressLength, char* host,
 
 hostent* OS_gethostbyname(const char* name)
 {
-    const short flag = KivDebug::DBG_KIV;
+    static std::atomic<int> resolverTraceCounter;
     int number = 0;
-    if (traceWanted(flag))
-        number = gethostbynameCalls.next();
-    trace(flag, [&](std::ostream& out) {
+    if (traceWanted(KivDebug::DBG_KIV))
+        number = resolverTraceCounter++;
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "before calling gethostbyname #" << number << " with hostname:\"" << textOrEmpty(name) << '"';
     });
 
     hostent* const entry = ::gethostbyname(name);
 
-    if (traceWanted(flag)) {
+    if (traceWanted(KivDebug::DBG_KIV)) {
         Endpoint first;
         if (entry != nullptr && entry->h_addr_list != nullptr && entry->h_length > 0)
             first.captureBytes(entry->h_addrtype, entry->h_addr_list[0], static_cast<size_t>(entry->h_length));
-        printTrace(flag, [&](std::ostream& out) {
+        printTrace(KivDebug::DBG_KIV, [&](std::ostream& out) {
             out << "after calling gethostbyname #" << number << " with hostname:\"" << textOrEmpty(name) << "\" ip:\""
                 << first.ip << '"';
         });
@@ -185,20 +172,20 @@ hostent* OS_gethostbyname(const char* name)
 
 hostent* OS_gethostbyaddr(const void* address, socklen_t length, int type)
 {
-    const short flag = KivDebug::DBG_KIV;
+    static std::atomic<int> resolverTraceCounter;
     int number = 0;
     Endpoint asked;
-    if (traceWanted(flag)) {
-        number = gethostbyaddrCalls.next();
+    if (traceWanted(KivDebug::DBG_KIV)) {
+        number = resolverTraceCounter++;
         asked.captureBytes(type, address, length);
     }
-    trace(flag, [&](std::ostream& out) {
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "before calling gethostbyaddr #" << number << " with ip:\"" << asked.ip << '"';
     });
 
     hostent* const entry = ::gethostbyaddr(address, length, type);
 
-    trace(flag, [&](std::ostream& out) {
+    trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "after calling gethostbyaddr #" << number << " with ip:\"" << asked.ip << "\" host name:\""
             << (entry != nullptr ? textOrEmpty(entry->h_name) : "") << '"';
     });

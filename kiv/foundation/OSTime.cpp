@@ -2,11 +2,10 @@
 #include <kiv/foundation/OS.h>
 
 #include <csignal>
-#include <sys/timex.h>
 
 namespace {
 
-// Asks that an interrupted call fail instead of going on. Spelled out because <csignal> no longer promises the name.
+// SA_INTERRUPT: an interrupted call fails instead of going on. Linux takes it as the absence of SA_RESTART.
 constexpr int interruptSystemCalls = 0x20000000;
 
 constexpr int64_t microsPerSecond = 1000000;
@@ -32,12 +31,12 @@ int OS_adjtime(const timeval* delta, timeval* oldDelta)
 
 int OS_getitimer(int which, itimerval* value)
 {
-    return ::getitimer(static_cast<__itimer_which_t>(which), value);
+    return ::getitimer(which, value);
 }
 
 int OS_setitimer(int which, const itimerval* value, itimerval* oldValue)
 {
-    return ::setitimer(static_cast<__itimer_which_t>(which), value, oldValue);
+    return ::setitimer(which, value, oldValue);
 }
 
 clock_t OS_times(tms* buffer)

@@ -37,6 +37,8 @@ try {
         text << "code = " << code;
     if (errorNumber != 0)
         text << ", " << STATUS_errorno_text();
+    if (!text) // the stream keeps an allocation failure to itself
+        return {};
     return text.str();
 } catch (const std::bad_alloc&) {
     return {};

@@ -28,7 +28,8 @@ public:
 
     Piece read(char* to, unsigned int size)
     {
-        const int n = connection.Read(to, static_cast<int>(std::min<unsigned int>(size, maxPiece)));
+        constexpr unsigned int maxPiece = std::numeric_limits<int>::max();
+        const int n = connection.Read(to, static_cast<int>(std::min(size, maxPiece)));
         if (n > 0)
             return {Piece::arrived, std::min(static_cast<unsigned int>(n), size)};
         if (n == 0)
@@ -39,8 +40,6 @@ public:
     }
 
 private:
-    static constexpr unsigned int maxPiece = std::numeric_limits<int>::max();
-
     itcConnection& connection;
 };
 

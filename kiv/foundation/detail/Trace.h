@@ -26,6 +26,8 @@ template <class Compose> void printTrace(short flag, Compose&& compose)
         std::ostringstream out;
         out.imbue(std::locale::classic());
         compose(out);
+        if (!out) // the stream keeps an allocation failure to itself
+            return;
         text = out.str();
     } catch (const std::bad_alloc&) {
         return;
@@ -53,7 +55,7 @@ private:
 };
 
 /// A failure trace that is a fixed text.
-inline void trace(const char* text)
+inline void traceFailure(const char* text)
 {
     const ErrnoKept errnoKept;
     if (traceWanted(KivDebug::DBG_KIV))
@@ -61,7 +63,7 @@ inline void trace(const char* text)
 }
 
 /// A failure trace with values in it.
-template <class Compose> void trace(Compose&& compose)
+template <class Compose> void traceFailure(Compose&& compose)
 {
     const ErrnoKept errnoKept;
     trace(KivDebug::DBG_KIV, compose);
