@@ -49,6 +49,7 @@ private:
     alignas(fd_set) uint32_t words[size / wordBits] = {};
 };
 
+// NOLINTNEXTLINE(misc-redundant-expression): the two alignments are written alike, they are not the same
 static_assert(sizeof(FdMask) == sizeof(fd_set) && alignof(FdMask) == alignof(fd_set),
               "select() is given an FdMask as its fd_set");
 #if __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__

@@ -27,8 +27,9 @@ class itcConnection;
 /// \par Ownership  Owns its storage, unless init() gave it the caller's.
 /// \par Threads    One thread at a time per object.
 /// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). Takes never clear the
-///                 status, so it can be tested once, after the last. An object that holds no packet is at the end of
-///                 its data. Nothing throws, and no packet makes it read outside its buffers.
+///                 status, so after the framed read it need be tested only once more, after the last take. An object
+///                 that holds no packet is at the end of its data. Nothing throws, and no packet makes it read outside
+///                 its buffers.
 class KIV_EXPORT itcNDRReceive : public itcNDR {
 public:
     itcNDRReceive(); ///< No storage: the framed read makes some.

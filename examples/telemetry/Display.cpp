@@ -1,0 +1,119 @@
+#include "Display.h"
+
+#include <fmt/core.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace {
+
+double kilo(double value)
+{
+    return value / 1000;
+}
+
+void printFigure(const char* name, const RunningStatistics& figure)
+{
+    fmt::print("    {:<10} {:>8.2f} {:>8.2f} {:>8.2f}\n", name, figure.min(), figure.mean(), figure.max());
+}
+
+} // namespace
+
+Display::Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds refresh)
+    : dispatcher(dispatcher), table(table), refresh(refresh), startTime(std::chrono::steady_clock::now()),
+      isTerminal(isatty(STDOUT_FILENO) == 1)
+{}
+
+Display::~Display()
+{
+    dispatcher.stopTimer(this);
+}
+
+void Display::start()
+{
+    startTimer();
+}
+
+void Display::startTimer()
+{
+    const auto micros = std::chrono::microseconds(refresh).count();
+    dispatcher.startTimer(static_cast<long>(micros / 1000000), static_cast<long>(micros % 1000000), this);
+}
+
+void Display::timerExpired(long /*sec*/, long /*usec*/)
+{
+    refreshNow();
+    startTimer();
+}
+
+void Display::refreshNow()
+{
+    if (isTerminal) {
+        eraseTable();
+        drawTable();
+    } else if (!table.agents().empty()) {
+        printLine();
+    }
+    std::fflush(stdout);
+}
+
+void Display::note(const std::string& text)
+{
+    eraseTable();
+    fmt::print("{}\n", text);
+    if (isTerminal)
+        drawTable();
+    std::fflush(stdout);
+}
+
+// The cursor stands below the table: up by its lines, then clear from there to the end of the screen.
+void Display::eraseTable()
+{
+    if (linesDrawn > 0)
+        fmt::print("\x1b[{}A\x1b[J", linesDrawn);
+    linesDrawn = 0;
+}
+
+void Display::drawTable()
+{
+    // Without wrapping: in a narrow window a line is cut, so that a row stays one line and erasing can count.
+    fmt::print("\x1b[?7l\x1b[1m{:<16} {:<16} {:>8} {:>5} {:>6} {:>6} {:>6} {:>9} {:>9}\x1b[0m\n", "agent", "from",
+               "samples", "lost", "cpu %", "mem %", "load", "in kB/s", "out kB/s");
+    for (const Agent& agent : table.agents()) {
+        fmt::print("{}{:<16} {:<16} {:>8} {:>5} {:>6.1f} {:>6.1f} {:>6.2f} {:>9.1f} {:>9.1f}{}\x1b[0m\n",
+                   agent.connected ? "" : "\x1b[2m", agent.latest.agent, agent.from, agent.samples, agent.lost,
+                   agent.latest.cpuPercent, agent.latest.memoryPercent, agent.latest.load, kilo(agent.receiveRate),
+                   kilo(agent.sendRate), agent.connected ? "" : "  left");
+    }
+    fmt::print("\x1b[?7h");
+    linesDrawn = table.agents().size() + 1;
+}
+
+void Display::printLine() const
+{
+    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - startTime;
+    fmt::print("{:7.1f} s  {} samples, {} lost; cpu %:", elapsed.count(), table.samples(), table.lost());
+    for (const Agent& agent : table.agents())
+        if (agent.connected)
+            fmt::print("  {} {:.1f}", agent.latest.agent, agent.latest.cpuPercent);
+    fmt::print("\n");
+}
+
+void Display::finish(int refusedConnections)
+{
+    dispatcher.stopTimer(this);
+    if (isTerminal)
+        refreshNow();
+    fmt::print("\n{:<14} {:>8} {:>8} {:>8}\n", "agent", "min", "mean", "max");
+    for (const Agent& agent : table.agents()) {
+        fmt::print("{} from {}: {} samples received, {} lost\n", agent.latest.agent, agent.from, agent.samples,
+                   agent.lost);
+        printFigure("cpu %", agent.cpuPercent);
+        printFigure("memory %", agent.memoryPercent);
+        printFigure("load", agent.load);
+    }
+    fmt::print("collector: {} agents, {} samples received, {} lost, {} connections refused\n", table.agents().size(),
+               table.samples(), table.lost(), refusedConnections);
+    std::fflush(stdout);
+}

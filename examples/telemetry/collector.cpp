@@ -1,0 +1,117 @@
+// Receives samples from any number of agents, and shows and sums up what they measure.   collector --help
+#include "AgentTable.h"
+#include "Display.h"
+#include "SampleServer.h"
+#include "Stop.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/core.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <memory>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double longestWait = 0.2; // seconds until a stop is noticed that no signal has announced to the wait
+constexpr auto patience = std::chrono::seconds(2);
+
+struct Options {
+    int port = 5000;
+    std::string portFile;
+    double durationSeconds = 0;
+    std::size_t agentsExpected = 0;
+    int refreshMillis = 1000;
+};
+
+void addOptions(CLI::App& app, Options& options)
+{
+    app.add_option("--port", options.port, "Port to listen on; 0: any that is free")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535));
+    app.add_option("--port-file", options.portFile, "File to write the port to, once agents can connect");
+    app.add_option("--duration", options.durationSeconds, "Seconds to run at most; 0: until interrupted")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 1e9));
+    app.add_option("--agents-expected", options.agentsExpected,
+                   "End when so many agents have come and all have left; fewer are a failure")
+        ->capture_default_str();
+    app.add_option("--refresh-ms", options.refreshMillis, "Time between two refreshes of the display")
+        ->capture_default_str()
+        ->check(CLI::Range(50, 3600000));
+}
+
+// Under another name first: whoever waits for the file never finds half of it.
+bool writePortFile(const std::string& path, int port)
+{
+    const std::string draft = path + ".new";
+    std::ofstream file(draft);
+    file << port << '\n';
+    file.close();
+    if (!file || std::rename(draft.c_str(), path.c_str()) != 0) {
+        fmt::print(stderr, "can not write {}\n", path);
+        return false;
+    }
+    return true;
+}
+
+void serve(itcDispatcher& dispatcher, const SampleServer& server, const AgentTable& table, const Options& options)
+{
+    const auto allCameAndLeft = [&] {
+        return options.agentsExpected > 0 && table.agents().size() >= options.agentsExpected && !server.hasSessions();
+    };
+    const double limit = options.durationSeconds > 0 ? options.durationSeconds : 1e9;
+    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limit));
+    while (!stopRequested() && Clock::now() < end && !allCameAndLeft())
+        dispatcher.dispatch(longestWait);
+}
+
+// Agents that are told in time lose nothing: they stop sending, get their last acknowledgements and leave.
+void letAgentsLeave(itcDispatcher& dispatcher, SampleServer& server)
+{
+    server.sayGoodbye();
+    const auto end = Clock::now() + patience;
+    while (server.hasSessions() && Clock::now() < end)
+        dispatcher.dispatch(longestWait);
+}
+
+int run(const Options& options)
+{
+    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance()); // ours to delete, after its users
+    AgentTable table;
+    Display display(*dispatcher, table, std::chrono::milliseconds(options.refreshMillis));
+    SampleServer server(*dispatcher, table, display);
+
+    const int port = server.listen(options.port);
+    if (port == 0 || (!options.portFile.empty() && !writePortFile(options.portFile, port)))
+        return 1;
+    display.note(fmt::format("waiting for agents on port {}; Ctrl-C ends", port));
+    display.start();
+
+    serve(*dispatcher, server, table, options);
+    letAgentsLeave(*dispatcher, server);
+    display.finish(server.refusedConnections());
+    return table.lost() == 0 && table.agents().size() >= options.agentsExpected ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+try {
+    // First thing in every host: writing to a peer that has gone then fails, instead of ending the process.
+    std::signal(SIGPIPE, SIG_IGN);
+    stopOnSignals();
+
+    CLI::App app("Receives samples from agents, and shows and sums up what they measure.");
+    Options options;
+    addOptions(app, options);
+    CLI11_PARSE(app, argc, argv);
+    return run(options);
+} catch (const std::exception& failure) { // the library throws nothing, but printing may
+    std::fprintf(stderr, "collector: %s\n", failure.what());
+    return 1;
+}
