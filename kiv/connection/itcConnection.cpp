@@ -144,8 +144,8 @@ int itcConnection::readAll(void* buf, int len)
 {
     char* p = static_cast<char*>(buf);
     int left = len;
-    while (left > 0 || len < 0) {
-        const ssize_t n = KIV_LIKELY(len >= 0) ? OS_recv(td, p, static_cast<size_t>(left)) : refuseLength();
+    while (left > 0) {
+        const ssize_t n = OS_recv(td, p, static_cast<size_t>(left));
         if (n == 0 && p == buf) {
             setStatus(*this, Itc_Tp_Unexpected_Disconnection, Warning);
             return 0;

@@ -84,7 +84,7 @@ public:
     ///         with (`Itc_Tp_Unexpected_Disconnection`, Warning), and only before the first byte. -1 with
     ///         (`Itc_Tp_Would_Block`, Warning), unlike Write(), which gives 0 then; or with
     ///         `Itc_Tp_Descriptor_Not_Yet_Set` or `Itc_Tp_Read_Call_Failed`, Error. A negative `len` fails as a call
-    ///         with EINVAL does.
+    ///         with EINVAL does; with ItcStrictBlocking it counts as done at once and is returned, nothing being read.
     /// \warning With ItcStrictBlocking a peer that closes after the first byte leaves this call receiving 0 for ever.
     ///          Towards peers that are not trusted use a non-blocking mode and the resumable buffers.
     virtual int Read(void* buf, int len);

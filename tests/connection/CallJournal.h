@@ -1,0 +1,108 @@
+/// \file
+/// The library's system calls in their order, across all functions.
+#pragma once
+
+#include "OsFaults.h"
+
+#include <kiv/connection/itcInetSockStream.h>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// While it exists, every call is written down in the form "socket(2, 1, 0)" and goes to the system. Of bind and
+/// connect the length of the address is shown, of setsockopt level, option and the value's ints. One call may be made
+/// to fail.
+class CallJournal {
+public:
+    /// \param failing the number of the call that fails, the first being 1; 0 for none.
+    explicit CallJournal(int failing = 0, int error = 0) : failing(failing), error(error) { install(); }
+    ~CallJournal()
+    {
+        OsFaults::socket().instead = nullptr;
+        OsFaults::setsockopt().instead = nullptr;
+        OsFaults::bind().instead = nullptr;
+        OsFaults::listen().instead = nullptr;
+        OsFaults::connect().instead = nullptr;
+        OsFaults::closesocket().instead = nullptr;
+        OsFaults::setNonBlocking().instead = nullptr;
+        OsFaults::signal().instead = nullptr;
+        OsFaults::setitimer().instead = nullptr;
+    }
+    CallJournal(const CallJournal&) = delete;
+    CallJournal& operator=(const CallJournal&) = delete;
+
+    const std::vector<std::string>& calls() const { return lines; }
+
+    /// What a connect does; at first the system's.
+    std::function<int(int fd, const sockaddr* address, socklen_t length)> connect = ::connect;
+
+private:
+    void install()
+    {
+        OsFaults::socket().instead = [this](int family, int type, int protocol) {
+            return passes("socket", {family, type, protocol}) ? ::socket(family, type, protocol) : -1;
+        };
+        OsFaults::setsockopt().instead = [this](int fd, int level, int option, const void* value, socklen_t length) {
+            std::vector<int> numbers(2 + length / sizeof(int));
+            numbers[0] = level;
+            numbers[1] = option;
+            std::memcpy(&numbers[2], value, length);
+            return passes("setsockopt", numbers) ? ::setsockopt(fd, level, option, value, length) : -1;
+        };
+        OsFaults::bind().instead = [this](int fd, const sockaddr* address, socklen_t length) {
+            return passes("bind", {static_cast<int>(length)}) ? ::bind(fd, address, length) : -1;
+        };
+        OsFaults::listen().instead = [this](int fd, int backlog) {
+            return passes("listen", {backlog}) ? ::listen(fd, backlog) : -1;
+        };
+        OsFaults::connect().instead = [this](int fd, const sockaddr* address, socklen_t length) {
+            return passes("connect", {static_cast<int>(length)}) ? connect(fd, address, length) : -1;
+        };
+        OsFaults::closesocket().instead = [this](int fd) { return passes("close", {}) ? ::close(fd) : -1; };
+        OsFaults::setNonBlocking().instead = [this](int fd) {
+            return passes("setNonBlocking", {}) && ::fcntl(fd, F_SETFL, O_NONBLOCK) == 0 ? 1 : 0;
+        };
+        OsFaults::signal().instead = [this](int signal, OS_signalHandler handler) -> OS_signalHandler {
+            const bool ours = handler == itcInetSockStream::alrmSigHdl;
+            if (!passes(ours ? "signal alrmSigHdl" : "signal", {signal}))
+                return SIG_ERR;
+            struct sigaction action = {};
+            struct sigaction previous = {};
+            action.sa_handler = handler;
+            ::sigaction(signal, &action, &previous);
+            return previous.sa_handler;
+        };
+        OsFaults::setitimer().instead = [this](int which, const itimerval* value, itimerval* previous) {
+            const std::vector<int> numbers = {
+                which, static_cast<int>(value->it_interval.tv_sec), static_cast<int>(value->it_interval.tv_usec),
+                static_cast<int>(value->it_value.tv_sec), static_cast<int>(value->it_value.tv_usec)};
+            return passes(previous != nullptr ? "setitimer" : "setitimer back", numbers)
+                       ? ::setitimer(static_cast<__itimer_which_t>(which), value, previous)
+                       : -1;
+        };
+    }
+
+    bool passes(const std::string& name, const std::vector<int>& numbers)
+    {
+        std::string line = name + "(";
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            line += (i > 0 ? ", " : "") + std::to_string(numbers[i]);
+        lines.push_back(line + ")");
+        if (static_cast<int>(lines.size()) != failing)
+            return true;
+        errno = error;
+        return false;
+    }
+
+    const int failing;
+    const int error;
+    std::vector<std::string> lines;
+};

@@ -1,0 +1,289 @@
+#include "ConnectionLimit.h"
+#include "LoopbackTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class InetSockStreamEndpoint : public LoopbackTest {
+protected:
+    itcInetAddress address = local();
+};
+INSTANTIATE_TEST_SUITE_P(Loopback, InetSockStreamEndpoint, testing::ValuesIn(loopbacks), loopbackName);
+
+TEST_P(InetSockStreamEndpoint, ListensAndIsCounted)
+{
+    const int counted = itcConnection::getConnectionCount();
+    OpenedStream stream;
+    leaveMark(stream);
+    EXPECT_EQ(stream.CreateEndpoint(address), 1);
+    EXPECT_EQ(stream.connState, itcConnection::ItcStateListening);
+    EXPECT_EQ(stream.connType, itcConnection::ItcTypeEndpoint);
+    EXPECT_THAT(stream, HasClearStatus());
+    EXPECT_EQ(itcConnection::getConnectionCount(), counted + 1);
+    EXPECT_EQ(socketOption(stream.td, SOL_SOCKET, SO_ACCEPTCONN), 1);
+    EXPECT_EQ(socketOption(stream.td, SOL_SOCKET, SO_REUSEADDR), 1);
+}
+
+TEST_P(InetSockStreamEndpoint, TakesItsStepsInOrder)
+{
+    const CallJournal journal;
+    OpenedStream stream;
+    stream.CreateEndpoint(address);
+    EXPECT_EQ(journal.calls(), steps({socketCall(), reuseAddress(), v6OnlyOff(), bindCall(), "listen(5)"}));
+}
+
+TEST_P(InetSockStreamEndpoint, OnlyListensAgainWhenItListensAlready)
+{
+    OpenedStream stream;
+    ASSERT_EQ(stream.CreateEndpoint(address), 1);
+    const int port = portOf(::addressOf(stream.td));
+    const CallJournal journal;
+    itcInetAddress other = local(1);
+    EXPECT_EQ(stream.CreateEndpoint(other), 1);
+    EXPECT_THAT(journal.calls(), ElementsAre("listen(5)"));
+    EXPECT_EQ(portOf(::addressOf(stream.td)), port);
+}
+
+TEST_P(InetSockStreamEndpoint, OnlyListensWhereTheConstructorHasBound)
+{
+    OpenedStream stream(address);
+    const int port = portOf(::addressOf(stream.td));
+    const CallJournal journal;
+    itcInetAddress other = local(1);
+    EXPECT_EQ(stream.CreateEndpoint(other), 1);
+    EXPECT_THAT(journal.calls(), ElementsAre("listen(5)"));
+    EXPECT_EQ(portOf(::addressOf(stream.td)), port);
+    EXPECT_EQ(stream.connState, itcConnection::ItcStateListening);
+    EXPECT_EQ(stream.connType, itcConnection::ItcTypeEndpoint);
+}
+
+TEST_P(InetSockStreamEndpoint, RefusesOnlyAConnectedStream)
+{
+    OpenedStream stream;
+    stream.connState = itcConnection::ItcStateConnected;
+    errno = EXDEV;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Socket_Still_Connected, Warning, EXDEV));
+    EXPECT_EQ(OsFaults::socket().calls(), 0);
+
+    for (const int state : {0, 2, 5, 6}) {
+        OpenedStream other;
+        other.connState = state;
+        EXPECT_EQ(other.CreateEndpoint(address), 1) << "state " << state;
+    }
+}
+
+TEST_P(InetSockStreamEndpoint, DoesNotTraceThatItIsConnected)
+{
+    const HookRecorder hooks;
+    OpenedStream stream;
+    stream.connState = itcConnection::ItcStateConnected;
+    stream.CreateEndpoint(address);
+    EXPECT_TRUE(hooks.texts().empty());
+}
+
+TEST_P(InetSockStreamEndpoint, BindsADescriptorThatIsNotBoundYetWithoutMakingIt)
+{
+    OpenedStream stream;
+    OsFaults::setsockopt().failNext(1, ENOPROTOOPT);
+    ASSERT_EQ(stream.CreateEndpoint(address), 0); // keeps its socket
+    const CallJournal journal;
+    EXPECT_EQ(stream.CreateEndpoint(address), 1);
+    EXPECT_EQ(journal.calls(), steps({v6OnlyOff(), bindCall(), "listen(5)"}));
+}
+
+TEST_P(InetSockStreamEndpoint, StopsAtTheConnectionLimit)
+{
+    const HookRecorder hooks;
+    const ConnectionLimit limit(0);
+    const int counted = itcConnection::getConnectionCount();
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_EQ(stream.td, -1);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Max_Connections_Reached, Error));
+    EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockStream::CreateEndpoint() max connections reached"));
+    EXPECT_EQ(OsFaults::socket().calls(), 0);
+    EXPECT_EQ(itcConnection::getConnectionCount(), counted);
+}
+
+TEST_P(InetSockStreamEndpoint, MayBeTheLastConnectionBelowTheLimit)
+{
+    const ConnectionLimit limit(1);
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 1);
+    EXPECT_TRUE(itcConnection::hasMaxConnCount());
+    EXPECT_EQ(stream.CreateEndpoint(address), 1) << "no further socket, so no further question";
+}
+
+TEST_P(InetSockStreamEndpoint, StopsWithoutASocket)
+{
+    const HookRecorder hooks;
+    OsFaults::socket().failNext(1, EMFILE);
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Socket_Call_Failed, Error, EMFILE));
+    EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockStream::CreateEndpoint() OS_socket() call failed. td = -1"));
+}
+
+TEST_P(InetSockStreamEndpoint, KeepsTheSocketThatCannotReuseAddresses)
+{
+    const HookRecorder hooks;
+    const int counted = itcConnection::getConnectionCount();
+    OsFaults::setsockopt().failNext(1, ENOPROTOOPT);
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_TRUE(isOpen(stream.td));
+    EXPECT_EQ(itcConnection::getConnectionCount(), counted + 1);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Socket_Call_Failed, Error, ENOPROTOOPT));
+    EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockStream::CreateEndpoint() OS_setsockopt() call failed"));
+}
+
+TEST_P(InetSockStreamEndpoint, ClosesTheSocketOfAnAddressInUse)
+{
+    const BareSocket owner = listeningSocket(GetParam().host);
+    const HookRecorder hooks;
+    const int counted = itcConnection::getConnectionCount();
+    itcInetAddress taken = addressOf(owner);
+    StreamWithOwnSteps stream;
+    EXPECT_EQ(stream.CreateEndpoint(taken), 0);
+    expectGivenUp(stream, counted);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EADDRINUSE));
+    EXPECT_THAT(hooks.texts(),
+                ElementsAre("itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = 98"));
+}
+
+TEST_P(InetSockStreamEndpoint, ClosesTheSocketThatCannotListen)
+{
+    const HookRecorder hooks;
+    const int counted = itcConnection::getConnectionCount();
+    OsFaults::listen().failNext(1, EOPNOTSUPP);
+    StreamWithOwnSteps stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    expectGivenUp(stream, counted);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Listen_Call_Failed, Error, EOPNOTSUPP));
+    EXPECT_THAT(hooks.texts(),
+                ElementsAre("itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = 95"));
+}
+
+TEST_P(InetSockStreamEndpoint, ClosesAListenerThatCannotListenAgain)
+{
+    OpenedStream stream;
+    stream.CreateEndpoint(address);
+    OsFaults::listen().failNext(1, EOPNOTSUPP);
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_EQ(stream.td, -1);
+    EXPECT_EQ(stream.connState, itcConnection::ItcStateClosed);
+}
+
+TEST_P(InetSockStreamEndpoint, TakesAnyResultOfListenButZeroForAFailure)
+{
+    OsFaults::listen().instead = [](int, int) { return 1; };
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Listen_Call_Failed, Error));
+}
+
+TEST_P(InetSockStreamEndpoint, ReportsTheFailedBindEvenWhereTheCloseFailsToo)
+{
+    const HookRecorder hooks;
+    OsFaults::bind().failNext(1, EADDRNOTAVAIL);
+    OsFaults::closesocket().failNext(1, EIO);
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 0);
+    EXPECT_TRUE(isOpen(stream.td)) << "a failed close keeps the descriptor";
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EADDRNOTAVAIL));
+    EXPECT_THAT(hooks.texts(),
+                ElementsAre("itcConnection::Close() close/closesocket call failed",
+                            "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = 99"));
+}
+
+TEST_P(InetSockStreamEndpoint, SurvivesTheFailureOfAnySingleCall)
+{
+    survivesAnySingleFailure([this](OpenedStream& stream) { return stream.CreateEndpoint(address); });
+}
+
+TEST_P(InetSockStreamEndpoint, ListensAtTheSamePortRightAfterItsPredecessor)
+{
+    // Connections of the old one linger in TIME_WAIT: the reason for SO_REUSEADDR.
+    int port = 0;
+    {
+        OpenedStream first;
+        ASSERT_EQ(first.CreateEndpoint(address), 1);
+        port = portOf(::addressOf(first.td));
+        const BareSocket client = connectedSocket(::addressOf(first.td));
+        itcConnection* accepted = nullptr;
+        ASSERT_EQ(first.AcceptConnection(&accepted, nullptr, nullptr), 1);
+        delete accepted; // the side that closes first is the one that lingers
+    }
+    OpenedStream second;
+    itcInetAddress same = local(port);
+    EXPECT_EQ(second.CreateEndpoint(same), 1);
+}
+
+TEST(InetSockStreamEndpointOnIPv6, ListensEvenWhereItCannotTakeIPv4Peers)
+{
+    itcInetAddress address(socketAddress("::1"));
+    OsFaults::setsockopt().failCall(2, ENOPROTOOPT);
+    OpenedStream stream;
+    EXPECT_EQ(stream.CreateEndpoint(address), 1);
+    EXPECT_EQ(OsFaults::setsockopt().calls(), 2);
+    EXPECT_THAT(stream, HasClearStatus());
+}
+
+TEST(InetSockStreamEndpointOnIPv6, TakesIPv4PeersToo)
+{
+    itcInetAddress any(socketAddress("::"));
+    OpenedStream stream;
+    ASSERT_EQ(stream.CreateEndpoint(any), 1);
+    EXPECT_EQ(socketOption(stream.td, IPPROTO_IPV6, IPV6_V6ONLY), 0);
+
+    const int port = portOf(::addressOf(stream.td));
+    const BareSocket client = connectedSocket(socketAddress("127.0.0.1", static_cast<uint16_t>(port)));
+    itcConnection* accepted = nullptr;
+    EXPECT_EQ(stream.AcceptConnection(&accepted, nullptr, nullptr), 1);
+    delete accepted;
+}
+
+struct FamilyLength {
+    sa_family_t family;
+    socklen_t length;
+};
+
+// The family alone decides how much of the storage the system is shown, also where no such socket makes sense.
+class InetSockStreamAddressLength : public testing::TestWithParam<FamilyLength> {
+protected:
+    InetSockStreamAddressLength()
+    {
+        storage.ss_family = GetParam().family;
+        OsFaults::socket().instead = [](int, int, int) { return ::socket(AF_INET, SOCK_STREAM, 0); };
+    }
+
+    sockaddr_storage storage = {};
+};
+
+INSTANTIATE_TEST_SUITE_P(Families, InetSockStreamAddressLength,
+                         testing::Values(FamilyLength{AF_INET, 16}, FamilyLength{AF_INET6, 28},
+                                         FamilyLength{AF_UNIX, 110}, FamilyLength{AF_UNSPEC, 16},
+                                         FamilyLength{AF_APPLETALK, 16}),
+                         [](const auto& info) { return "Family" + std::to_string(info.param.family); });
+
+TEST_P(InetSockStreamAddressLength, FollowsTheFamily)
+{
+    OsFaults::bind().instead = [](int, const sockaddr*, socklen_t) { return 0; };
+    OsFaults::connect().instead = [](int, const sockaddr*, socklen_t) { return 0; };
+    itcInetAddress address(storage);
+
+    const OpenedStream bound(address);
+    OpenedStream endpoint, client, slowClient(itcConnection::ItcNonBlocking);
+    endpoint.CreateEndpoint(address);
+    client.OpenConn(address);
+    slowClient.OpenConn(address);
+
+    const socklen_t length = GetParam().length;
+    EXPECT_THAT(OsFaults::bind().askedArgument<2>(), ElementsAre(length, length));
+    EXPECT_THAT(OsFaults::connect().askedArgument<2>(), ElementsAre(length, length));
+    EXPECT_THAT(OsFaults::socket().askedArgument<0>(), testing::Each(static_cast<int>(GetParam().family)));
+}
+
+} // namespace

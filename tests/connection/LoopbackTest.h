@@ -1,0 +1,82 @@
+/// \file
+/// The fixture of the tests of Internet sockets: each runs over IPv4 and over IPv6.
+#pragma once
+
+#include "BareSocket.h"
+#include "CallJournal.h"
+#include "HookRecorder.h"
+#include "OpenedStream.h"
+#include "SingleFailures.h"
+#include "StatusMatchers.h"
+
+#include <kiv/address/itcInetAddress.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+struct Loopback {
+    const char* name;
+    const char* host;
+    int family;
+    int addressLength;
+};
+
+inline const Loopback loopbacks[] = {{"IPv4", "127.0.0.1", AF_INET, 16}, {"IPv6", "::1", AF_INET6, 28}};
+
+inline std::string loopbackName(const testing::TestParamInfo<Loopback>& info)
+{
+    return info.param.name;
+}
+
+inline void PrintTo(const Loopback& loopback, std::ostream* out)
+{
+    *out << loopback.host;
+}
+
+class LoopbackTest : public testing::TestWithParam<Loopback> {
+protected:
+    using Calls = std::vector<std::string>;
+
+    /// An address of this host; of a free port if none is given. Asks no resolver.
+    static itcInetAddress local(int port = 0)
+    {
+        return itcInetAddress(socketAddress(GetParam().host, static_cast<uint16_t>(port)));
+    }
+    static itcInetAddress addressOf(const BareSocket& socket) { return itcInetAddress(::addressOf(socket.get())); }
+
+    // Lines of the journal as they are for this family.
+    static std::string socketCall(int type = SOCK_STREAM)
+    {
+        return "socket(" + std::to_string(GetParam().family) + ", " + std::to_string(type) + ", 0)";
+    }
+    static std::string reuseAddress() { return "setsockopt(1, 2, 1)"; }
+    static std::string v6OnlyOff() { return GetParam().family == AF_INET6 ? "setsockopt(41, 26, 0)" : ""; }
+    static std::string bindCall() { return "bind(" + std::to_string(GetParam().addressLength) + ")"; }
+    static std::string connectCall() { return "connect(" + std::to_string(GetParam().addressLength) + ")"; }
+
+    /// What the journal should hold; steps that this family does not have are empty and left out.
+    static Calls steps(std::initializer_list<std::string> lines)
+    {
+        Calls calls;
+        for (const std::string& line : lines) {
+            if (!line.empty())
+                calls.push_back(line);
+        }
+        return calls;
+    }
+
+    /// After a failure that costs the socket, which must go through the virtual table.
+    static void expectGivenUp(const StreamWithOwnSteps& stream, int countedAfterwards)
+    {
+        EXPECT_EQ(stream.td, -1);
+        EXPECT_EQ(stream.connState, itcConnection::ItcStateClosed);
+        EXPECT_EQ(stream.closes, 1);
+        EXPECT_EQ(itcConnection::getConnectionCount(), countedAfterwards);
+    }
+
+    /// Of a TCP stream.
+    template <class Operation> static void survivesAnySingleFailure(Operation operation)
+    {
+        expectToSurviveAnySingleFailure<OpenedStream>(operation);
+    }
+};
