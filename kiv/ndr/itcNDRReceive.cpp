@@ -295,7 +295,7 @@ int itcNDRReceive::end_transaction()
         moveTo(transactionEnd);
         return severity;
     }
-    if (readPos - dataStart == std::ptrdiff_t{transactionEnd})
+    if (int64_t{readPos - dataStart} == int64_t{transactionEnd})
         return Success;
     moveTo(transactionEnd);
     // No code of the table says that a transaction was read too little or too far.
