@@ -9,6 +9,23 @@
 
 #include <cerrno>
 
+namespace {
+
+constexpr int listenBacklog = 5;
+
+// The error number is that of the failed call: closing may have one of its own.
+bool closeAndFail(itcConnection& connection, const char* failed, ItcStatusCode code)
+{
+    const int error = OS_getLastError();
+    connection.Close();
+    if (failed != nullptr)
+        traceFailure([&](std::ostream& out) { out << failed << error; });
+    setStatus(connection, code, Error, error);
+    return false;
+}
+
+} // namespace
+
 bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTexts& texts)
 {
     if (itcConnection::hasMaxConnCount()) {
@@ -28,11 +45,6 @@ bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTe
     return true;
 }
 
-int bindSocket(int td, const sockaddr_storage& local)
-{
-    return OS_bind(td, asSockaddr(local), addressLength(local));
-}
-
 int connectSocket(int td, const sockaddr_storage& remote)
 {
     return OS_connect(td, asSockaddr(remote), addressLength(remote));
@@ -44,6 +56,18 @@ void takeIPv4PeersToo(int td, const sockaddr_storage& address)
         const int off = 0;
         OS_setsockopt(td, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
     }
+}
+
+bool bindOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed)
+{
+    takeIPv4PeersToo(td, local);
+    return OS_bind(td, asSockaddr(local), addressLength(local)) == 0 ||
+           closeAndFail(connection, failed, Itc_Tp_Bind_Call_Failed);
+}
+
+bool listenOrClose(itcConnection& connection, int td, const char* failed)
+{
+    return OS_listen(td, listenBacklog) == 0 || closeAndFail(connection, failed, Itc_Tp_Listen_Call_Failed);
 }
 
 int askForName(itcStatus& status, int td, const NameQuery& query, itcInetAddress& addr)

@@ -36,16 +36,9 @@ itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
                     {"itcInetSockDgram::itcInetSockDgram() max connections reached",
                      "itcInetSockDgram::itcInetSockDgram() OS_socket() call failed. td = "}))
         return;
-    takeIPv4PeersToo(td, local.address);
-    if (bindSocket(td, local.address) != 0) {
-        const int error = OS_getLastError();
-        itcConnection::Close();
-        traceFailure([&](std::ostream& out) {
-            out << "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = " << error;
-        });
-        setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
+    if (!bindOrClose(*this, td, local.address,
+                     "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = "))
         return;
-    }
     connType = ItcTypeUnspecified;
     connOptions = ItcBlocking;
     connState = ItcStateBound;
@@ -128,18 +121,9 @@ int itcInetSockDgram::CreateEndpoint(itcInetAddress& local)
                               {"itcInetSockDgram::CreateEndpoint() max connections reached",
                                "itcInetSockDgram::CreateEndpoint() OS_socket() call failed. td = "}))
         return 0;
-    if (connState != ItcStateBound) {
-        takeIPv4PeersToo(td, local.address);
-        if (bindSocket(td, local.address) != 0) {
-            const int error = OS_getLastError();
-            Close();
-            traceFailure([&](std::ostream& out) {
-                out << "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = " << error;
-            });
-            setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
-            return 0;
-        }
-    }
+    if (connState != ItcStateBound &&
+        !bindOrClose(*this, td, local.address, "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = "))
+        return 0;
     connType = ItcTypeEndpoint;
     connState = ItcStateBound;
     clearStatus(*this);

@@ -55,16 +55,9 @@ itcInetSockStream::itcInetSockStream(itcInetAddress& local)
         setStatus(*this, Itc_Tp_Socket_Call_Failed, Error);
         return;
     }
-    takeIPv4PeersToo(td, local.address);
-    if (bindSocket(td, local.address) != 0) {
-        const int error = OS_getLastError();
-        itcConnection::Close();
-        traceFailure([&](std::ostream& out) {
-            out << "itcInetSockStream::itcInetSockStream() OS_bind() call failed. errorNumber = " << error;
-        });
-        setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
+    if (!bindOrClose(*this, td, local.address,
+                     "itcInetSockStream::itcInetSockStream() OS_bind() call failed. errorNumber = "))
         return;
-    }
     connType = ItcTypeUnspecified;
     connOptions = ItcBlocking;
     connState = ItcStateBound;
@@ -99,27 +92,12 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
             return 0;
         }
     }
-    if (connState != ItcStateBound && connState != ItcStateListening) {
-        takeIPv4PeersToo(td, local.address);
-        if (bindSocket(td, local.address) != 0) {
-            const int error = OS_getLastError();
-            Close();
-            traceFailure([&](std::ostream& out) {
-                out << "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = " << error;
-            });
-            setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
-            return 0;
-        }
-    }
-    if (OS_listen(td, listenBacklog) != 0) {
-        const int error = OS_getLastError();
-        Close();
-        traceFailure([&](std::ostream& out) {
-            out << "itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = " << error;
-        });
-        setStatus(*this, Itc_Tp_Listen_Call_Failed, Error, error);
+    const bool isBound = connState == ItcStateBound || connState == ItcStateListening;
+    if (!isBound && !bindOrClose(*this, td, local.address,
+                                 "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = "))
         return 0;
-    }
+    if (!listenOrClose(*this, td, "itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = "))
+        return 0;
     clearStatus(*this);
     connType = ItcTypeEndpoint;
     connState = ItcStateListening;

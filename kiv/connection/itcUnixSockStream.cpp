@@ -61,12 +61,8 @@ itcUnixSockStream::itcUnixSockStream(itcUnixAddress& addr)
         return;
     if (!makeSocket(*this, td, AF_UNIX, SOCK_STREAM, silently))
         return;
-    if (!bindPath(addr)) {
-        const int error = OS_getLastError();
-        itcConnection::Close();
-        setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
+    if (!bindPath(addr))
         return;
-    }
     connOptions = ItcBlocking;
     connType = ItcTypeUnspecified;
     connState = ItcStateBound;
@@ -86,10 +82,11 @@ bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
     if (boundPath != nullptr) {
         ::unlink(boundPath);
     } else if (addr.pathname() != nullptr) {
-        errno = ENOMEM;
+        Close();
+        setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, ENOMEM);
         return false;
     }
-    if (bindSocket(td, addr.address) < 0)
+    if (!bindOrClose(*this, td, addr.address, nullptr))
         return false;
     if (boundPath != nullptr)
         ::chmod(boundPath, everybody);
@@ -104,18 +101,11 @@ bool itcUnixSockStream::CreateEndpoint(itcUnixAddress& addr)
     }
     if (td < 0 && !makeSocket(*this, td, AF_UNIX, SOCK_STREAM, silently))
         return false;
-    if (connState != ItcStateBound && connState != ItcStateListening && !bindPath(addr)) {
-        const int error = OS_getLastError();
-        Close();
-        setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, error);
+    const bool isBound = connState == ItcStateBound || connState == ItcStateListening;
+    if (!isBound && !bindPath(addr))
         return false;
-    }
-    if (OS_listen(td, listenBacklog) != 0) {
-        const int error = OS_getLastError();
-        Close();
-        setStatus(*this, Itc_Tp_Listen_Call_Failed, Error, error);
+    if (!listenOrClose(*this, td, nullptr))
         return false;
-    }
     connType = ItcTypeEndpoint;
     connState = ItcStateListening;
     clearStatus(*this);

@@ -11,9 +11,6 @@ class ICBKivReady;
 class itcConnection;
 class itcInetAddress;
 
-/// How many peers may wait to be accepted.
-constexpr int listenBacklog = 5;
-
 /// What an operation says when it cannot have a socket; null where a transport prints nothing.
 struct SocketTexts {
     const char* limitReached;
@@ -24,8 +21,17 @@ struct SocketTexts {
 /// \return false with (`Itc_Tp_Max_Connections_Reached`, Error) or (`Itc_Tp_Socket_Call_Failed`, Error) in `status`.
 bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTexts& texts);
 
-int bindSocket(int td, const sockaddr_storage& local);
 int connectSocket(int td, const sockaddr_storage& remote);
+
+/// Binds the socket of a connection; one on an IPv6 address takes IPv4 peers too. What cannot be bound is closed.
+/// \param failed ends where the error number is appended; null where a transport prints nothing.
+/// \return false with (`Itc_Tp_Bind_Call_Failed`, Error) and the bind's error number in the connection's status.
+bool bindOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed);
+
+/// Listens on the socket of a connection; what cannot listen is closed.
+/// \param failed ends where the error number is appended; null where a transport prints nothing.
+/// \return false with (`Itc_Tp_Listen_Call_Failed`, Error) and the listen's error number in the connection's status.
+bool listenOrClose(itcConnection& connection, int td, const char* failed);
 
 /// An IPv6 socket takes IPv4 peers too, where the system allows it. Does nothing for other families.
 void takeIPv4PeersToo(int td, const sockaddr_storage& address);
