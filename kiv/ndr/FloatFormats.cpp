@@ -1,8 +1,8 @@
 // The floating-point conversions, on the words of a value as they lie in its bytes, least significant byte first.
 //
 // The bit positions put the sign at bit 0, next to the exponent, as a sign-first declaration of bit fields does. They
-// do not coincide with where a little-endian machine keeps the sign and exponent of its own floats; peers count on them
-// all the same.
+// do not coincide with where a little-endian machine keeps the sign and exponent of its own floats. Both ends of a
+// conversation use them, so they cannot be changed at one.
 #include <kiv/ndr/itcNDR.h>
 
 #include <cstddef>
@@ -86,7 +86,7 @@ void Itc_itod(void* value)
         h[3] = ((e - 126) % 256) << 1 | (mh >> 13) << 9;
         h[2] = mh << 3 | ml >> 29;
         h[1] = ml >> 13;
-        h[0] = ml << 13; // not 3: bits 3 to 12 are lost, and peers expect it so
+        h[0] = ml << 13; // not 3, unlike the way back: bits 3 to 12 are lost
     }
     h[3] |= s;
     for (size_t i = 0; i < 4; ++i)
@@ -112,6 +112,6 @@ void Itc_dtoi(void* value)
         w0 = (e + 894) << 1 | (m1 << 13 | m2 >> 3) << 12;
         w1 = m3 << 13 | (m2 & 7) << 29 | m4 >> 3;
     }
-    store(bytes, (w0 & ~uint32_t{1}) | s);
+    store(bytes, w0 | s);
     store(bytes + 4, w1);
 }

@@ -21,11 +21,6 @@ template <class... Values> constexpr auto takesOf = std::make_tuple(static_cast<
 // A frame is read with one Read(), whose count is an int.
 constexpr unsigned int longestFrame = std::numeric_limits<int>::max();
 
-constexpr unsigned int pagesFor(unsigned int length)
-{
-    return length / pageSize + 1;
-}
-
 // One of the two words in front of the data. \return false with the status set.
 bool readWord(itcConnection& c, itcNDRReceive& b, void* word)
 {
@@ -73,7 +68,7 @@ itcNDRReceive::itcNDRReceive(const char* data, unsigned int len) : itcNDRReceive
 
 itcNDRReceive::~itcNDRReceive()
 {
-    OS_free(storage);
+    release(storage);
 }
 
 void itcNDRReceive::reset()
@@ -122,7 +117,7 @@ void itcNDRReceive::extend_buffer(unsigned int pages)
     clearStatus(*this);
     dropStorage();
     constexpr unsigned int spare = 8; // for what the alignment of the data skips
-    if (pages > pagesFor(longestFrame)) {
+    if (pages > pagesBeyond(longestFrame)) {
         setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
         return;
     }
@@ -149,7 +144,7 @@ void itcNDRReceive::init(char* buf, unsigned int size)
         setStatus(*this, Itc_Ndr_Buffer_Size_Too_Small, Error);
         return;
     }
-    OS_free(storage);
+    release(storage);
     storage = nullptr;
     bufferLast = buf + size - 1;
     dataStart = alignedStart(buf);
@@ -182,7 +177,7 @@ void itcNDRReceive::installPacket(unsigned int length)
 
 void itcNDRReceive::dropStorage()
 {
-    OS_free(storage);
+    release(storage);
     dataStart = readPos = dataLast = bufferLast = storage = nullptr;
 }
 
@@ -199,7 +194,8 @@ itcNDRReceive& itcNDRReceive::extract(char* dst, unsigned int& len)
     if (readPos == nullptr || dataLast == nullptr || dataStart == nullptr) {
         setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
     } else if (dst == nullptr) {
-        const int64_t rest = transactionEnd != 0 ? transactionEnd - int64_t{readPos - dataStart} : left();
+        const int64_t rest =
+            transactionEnd != 0 ? transactionEnd - int64_t{readPos - dataStart} : int64_t{dataLast - readPos} + 1;
         len = static_cast<unsigned int>(std::max<int64_t>(rest, 0));
     } else if (left() >= int64_t{len}) {
         std::memcpy(dst, readPos, len);
@@ -306,40 +302,40 @@ int itcNDRReceive::end_transaction()
 // The offset may come off the wire.
 void itcNDRReceive::moveTo(unsigned int offset)
 {
-    const std::ptrdiff_t end = std::min(dataLast, bufferLast) + 1 - dataStart;
+    const std::ptrdiff_t end = lastReadable() + 1 - dataStart;
     readPos = dataStart + std::min<int64_t>(offset, end);
 }
 
-// Copies up to a terminating zero and fills the rest of what the packet holds with zeros. A text that does not fit is
-// cut and terminated; reading goes on behind the whole of it either way.
-void itcNDRReceive::takeText(char* dst, uint64_t capacity)
+// Copies up to a terminating zero and fills the rest of what the packet holds with zeros; what does not fit is left
+// out, but reading goes on behind the whole text. `length` is that of the text, 0 if it cannot be taken.
+void itcNDRReceive::takeText(char* dst, uint64_t capacity, unsigned int& length)
+{
+    *this >> length;
+    if (severity <= Success && left() < int64_t{length})
+        endOfData();
+    if (severity > Success) {
+        length = 0;
+        dst[0] = '\0';
+        return;
+    }
+    std::strncpy(dst, readPos, std::min<uint64_t>(length, capacity));
+    readPos += length;
+}
+
+void itcNDRReceive::takeText(char* dst, unsigned int capacity)
 {
     unsigned int length = 0;
-    *this >> length;
-    if (severity > Success) {
-        dst[0] = '\0';
-        return;
-    }
-    if (left() < int64_t{length}) {
-        endOfData();
-        dst[0] = '\0';
-        return;
-    }
-    if (length < capacity) {
-        std::strncpy(dst, readPos, length);
-    } else {
-        std::strncpy(dst, readPos, capacity - 1);
-        dst[capacity - 1] = '\0';
-    }
-    readPos += length;
+    takeText(dst, capacity, length);
+    dst[std::min(length, capacity - 1)] = '\0';
 }
 
 itcNDRReceive& operator>>(itcNDRReceive& b, char* dst)
 {
+    unsigned int length = 0;
     if (dst == nullptr)
         setStatus(b, Itc_Ndr_No_Buffer_Provided, Error);
     else
-        b.takeText(dst, std::numeric_limits<uint64_t>::max());
+        b.takeText(dst, std::numeric_limits<uint64_t>::max(), length);
     return b;
 }
 
@@ -382,12 +378,12 @@ itcConnection& operator>>(itcConnection& c, itcNDRReceive& b)
         return c;
     length = OS_ntohl(length);
 
-    const auto fits = [&] { return length <= longestFrame && length <= b.free_buffer_size(); };
-    if (!fits()) {
-        b.extend_buffer(pagesFor(length));
+    if (length > longestFrame || length > b.free_buffer_size()) {
+        b.extend_buffer(pagesBeyond(length));
         if (b.severity == Error)
             return c;
-        if (!fits()) { // a deriving class that grows in its own way may have fallen short
+        // A deriving class that grows in its own way may have fallen short.
+        if (length > longestFrame || length > b.free_buffer_size_inline()) {
             setStatus(b, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
             return c;
         }

@@ -26,7 +26,7 @@ class itcConnection;
 ///
 /// \par Ownership  Owns its storage, unless init() gave it the caller's.
 /// \par Threads    One thread at a time per object.
-/// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). Takes never clear the
+/// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). `>>` never clears the
 ///                 status, so after the framed read it need be tested only once more, after the last take. An object
 ///                 that holds no packet is at the end of its data. Nothing throws, and no packet makes it read outside
 ///                 its buffers.
@@ -63,8 +63,7 @@ public:
     /// Makes new storage of `size` bytes, at least 32, with no packet in it, and clears the status.
     ///
     /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and everything stays as it was.
-    /// \warning Storage that the object has already is not freed, since a deriving class may have handed it on: call it
-    ///          on an object without storage only.
+    /// \warning Storage that the object has already is not freed: call it on an object without storage only.
     virtual void create_buffer(unsigned int size);
 
     /// Wraps the caller's buffer, which holds NDR data from its first multiple of 8 on; storage of its own is freed.
@@ -126,7 +125,7 @@ public:
     template <class Value> KIV_INLINE itcNDRReceive& takeAligned(Value& value);
 
 protected:
-    unsigned int transactionEnd; ///< Offset from dataStart to the end of the open transaction; 0 when none is open.
+    unsigned int transactionEnd; ///< Offset from dataStart to the end of the latest transaction; 0 without one.
     int peerEndian;              ///< From the label; 2 until a packet is present.
     int peerChar;                ///< From the label; 2 until a packet is present.
     int peerFloat;               ///< From the label; 4 until a packet is present.
@@ -145,8 +144,10 @@ private:
 
     enum class Replace { whenTooSmall, alsoWhenNull };
 
-    // What is left to read, less one; negative at the end. The data of a wrapped buffer may be announced beyond it.
-    KIV_INLINE std::ptrdiff_t room() const { return std::min(dataLast, bufferLast) - readPos; }
+    // The data of a wrapped buffer may be announced beyond the buffer's end.
+    KIV_INLINE const char* lastReadable() const { return std::min(dataLast, bufferLast); }
+    // What is left to read from a place on, less one; negative at the end.
+    KIV_INLINE std::ptrdiff_t room(const char* place) const { return lastReadable() - place; }
     KIV_INLINE void endOfData()
     {
         errorNumber = OS_getLastError();
@@ -154,18 +155,19 @@ private:
         severity = Warning;
     }
     KIV_INLINE bool hasPacket() const { return dataLast != dataStart; }
-    KIV_INLINE void convertFloat(std::uint32_t& word) const;
-    KIV_INLINE void convertFloat(std::uint64_t& word) const;
+    KIV_INLINE std::uint32_t converted(std::uint32_t word) const;
+    KIV_INLINE std::uint64_t converted(std::uint64_t word) const;
     KIV_INLINE static std::uint16_t reversed(std::uint16_t word);
     KIV_INLINE static std::uint32_t reversed(std::uint32_t word);
     KIV_INLINE static std::uint64_t reversed(std::uint64_t word);
 
-    KIV_HIDDEN int64_t left() const { return hasPacket() ? int64_t{room()} + 1 : 0; }
+    KIV_HIDDEN int64_t left() const { return hasPacket() ? int64_t{room(readPos)} + 1 : 0; }
     KIV_HIDDEN void forgetPeer();
     KIV_HIDDEN void installPacket(unsigned int length);
     KIV_HIDDEN void dropStorage();
     KIV_HIDDEN void moveTo(unsigned int offset);
-    KIV_HIDDEN void takeText(char* dst, uint64_t capacity);
+    KIV_HIDDEN void takeText(char* dst, uint64_t capacity, unsigned int& length);
+    KIV_HIDDEN void takeText(char* dst, unsigned int capacity);
     KIV_HIDDEN bool makeArray(char*& dst, int cap, int len, Replace replace);
     KIV_HIDDEN void takeBlock(char*& dst, int cap, int& len, Replace replace, unsigned int alignment);
 };
@@ -218,7 +220,8 @@ KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);
 template <class Byte> itcNDRReceive& itcNDRReceive::takeByte(Byte& value)
 {
     static_assert(sizeof(Byte) == 1);
-    if (KIV_UNLIKELY(room() < 0 || !hasPacket())) {
+    // The last byte may be no byte at all, but the empty place of a buffer without a packet.
+    if (KIV_UNLIKELY(room(readPos) <= 0) && (room(readPos) < 0 || !hasPacket())) {
         value = Byte{};
         endOfData();
         return *this;
@@ -227,26 +230,29 @@ template <class Byte> itcNDRReceive& itcNDRReceive::takeByte(Byte& value)
     return *this;
 }
 
-// The value is kept as a word of its size until it is in the right form: a floating-point register might change it.
+// The value is kept as a word of its size until it is in the right form: a floating-point register might change it. The
+// position is kept in a local, as it is in the puts.
 template <class Value> itcNDRReceive& itcNDRReceive::takeAligned(Value& value)
 {
     using Word = std::conditional_t<sizeof(Value) == 2, std::uint16_t,
                                     std::conditional_t<sizeof(Value) == 4, std::uint32_t, std::uint64_t>>;
     static_assert(sizeof(Word) == sizeof(Value));
-    readPos += -reinterpret_cast<std::uintptr_t>(readPos) & (sizeof(Value) - 1);
-    if (KIV_UNLIKELY(room() < static_cast<std::ptrdiff_t>(sizeof(Value)) - 1)) {
+    const char* place = readPos;
+    place += -reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1);
+    if (KIV_UNLIKELY(room(place) < static_cast<std::ptrdiff_t>(sizeof(Value)) - 1)) {
+        readPos = const_cast<char*>(place); // the gap stays skipped
         value = Value{};
         endOfData();
         return *this;
     }
     Word word;
-    std::memcpy(&word, readPos, sizeof word);
-    readPos += sizeof word;
+    std::memcpy(&word, place, sizeof word);
+    readPos = const_cast<char*>(place) + sizeof word;
     if (KIV_UNLIKELY(peerEndian != ndr_endian))
         word = reversed(word);
     if constexpr (std::is_floating_point_v<Value>) {
         if (KIV_UNLIKELY(peerFloat != ndr_float))
-            convertFloat(word);
+            word = converted(word);
     }
     std::memcpy(&value, &word, sizeof value);
     return *this;
@@ -268,20 +274,22 @@ inline std::uint64_t itcNDRReceive::reversed(std::uint64_t word)
 }
 
 // Only the two formats that are known are converted; whatever else a peer announces is taken as it is.
-inline void itcNDRReceive::convertFloat(std::uint32_t& word) const
+inline std::uint32_t itcNDRReceive::converted(std::uint32_t word) const
 {
     if (ndr_float == 1 && peerFloat == 0)
         Itc_itof(&word);
     else if (ndr_float == 0 && peerFloat == 1)
         Itc_ftoi(&word);
+    return word;
 }
 
-inline void itcNDRReceive::convertFloat(std::uint64_t& word) const
+inline std::uint64_t itcNDRReceive::converted(std::uint64_t word) const
 {
     if (ndr_float == 1 && peerFloat == 0)
         Itc_itod(&word);
     else if (ndr_float == 0 && peerFloat == 1)
         Itc_dtoi(&word);
+    return word;
 }
 
 inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v)

@@ -20,11 +20,6 @@ template <class... Values> constexpr auto putsOf = std::make_tuple(static_cast<P
 
 constexpr uint64_t largestAllocation = std::numeric_limits<uint32_t>::max();
 
-constexpr uint64_t pagesBeyond(uint64_t bytes)
-{
-    return bytes / pageSize + 1;
-}
-
 } // namespace
 
 /// Bytes to be put that may lie in the buffer itself: growing moves them.
@@ -59,7 +54,7 @@ itcNDRSend::itcNDRSend(int size) : itcNDRSend()
 
 itcNDRSend::~itcNDRSend()
 {
-    OS_free(storage);
+    release(storage);
 }
 
 void itcNDRSend::reset()
@@ -69,7 +64,7 @@ void itcNDRSend::reset()
     writePos = frameStart + headerSize + labelSize;
     transactionOffset = 0;
     if (free_buffer_size() > keptBufferSize) {
-        OS_free(storage);
+        release(storage);
         storage = frameStart = writePos = lastUsable = nullptr;
     }
     clearStatus(*this);
@@ -131,7 +126,7 @@ void itcNDRSend::extend_buffer(unsigned int pages)
     } else {
         beginPacket();
     }
-    OS_free(storage);
+    release(storage);
     storage = fresh;
 }
 
@@ -148,7 +143,7 @@ void itcNDRSend::init(char* buf, unsigned int size)
     }
     if (size > keptBufferSize)
         return;
-    OS_free(storage);
+    release(storage);
     storage = nullptr;
     lastUsable = buf + size - 2;
     frameStart = alignedStart(buf);
@@ -167,14 +162,14 @@ void itcNDRSend::beginPacket()
 
 // The growth that was asked for leaves no room for gap, length word and label just below each multiple of a page: a
 // second, sufficient one follows then. (The same pages once more would not help, the new size counts from the content.)
-bool itcNDRSend::grow(uint64_t pages, unsigned int alignment, uint64_t bytes)
+bool itcNDRSend::grow(unsigned int pages, unsigned int alignment, uint64_t bytes)
 {
     constexpr unsigned int slack = 16;
     const auto fits = [&] {
         return writePos != nullptr && gapTo(alignment, writePos) + bytes <= free_buffer_size_inline();
     };
-    for (const uint64_t asked : {pages, pagesBeyond(bytes + slack)}) {
-        extend_buffer(static_cast<unsigned int>(std::min(asked, largestAllocation)));
+    for (const unsigned int asked : {pages, pagesBeyond(bytes + slack)}) {
+        extend_buffer(asked);
         if (severity == Error)
             return false;
         if (fits())
@@ -271,21 +266,25 @@ itcNDRSend& itcNDRSend::start_transaction()
 
 int itcNDRSend::end_transaction()
 {
-    const bool isOpen = frameStart != nullptr && writePos != nullptr && transactionOffset != 0;
-    // A count that no longer lies in the packet belongs to a transaction that has been dropped already.
-    if (!isOpen || frameStart + transactionOffset > writePos) {
+    constexpr unsigned int countSize = sizeof(uint32_t);
+    constexpr unsigned int firstContent = headerSize + labelSize + countSize;
+    if (frameStart == nullptr || writePos == nullptr || transactionOffset < firstContent) {
         if (severity <= Success)
             setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
         return severity;
     }
-    char* const placeholder = frameStart + transactionOffset - sizeof(uint32_t);
+    const auto end = static_cast<uint64_t>(writePos - frameStart);
     if (severity > Success) {
-        writePos = placeholder;
+        writePos = frameStart + std::min<uint64_t>(end, transactionOffset - countSize);
+        return severity;
+    }
+    if (transactionOffset > end) { // dropped already, count included
+        setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
         return severity;
     }
     // Patched in place: a put there would ask for room that a transaction at the buffer's end does not have.
-    const auto count = static_cast<uint32_t>(writePos - frameStart) - transactionOffset;
-    std::memcpy(placeholder, &count, sizeof count);
+    const auto count = static_cast<uint32_t>(end - transactionOffset);
+    std::memcpy(frameStart + transactionOffset - countSize, &count, countSize);
     return severity;
 }
 

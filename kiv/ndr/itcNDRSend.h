@@ -25,9 +25,10 @@ class itcConnection;
 ///
 /// \par Ownership  Owns its storage, unless init() gave it the caller's.
 /// \par Threads    One thread at a time per object.
-/// \par Errors     Puts never clear the status, so it can be tested once, after the last. A buffer in Error refuses
-///                 values of 2, 4 and 8 bytes but still takes single bytes, strings and binary data: packets of
-///                 bytes and texts stay complete although something before them has failed. Nothing throws.
+/// \par Errors     A put that grows the buffer clears the status, every other leaves it alone. Growth fails only for
+///                 want of memory; a host that counts on surviving that tests the status after each put, or makes room
+///                 for the whole packet when it constructs the buffer. A buffer in Error refuses values of 2, 4 and 8
+///                 bytes but still takes single bytes, strings and binary data. Nothing throws.
 class KIV_EXPORT itcNDRSend : public itcNDR {
 public:
     itcNDRSend(); ///< No storage: the first put makes some.
@@ -47,8 +48,8 @@ public:
     virtual char* raw_data();
     /// The number of bytes of NDR data, label included; 0 without storage.
     virtual unsigned int raw_length() const;
-    /// Makes room for at least `pages` times 4096 more bytes, or for half as much again if that is more, and clears the
-    /// status. All growth goes through here.
+    /// Makes the storage larger by `pages` times 4096 bytes, or by half of what is in it if that is more, and clears
+    /// the status. All growth goes through here.
     ///
     /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and everything stays as it was; so ends also a size that 32
     /// bits cannot tell, and a growth by 0 pages of an empty buffer.
@@ -58,15 +59,15 @@ public:
     /// Makes new storage of `size` bytes, at least 32, with an empty packet in it, and clears the status.
     ///
     /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) everything stays as it was.
-    /// \warning Storage that the object has already is not freed, since a deriving class may have handed it on: call it
-    ///          on an object without storage only.
+    /// \warning Storage that the object has already is not freed: call it on an object without storage only.
     virtual void create_buffer(unsigned int size);
 
     /// Uses the caller's buffer, which must outlive its use here; storage of its own is freed. Clears the status.
     ///
     /// The packet begins at the first multiple of 8 in `buf`. Its data then lies 12 bytes behind such a multiple, so
-    /// values of 8 bytes come to offsets that are 4 modulo 8: peers must build and read such packets alike. When a put
-    /// outgrows the buffer, storage of its own takes its place.
+    /// bytes come to offsets that are 4 modulo 8. When a put outgrows the buffer, storage of its own takes its place,
+    /// where the same values come to multiples of 8. Peers must build and read such packets alike: best keep them out
+    /// of these.
     ///
     /// Failures: `Itc_Ndr_No_Buffer_Provided` for null, `Itc_Ndr_Buffer_Size_Too_Small` below 32 bytes; Error. More
     /// than 1 MiB is ignored without a word: the status is clear and the object unchanged.
@@ -101,7 +102,7 @@ public:
     /// in Error none is opened.
     itcNDRSend& start_transaction();
     /// Closes the transaction. If anything failed in it, the transaction vanishes from the packet, count included.
-    /// \return the severity; (`Itc_Ndr_No_Buffer_Provided`, Error) if none is open.
+    /// \return the severity; (`Itc_Ndr_No_Buffer_Provided`, Error) if none was opened in this packet.
     int end_transaction();
 
     /// What the operators below are made of; hosts use those.
@@ -110,7 +111,7 @@ public:
     template <class Value> KIV_INLINE itcNDRSend& putAligned(Value value);
 
 protected:
-    unsigned int transactionOffset; ///< From frameStart to behind the open transaction's count; 0 when none is open.
+    unsigned int transactionOffset; ///< From frameStart to behind the latest transaction's count; 0 without one.
     char* frameStart;               ///< Null without storage.
     char* writePos;
     char* lastUsable; ///< One byte before the last one of the storage.
@@ -125,14 +126,15 @@ private:
 
     class OwnBytes;
 
+    KIV_INLINE itcNDRSend& noRoom();
     KIV_HIDDEN void beginPacket();
-    KIV_HIDDEN bool grow(uint64_t pages, unsigned int alignment, uint64_t bytes);
+    KIV_HIDDEN bool grow(unsigned int pages, unsigned int alignment, uint64_t bytes);
     KIV_HIDDEN void putBytes(unsigned int alignment, const void* bytes, size_t length);
     KIV_HIDDEN void putCounted(const char* data, size_t length);
 };
 
 /// \name Puts
-/// They grow the buffer when it is full, never clear the status, and return the buffer.
+/// They grow the buffer when it is full, which clears the status, and return the buffer.
 /// Failure: (`Itc_Ndr_Buffer_Alloc_Failed`, Error), nothing put.
 /// \{
 KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v);
@@ -166,23 +168,27 @@ KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcXNDR& record);
 /// \return the connection.
 KIV_EXPORT itcConnection& operator<<(itcConnection& c, itcNDRSend& b);
 
-// Room for twice a value's size is made before it is put: it may need that but for one byte, padding included.
-
+// Room for twice a value's size is made before it is put: it may need that but for one byte, padding included. The
+// position is kept in a local, since a store through it could change the field for all that the compiler knows.
 template <class Value> itcNDRSend& itcNDRSend::putAligned(Value value)
 {
     constexpr std::ptrdiff_t room = 2 * sizeof(Value);
-    if (KIV_UNLIKELY(lastUsable - writePos + 1 < room)) {
+    char* place = writePos;
+    if (KIV_UNLIKELY(lastUsable - place + 1 < room)) {
         extend_buffer(1);
-        if (lastUsable - writePos + 1 < room)
-            return *this;
+        place = writePos;
+        if (lastUsable - place + 1 < room)
+            return noRoom();
     }
     if (KIV_UNLIKELY(severity == Error))
         return *this;
-    constexpr auto mask = sizeof(Value) - 1;
-    std::memset(writePos, 0, sizeof(Value)); // the gap; what it writes behind that is the value's own place
-    writePos += -reinterpret_cast<std::uintptr_t>(writePos) & mask;
-    std::memcpy(writePos, &value, sizeof(Value));
-    writePos += sizeof(Value);
+    const auto gap = -reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1);
+    if (gap != 0) {
+        std::memset(place, 0, sizeof(Value)); // what it writes behind the gap is the value's own place
+        place += gap;
+    }
+    std::memcpy(place, &value, sizeof(Value));
+    writePos = place + sizeof(Value);
     return *this;
 }
 
@@ -192,9 +198,20 @@ template <class Byte> itcNDRSend& itcNDRSend::putByte(Byte value)
     if (KIV_UNLIKELY(writePos == nullptr || lastUsable < writePos)) {
         extend_buffer(1);
         if (writePos == nullptr || lastUsable < writePos)
-            return *this;
+            return noRoom();
     }
     *writePos++ = static_cast<char>(value);
+    return *this;
+}
+
+// The growth has failed and said so, or a deriving class has not grown and said nothing.
+inline itcNDRSend& itcNDRSend::noRoom()
+{
+    if (severity != Error) {
+        errorNumber = OS_getLastError();
+        code = Itc_Ndr_Buffer_Alloc_Failed;
+        severity = Error;
+    }
     return *this;
 }
 

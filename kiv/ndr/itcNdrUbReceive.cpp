@@ -140,13 +140,17 @@ void itcNdrUbReceive::reset()
     if (!mayReset(false))
         return;
     itcNDRReceive::reset();
-    reset_transmission_state();
+    becomeIdle();
 }
 
 void itcNdrUbReceive::reset_transmission_state()
 {
-    if (!mayReset(true))
-        return;
+    if (mayReset(true))
+        becomeIdle();
+}
+
+void itcNdrUbReceive::becomeIdle()
+{
     lengthBuf = 0;
     lengthPos = reinterpret_cast<char*>(&lengthBuf);
     lengthRemaining = 0;
@@ -364,7 +368,7 @@ template <class Source> bool itcNdrUbReceive::readOn(Source& source, char*& posi
     case Piece::arrived:
         position += piece.count;
         remaining -= piece.count;
-        // Streams have never counted the data, only what comes before it.
+        // From a stream only the bytes in front of the data are counted.
         if (!Source::givesAllOrFails || rxState != Transferring)
             bytesReceived += piece.count;
         return remaining == 0;
@@ -389,9 +393,9 @@ template <class Source> bool itcNdrUbReceive::readOn(Source& source, char*& posi
 bool itcNdrUbReceive::makeRoom()
 {
     if (lengthBuf > free_buffer_size()) {
-        extend_buffer(lengthBuf / pageSize + 1);
+        extend_buffer(pagesBeyond(lengthBuf));
         const bool hasFailed = severity > Success && code != Itc_Ndr_Buff_Sz_More_Than_Max;
-        if (hasFailed || lengthBuf > free_buffer_size()) {
+        if (hasFailed || lengthBuf > free_buffer_size_inline()) {
             fail(Itc_Ndr_Ub_Extend_Buffer_Failed, errorNumber);
             return false;
         }
@@ -405,7 +409,8 @@ bool itcNdrUbReceive::isStillInPlace() const
 {
     const auto first = reinterpret_cast<std::uintptr_t>(dataStart);
     const auto position = reinterpret_cast<std::uintptr_t>(dataPos);
-    return position >= first && position - first + dataRemaining <= free_buffer_size_inline();
+    const unsigned int capacity = free_buffer_size_inline();
+    return position >= first && position - first <= capacity && dataRemaining <= capacity - (position - first);
 }
 
 unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r)

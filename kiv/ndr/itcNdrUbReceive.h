@@ -31,9 +31,8 @@ public:
     void init(char* buf, unsigned int size);
 
     /// Ready for the next frame, from Idle and Complete: itcNDRReceive::reset() and back to Idle.
-    /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). A
-    /// failed receiver has stopped inside a frame, so whoever goes on with it must say so, with
-    /// reset_transmission_state().
+    /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). Unlike
+    /// a sender, a failed receiver comes back by reset_transmission_state() only.
     void reset() override;
     /// Ready for the next frame, from Idle, Complete and Failed, the buffer being left alone.
     /// In any other state nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
@@ -72,6 +71,7 @@ private:
     struct Piece;
 
     KIV_HIDDEN void zeroTransfer();
+    KIV_HIDDEN void becomeIdle();
     KIV_HIDDEN void beComplete(unsigned int length);
     KIV_HIDDEN bool mayTake();
     KIV_HIDDEN bool mayReset(bool alsoFailed);
@@ -115,7 +115,7 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v);
 /// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block
 ///         changes nothing. Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
 ///         `Itc_Ndr_Magic_Error`; `Itc_Ndr_Ub_Extend_Buffer_Failed`; `Itc_Ndr_Ub_Unknown_Receive_State`, all in Failed;
-///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. The status of a failure
+///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. The status of Failed
 ///         stays through further calls.
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);
 

@@ -45,13 +45,17 @@ void itcNdrUbSend::reset()
     if (!mayReset())
         return;
     itcNDRSend::reset();
-    reset_transmission_state();
+    becomeIdle();
 }
 
 void itcNdrUbSend::reset_transmission_state()
 {
-    if (!mayReset())
-        return;
+    if (mayReset())
+        becomeIdle();
+}
+
+void itcNdrUbSend::becomeIdle()
+{
     sendPos = nullptr;
     sendRemaining = 0;
     txState = Idle;

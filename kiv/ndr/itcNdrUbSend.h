@@ -51,6 +51,7 @@ private:
 
     KIV_HIDDEN bool mayPut();
     KIV_HIDDEN bool mayReset();
+    KIV_HIDDEN void becomeIdle();
     KIV_HIDDEN bool beginTransfer();
     KIV_HIDDEN bool isStillInPlace() const;
     KIV_HIDDEN void advance(unsigned int sent);

@@ -3,6 +3,8 @@
 /// of the offset in the packet.
 #pragma once
 
+#include <kiv/foundation/OS.h>
+
 #include <cstdint>
 #include <cstring>
 
@@ -29,3 +31,16 @@ constexpr unsigned int minBufferSize = 32;
 
 /// Buffers grow by pages of this size.
 constexpr std::uint64_t pageSize = 4096;
+
+/// The pages that a growth for so many bytes is asked for.
+constexpr unsigned int pagesBeyond(std::uint64_t bytes)
+{
+    return static_cast<unsigned int>(bytes / pageSize + 1);
+}
+
+/// Frees what a buffer owns, if anything.
+inline void release(char* storage)
+{
+    if (storage != nullptr)
+        OS_free(storage);
+}
