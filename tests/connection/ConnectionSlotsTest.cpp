@@ -1,41 +1,15 @@
 // Hosts derive from the connections and are not always built anew with the library: the virtual operations keep their
 // places. A pointer to a virtual member tells its place, in units of the table's entries.
+#include "VirtualSlots.h"
+
 #include <kiv/connection/itcInetSockStream.h>
 #include <kiv/connection/itcLocalConnection.h>
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <type_traits>
 
 namespace {
-
-/// The entry of a virtual operation in the table; -1 for one that is not virtual. The destructor takes the first two.
-template <class Member> int slotOf(Member member)
-{
-    struct {
-        std::ptrdiff_t pointer, adjustment;
-    } parts;
-    static_assert(sizeof parts == sizeof member);
-    std::memcpy(&parts, &member, sizeof parts);
-    constexpr auto entry = static_cast<std::ptrdiff_t>(sizeof(void*));
-#if defined(__arm__) || defined(__aarch64__)
-    // There the mark of a virtual member lies in the adjustment: code addresses use every bit.
-    return (parts.adjustment & 1) != 0 ? static_cast<int>(parts.pointer / entry) : -1;
-#else
-    return (parts.pointer & 1) != 0 ? static_cast<int>((parts.pointer - 1) / entry) : -1;
-#endif
-}
-
-/// Adds one operation, which lands behind the last of its base.
-template <class Base> struct OneMore : Base {
-    virtual void oneMore() = 0;
-};
-
-template <class Base> int slotCount()
-{
-    return slotOf(&OneMore<Base>::oneMore);
-}
 
 using Connection = itcConnection;
 

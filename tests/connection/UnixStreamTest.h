@@ -11,11 +11,11 @@
 #include "StatusMatchers.h"
 #include "TemporaryFolder.h"
 
+#include <kiv/address/itcInetAddress.h>
 #include <kiv/address/itcUnixAddress.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <kiv/address/itcInetAddress.h>
 
 #include <sys/stat.h>
 #include <sys/un.h>

@@ -1,49 +1,21 @@
 // The order of the virtual operations is binary interface, and internal steps go through them.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
+#include "VirtualSlots.h"
 
 #include <kiv/dispatcher/ICBKivReady.h>
 
 #include <gmock/gmock.h>
-
-#include <cstddef>
-#include <cstring>
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The slot of a virtual member function, as the Itanium C++ ABI keeps it in the pointer.
-template <class Function> long slotOf(Function function)
-{
-    struct {
-        ptrdiff_t pointer;
-        ptrdiff_t adjustment;
-    } parts;
-    static_assert(sizeof parts == sizeof function);
-    std::memcpy(&parts, &function, sizeof parts);
-#if defined(__arm__) || defined(__aarch64__)
-    const ptrdiff_t offset = (parts.adjustment & 1) != 0 ? parts.pointer : -1;
-#else
-    const ptrdiff_t offset = (parts.pointer & 1) != 0 ? parts.pointer - 1 : -1;
-#endif
-    return offset < 0 ? -1 : static_cast<long>(offset / static_cast<ptrdiff_t>(sizeof(void*)));
-}
-
-// A derived class appends its own operations: the first one tells how many slots the base has.
-template <class Base> struct WithOneMore : Base {
-    virtual void oneMore() {}
-};
-template <class Base> long slotsOf()
-{
-    return slotOf(&WithOneMore<Base>::oneMore);
-}
-
 TEST(DispatcherSlots, StandInTheirOrderBehindTheDestructors)
 {
     using D = itcDispatcher;
-    const std::vector<long> slots = {
+    const std::vector<int> slots = {
         slotOf(&D::link),
         slotOf(&D::handler),
         slotOf(&D::unlink),
@@ -67,7 +39,7 @@ TEST(DispatcherSlots, StandInTheirOrderBehindTheDestructors)
         slotOf(&D::checkConnections),
     };
     EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22));
-    EXPECT_EQ(slotsOf<D>(), 23);
+    EXPECT_EQ(slotCount<D>(), 23);
 }
 
 TEST(DispatcherSlots, HoldNoneOfTheOtherOperations)
@@ -88,14 +60,14 @@ TEST(HandlerSlots, StandInTheirOrderBehindTheDestructors)
     EXPECT_EQ(slotOf(&itcIOHandler::outputReady), 3);
     EXPECT_EQ(slotOf(&itcIOHandler::exceptionRaised), 4);
     EXPECT_EQ(slotOf(&itcIOHandler::timerExpired), 5);
-    EXPECT_EQ(slotsOf<itcIOHandler>(), 6);
+    EXPECT_EQ(slotCount<itcIOHandler>(), 6);
     EXPECT_EQ(sizeof(itcIOHandler), sizeof(void*)) << "no data";
 }
 
 TEST(ReceiverSlots, StandInTheirOrderBehindTheDestructors)
 {
     EXPECT_EQ(slotOf(&ICBKivReady::ready), 2);
-    EXPECT_EQ(slotsOf<ICBKivReady>(), 3);
+    EXPECT_EQ(slotCount<ICBKivReady>(), 3);
     EXPECT_EQ(sizeof(ICBKivReady), sizeof(void*)) << "no data";
 }
 

@@ -2,6 +2,7 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 #include "StreamPair.h"
+#include "VirtualSlots.h"
 
 #include <kiv/ndr/itcMsgHdr.h>
 
@@ -13,25 +14,6 @@ using testing::ElementsAre;
 
 namespace {
 
-// The slot of a virtual operation. The two destructors have slots 0 and 1.
-template <class Operation> int slotOf(Operation operation)
-{
-    std::uintptr_t words[2];
-    static_assert(sizeof operation == sizeof words);
-    std::memcpy(words, &operation, sizeof words);
-#if defined(__arm__) || defined(__aarch64__)
-    const std::uintptr_t offset = words[0]; // the second word says that it is virtual
-#else
-    const std::uintptr_t offset = words[0] - 1;
-#endif
-    return static_cast<int>(offset / sizeof(void*));
-}
-
-// The slot behind all that the base has.
-template <class Base> struct OneMore : Base {
-    virtual void more() {}
-};
-
 bool ascending(const std::vector<const void*>& addresses)
 {
     return std::is_sorted(addresses.begin(), addresses.end(), std::less<const void*>());
@@ -39,9 +21,13 @@ bool ascending(const std::vector<const void*>& addresses)
 
 template <class Buffer> std::vector<int> slotsOfBuffer()
 {
-    return {slotOf(&Buffer::reset),         slotOf(&Buffer::raw_data),         slotOf(&Buffer::raw_length),
-            slotOf(&Buffer::extend_buffer), slotOf(&Buffer::free_buffer_size), slotOf(&Buffer::create_buffer),
-            slotOf(&OneMore<Buffer>::more)};
+    return {slotOf(&Buffer::reset),
+            slotOf(&Buffer::raw_data),
+            slotOf(&Buffer::raw_length),
+            slotOf(&Buffer::extend_buffer),
+            slotOf(&Buffer::free_buffer_size),
+            slotOf(&Buffer::create_buffer),
+            slotCount<Buffer>()};
 }
 
 } // namespace
@@ -64,7 +50,7 @@ TEST(NdrSlots, OfARecordAreInOrder)
     EXPECT_EQ(slotOf(&itcXNDR::to_internal), 2);
     EXPECT_EQ(slotOf(&itcXNDR::to_external), 3);
     EXPECT_EQ(slotOf(&Behind::more), 4);
-    EXPECT_EQ(slotOf(&OneMore<itcMsgHdr>::more), 4);
+    EXPECT_EQ(slotCount<itcMsgHdr>(), 4);
 }
 
 TEST(NdrSlots, BuffersCarryAStatus)

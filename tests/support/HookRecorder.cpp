@@ -50,8 +50,8 @@ void error(KivError::ErrPrio priority, KivError::ErrType type, KivError::KivErro
 
 HookRecorder::HookRecorder()
     : previousPrint(KivDebug::pKivDebugPrint), previousCheck(KivDebug::pKivDebugCheck),
-      previousRegister(KivDebug::pRegisterDbgFlag), previousError(KivDebug::pKivErrorPrint),
-      previousFlags{KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL}
+      previousRegister(KivDebug::pRegisterDbgFlag),
+      previousError(KivDebug::pKivErrorPrint), previousFlags{KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL}
 {
     current = this;
     clear();

@@ -30,8 +30,8 @@ public:
     /// What the check hook answers; at first yes to every flag.
     std::function<bool(short flag)> check = [](short) { return true; };
 
-    std::vector<std::string> texts() const;       ///< All texts printed, under whatever flag.
-    std::vector<short> flags() const;             ///< The flag of each text.
+    std::vector<std::string> texts() const; ///< All texts printed, under whatever flag.
+    std::vector<short> flags() const;       ///< The flag of each text.
     std::vector<ErrorReport> errorReports() const;
     int checks() const; ///< How often the check hook was asked.
     void clear();

@@ -10,8 +10,7 @@
 
 inline void PrintTo(const itcStatus& status, std::ostream* out)
 {
-    *out << "{" << status.code << ", " << status.severity << ", " << status.errorNumber << "} "
-         << status.STATUS_text();
+    *out << "{" << status.code << ", " << status.severity << ", " << status.errorNumber << "} " << status.STATUS_text();
 }
 
 MATCHER_P2(HasStatus, code, severity, "")

@@ -13,10 +13,10 @@
 /// A connection that shows its protected fields.
 class OpenedConnection : public itcConnection {
 public:
-    using itcConnection::itcConnection;
     using itcConnection::connOptions;
     using itcConnection::connState;
     using itcConnection::connType;
+    using itcConnection::itcConnection;
     using itcConnection::readByteCount;
     using itcConnection::readCallCount;
     using itcConnection::td;
@@ -27,8 +27,7 @@ public:
 class StreamPair {
 public:
     explicit StreamPair(itcConnection::ConnOptions option = itcConnection::ItcBlocking) : StreamPair(makePair(), option)
-    {
-    }
+    {}
     ~StreamPair() { closeFar(); }
     StreamPair(const StreamPair&) = delete;
     StreamPair& operator=(const StreamPair&) = delete;

@@ -27,6 +27,7 @@ template <class Base> struct OneMoreOperation : Base {
     virtual void oneMore() = 0;
 };
 
+/// The number of entries that a class has.
 template <class Base> int slotCount()
 {
     return slotOf(&OneMoreOperation<Base>::oneMore);

@@ -1,0 +1,128 @@
+// Paths that are generated.
+#include "BareSocket.h"
+#include "StatusMatchers.h"
+
+#include <kiv/address/itcUnixAddress.h>
+
+#include <gmock/gmock.h>
+
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <string>
+
+namespace {
+
+bool outOfRandomBytes = false;
+
+} // namespace
+
+// Names that cannot be guessed are made of the system's random bytes; so a test can have it run out of them.
+extern "C" ssize_t getrandom(void* bytes, size_t count, unsigned int flags)
+{
+    if (outOfRandomBytes) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return ::syscall(SYS_getrandom, bytes, count, flags);
+}
+
+namespace {
+
+using testing::StartsWith;
+
+struct Request {
+    const char* name;
+    const char* path;
+    friend std::ostream& operator<<(std::ostream& out, const Request& request) { return out << request.name; }
+};
+
+class TemporaryPath : public testing::TestWithParam<Request> {
+protected:
+    static std::string madePath()
+    {
+        const itcUnixAddress address(GetParam().path);
+        return address.pathname() != nullptr ? address.pathname() : "";
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(, TemporaryPath,
+                         testing::Values(Request{"Null", nullptr}, Request{"Temp", itcUnixAddress::Temp}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_P(TemporaryPath, LiesInTheSystemsFolderForTemporaryFiles)
+{
+    itcUnixAddress address;
+    EXPECT_TRUE(address.set(GetParam().path));
+    EXPECT_THAT(address.status, HasClearStatus());
+    EXPECT_EQ(address.address.ss_family, AF_UNIX);
+    EXPECT_THAT(address.pathname(), StartsWith(P_tmpdir "/"));
+    EXPECT_GT(std::string(address.pathname()).size(), std::string(P_tmpdir "/").size());
+}
+
+TEST_P(TemporaryPath, IsNotTakenYet)
+{
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(madePath())));
+}
+
+TEST_P(TemporaryPath, IsAnotherOneEachTime)
+{
+    std::set<std::string> paths;
+    for (int i = 0; i < 100; ++i)
+        paths.insert(madePath());
+    EXPECT_EQ(paths.size(), 100u);
+}
+
+// Whoever knows the state of a process cannot tell its next path: a child, which begins as a copy, makes another.
+TEST_P(TemporaryPath, CannotBeForetold)
+{
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    BareSocket reading(ends[0]);
+    BareSocket writing(ends[1]);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const std::string path = madePath();
+        ::_exit(::write(writing.get(), path.data(), path.size()) == static_cast<ssize_t>(path.size()) ? 0 : 1);
+    }
+    writing.close();
+    const std::string ours = madePath();
+    char theirs[256] = {};
+    ASSERT_GT(::read(reading.get(), theirs, sizeof theirs - 1), 0);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_NE(ours, theirs);
+}
+
+TEST_P(TemporaryPath, ThatCannotBeMadeIsRefused)
+{
+    itcUnixAddress address("/run/some.socket");
+    outOfRandomBytes = true;
+    const bool made = address.set(GetParam().path);
+    outOfRandomBytes = false;
+
+    EXPECT_FALSE(made);
+    EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error));
+    EXPECT_EQ(address.pathname(), nullptr);
+}
+
+TEST(TemporaryPathMark, IsAnEmptyStringKnownByItsAddress)
+{
+    EXPECT_STREQ(itcUnixAddress::Temp, "");
+
+    const std::string copy = itcUnixAddress::Temp;
+    EXPECT_STREQ(itcUnixAddress(copy.c_str()).pathname(), "");
+}
+
+TEST(TemporaryPathMark, IsNotKnownThroughATemplate)
+{
+    itcUnixAddress address;
+    EXPECT_TRUE(address.set_templ("%s", itcUnixAddress::Temp));
+    EXPECT_STREQ(address.pathname(), "");
+}
+
+} // namespace

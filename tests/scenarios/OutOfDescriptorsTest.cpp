@@ -1,0 +1,140 @@
+// A listener in a process that may open no more descriptors.
+#include "Transports.h"
+
+#include <kiv/dispatcher/itcIOHandler.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+
+namespace {
+
+/// While it exists, the library's sockets meet a process that may not open another descriptor. The limit is lowered for
+/// the system call alone: sanitizers open descriptors of their own.
+class NoMoreDescriptors {
+public:
+    NoMoreDescriptors()
+    {
+        OsFaults::socket().instead = [](int family, int type, int protocol) {
+            return underTheLimit([=] { return ::socket(family, type, protocol); });
+        };
+        OsFaults::accept().instead = [](int fd, sockaddr* address, socklen_t* length) {
+            return underTheLimit([=] { return ::accept(fd, address, length); });
+        };
+    }
+    ~NoMoreDescriptors()
+    {
+        OsFaults::socket().instead = nullptr;
+        OsFaults::accept().instead = nullptr;
+    }
+    NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+    NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+
+private:
+    template <class Call> static int underTheLimit(Call call)
+    {
+        rlimit previous = {};
+        mustWork(::getrlimit(RLIMIT_NOFILE, &previous), "getrlimit");
+        // The lowest free number, which the next descriptor would get.
+        BareSocket next(mustWork(::open("/dev/null", O_RDONLY | O_CLOEXEC), "open"));
+        rlimit limit = previous;
+        limit.rlim_cur = static_cast<rlim_t>(next.get());
+        next.close();
+        mustWork(::setrlimit(RLIMIT_NOFILE, &limit), "setrlimit");
+        const int result = call();
+        const int error = errno;
+        mustWork(::setrlimit(RLIMIT_NOFILE, &previous), "setrlimit");
+        errno = error;
+        return result;
+    }
+};
+
+/// Accepts whenever the dispatcher says so. As hosts should, it stops listening for a while where that fails.
+class Accepting : public itcIOHandler {
+public:
+    Accepting(itcConnection& listener, bool comesBack) : listener(listener), comesBack(comesBack) { link(); }
+
+    int inputReady(itcConnection*, char*) override
+    {
+        ++attempts;
+        itcConnection* newcomer = nullptr;
+        if (listener.AcceptConnection(&newcomer, nullptr, nullptr) == 1) {
+            accepted.reset(newcomer);
+        } else if (comesBack) {
+            dispatcher.unlink(&listener, ReadMask);
+            dispatcher.startTimer(0, 1000, this);
+        }
+        return 0;
+    }
+    void timerExpired(long, long) override
+    {
+        ++returns;
+        link();
+    }
+
+    std::unique_ptr<itcConnection> accepted;
+    int attempts = 0;
+    int returns = 0;
+
+private:
+    void link() { dispatcher.link(&listener, nullptr, ReadMask, this); }
+
+    itcDispatcher& dispatcher = *itcDispatcher::instance();
+    itcConnection& listener;
+    const bool comesBack;
+};
+
+class OutOfDescriptors : public TransportTest {};
+INSTANTIATE_TEST_SUITE_P(, OutOfDescriptors, testing::ValuesIn(transportKinds), transportName);
+
+TEST_P(OutOfDescriptors, AListenerStaysReadable)
+{
+    const auto client = connect();
+    Accepting server(*listener, false);
+    {
+        const NoMoreDescriptors none;
+        for (int attempt = 1; attempt <= 3; ++attempt) {
+            EXPECT_NE(dispatcher.dispatch(10.0), 0);
+            EXPECT_EQ(server.attempts, attempt);
+            EXPECT_THAT(*listener, HasStatus(Itc_Tp_Accept_Call_Failed, Error, EMFILE));
+        }
+    }
+    EXPECT_NE(dispatcher.dispatch(10.0), 0);
+    EXPECT_NE(server.accepted, nullptr);
+    EXPECT_THAT(*listener, HasClearStatus());
+}
+
+TEST_P(OutOfDescriptors, AListenerMayBeUnlinkedAndComeBackByTimer)
+{
+    const auto client = connect();
+    Accepting server(*listener, true);
+    {
+        const NoMoreDescriptors none;
+        while (server.returns < 2)
+            dispatcher.dispatch(10.0);
+        EXPECT_EQ(server.attempts, 2) << "one for each time that it was linked";
+        EXPECT_EQ(server.accepted, nullptr);
+    }
+    dispatchUntil([&] { return server.accepted != nullptr; });
+    EXPECT_EQ(client->Write("hello", 5), 5);
+    char area[6] = {};
+    EXPECT_EQ(server.accepted->Read(area, 5), 5);
+    EXPECT_STREQ(area, "hello");
+}
+
+TEST_P(OutOfDescriptors, NeitherEndIsMade)
+{
+    const int counted = itcConnection::getConnectionCount();
+    const auto client = transport->makeStream();
+    const auto server = transport->makeStream();
+    {
+        const NoMoreDescriptors none;
+        EXPECT_EQ(transport->connect(*client), 0);
+        EXPECT_FALSE(transport->listen(*server));
+    }
+    EXPECT_THAT(*client, HasStatus(Itc_Tp_Socket_Call_Failed, Error, EMFILE));
+    EXPECT_THAT(*server, HasStatus(Itc_Tp_Socket_Call_Failed, Error, EMFILE));
+    EXPECT_EQ(itcConnection::getConnectionCount(), counted);
+    EXPECT_EQ(transport->connect(*client), 1) << "later";
+}
+
+} // namespace
