@@ -4,6 +4,12 @@
 #include <csignal>
 #include <iostream>
 
+static int fail(const char* what, const itcStatus& status)
+{
+    std::cerr << what << ": " << status.STATUS_text() << '\n';
+    return 1;
+}
+
 int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN); // writing to a server that has gone fails, it does not end the client
@@ -13,30 +19,29 @@ int main(int argc, char** argv)
 
     itcInetAddress server(host, port, IPPROTO_TCP);
     if (server.status.severity != Success)
-        return std::cerr << host << ": " << server.status.STATUS_text() << '\n', 1;
+        return fail(host, server.status);
 
-    itcInetSockStream connection(itcConnection::ItcStrictBlocking);
+    itcInetSockStream connection(itcConnection::ItcStrictBlocking); // packets are read whole
     if (connection.OpenConnection(server, nullptr, nullptr) != 1)
-        return std::cerr << "connect: " << connection.STATUS_text() << '\n', 1;
+        return fail("connect", connection);
 
     itcNDRSend request;
     request << 42 << text;
     connection << request; // one frame, one send()
     if (request.severity != Success)
-        return std::cerr << "send: " << request.STATUS_text() << '\n', 1;
+        return fail("send", request);
 
     itcNDRReceive reply;
     connection >> reply;
     if (reply.severity != Success)
-        return std::cerr << "receive: " << reply.STATUS_text() << '\n', 1;
+        return fail("receive", reply);
 
     int number = 0;
-    unsigned int length = 0; // the zero at the end included
     char answer[256] = "";
-    reply >> number >> length;
-    if (reply.severity == Success && length < sizeof answer)
-        reply.extract(answer, length); // unlike >>, bounded
-    if (reply.severity != Success)
-        return std::cerr << "answer: " << reply.STATUS_text() << '\n', 1;
+    if (reply.raw_length() >= sizeof answer)
+        return fail("too long an answer", reply); // a text may be as long as its packet, so from here on it fits
+    reply >> number >> answer;
+    if (reply.severity != Success) // asked after the last take: nothing clears it in between
+        return fail("answer", reply);
     std::cout << number << ' ' << answer << '\n';
 }

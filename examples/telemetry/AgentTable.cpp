@@ -17,7 +17,7 @@ double perSecond(long long from, long long to, double seconds)
 
 bool Agent::add(const Sample& sample)
 {
-    if (sample.sequence <= latest.sequence || sample.agent != latest.agent)
+    if (sample.sequence <= latest.sequence)
         return false;
     const long long gap = sample.sequence - latest.sequence - 1;
     if (gap > widestGap)
@@ -38,16 +38,36 @@ bool Agent::add(const Sample& sample)
     return true;
 }
 
+// They come by another way than the samples: late, twice, not in their order, or not at all.
+void Agent::addHeartbeat(long long number)
+{
+    ++heartbeats;
+    latestHeartbeat = std::max(latestHeartbeat, number);
+    latestHeartbeatTime = std::chrono::steady_clock::now();
+}
+
 Agent& AgentTable::arrive(const std::string& name, const std::string& from)
 {
-    const auto hasLeft = [&](const Agent& agent) { return agent.latest.agent == name && !agent.connected; };
-    const auto known = std::find_if(rows.begin(), rows.end(), hasLeft);
-    Agent& agent = known != rows.end() ? *known : rows.emplace_back();
+    Agent* const known = find(name, false);
+    Agent& agent = known != nullptr ? *known : rows.emplace_back();
+    agent.name = name;
     agent.from = from;
     agent.connected = true;
-    agent.latest = {}; // the numbers of a new connection begin anew
-    agent.latest.agent = name;
+    agent.latest = {}; // the numbers of a new connection begin anew, those of the heartbeats too
+    agent.heartbeats = agent.latestHeartbeat = 0;
     return agent;
+}
+
+Agent* AgentTable::connected(const std::string& name)
+{
+    return find(name, true);
+}
+
+Agent* AgentTable::find(const std::string& name, bool connected)
+{
+    const auto isIt = [&](const Agent& agent) { return agent.name == name && agent.connected == connected; };
+    const auto found = std::find_if(rows.begin(), rows.end(), isIt);
+    return found != rows.end() ? &*found : nullptr;
 }
 
 long long AgentTable::samples() const

@@ -13,6 +13,15 @@ double kilo(double value)
     return value / 1000;
 }
 
+// How many came, and how long ago the last: the agent's state apart from its connection.
+std::string heartbeatText(const Agent& agent)
+{
+    if (agent.heartbeats == 0)
+        return "none";
+    const std::chrono::duration<double> age = std::chrono::steady_clock::now() - agent.latestHeartbeatTime;
+    return fmt::format("{}, {:.1f} s", agent.heartbeats, age.count());
+}
+
 void printFigure(const char* name, const RunningStatistics& figure)
 {
     fmt::print("    {:<10} {:>8.2f} {:>8.2f} {:>8.2f}\n", name, figure.min(), figure.mean(), figure.max());
@@ -20,31 +29,14 @@ void printFigure(const char* name, const RunningStatistics& figure)
 
 } // namespace
 
-Display::Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds refresh)
-    : dispatcher(dispatcher), table(table), refresh(refresh), startTime(std::chrono::steady_clock::now()),
-      isTerminal(isatty(STDOUT_FILENO) == 1)
+Display::Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds interval)
+    : table(table), refresh(dispatcher, interval, [this] { refreshNow(); }),
+      startTime(std::chrono::steady_clock::now()), isTerminal(isatty(STDOUT_FILENO) == 1)
 {}
-
-Display::~Display()
-{
-    dispatcher.stopTimer(this);
-}
 
 void Display::start()
 {
-    startTimer();
-}
-
-void Display::startTimer()
-{
-    const auto micros = std::chrono::microseconds(refresh).count();
-    dispatcher.startTimer(static_cast<long>(micros / 1000000), static_cast<long>(micros % 1000000), this);
-}
-
-void Display::timerExpired(long /*sec*/, long /*usec*/)
-{
-    refreshNow();
-    startTimer();
+    refresh.start();
 }
 
 void Display::refreshNow()
@@ -78,13 +70,13 @@ void Display::eraseTable()
 void Display::drawTable()
 {
     // Without wrapping: in a narrow window a line is cut, so that a row stays one line and erasing can count.
-    fmt::print("\x1b[?7l\x1b[1m{:<16} {:<16} {:>8} {:>5} {:>6} {:>6} {:>6} {:>9} {:>9}\x1b[0m\n", "agent", "from",
-               "samples", "lost", "cpu %", "mem %", "load", "in kB/s", "out kB/s");
+    fmt::print("\x1b[?7l\x1b[1m{:<16} {:<16} {:>8} {:>5} {:>12} {:>6} {:>6} {:>6} {:>9} {:>9}\x1b[0m\n", "agent",
+               "from", "samples", "lost", "heartbeats", "cpu %", "mem %", "load", "in kB/s", "out kB/s");
     for (const Agent& agent : table.agents()) {
-        fmt::print("{}{:<16} {:<16} {:>8} {:>5} {:>6.1f} {:>6.1f} {:>6.2f} {:>9.1f} {:>9.1f}{}\x1b[0m\n",
-                   agent.connected ? "" : "\x1b[2m", agent.latest.agent, agent.from, agent.samples, agent.lost,
-                   agent.latest.cpuPercent, agent.latest.memoryPercent, agent.latest.load, kilo(agent.receiveRate),
-                   kilo(agent.sendRate), agent.connected ? "" : "  left");
+        fmt::print("{}{:<16} {:<16} {:>8} {:>5} {:>12} {:>6.1f} {:>6.1f} {:>6.2f} {:>9.1f} {:>9.1f}{}\x1b[0m\n",
+                   agent.connected ? "" : "\x1b[2m", agent.name, agent.from, agent.samples, agent.lost,
+                   heartbeatText(agent), agent.latest.cpuPercent, agent.latest.memoryPercent, agent.latest.load,
+                   kilo(agent.receiveRate), kilo(agent.sendRate), agent.connected ? "" : "  left");
     }
     fmt::print("\x1b[?7h");
     linesDrawn = table.agents().size() + 1;
@@ -96,19 +88,19 @@ void Display::printLine() const
     fmt::print("{:7.1f} s  {} samples, {} lost; cpu %:", elapsed.count(), table.samples(), table.lost());
     for (const Agent& agent : table.agents())
         if (agent.connected)
-            fmt::print("  {} {:.1f}", agent.latest.agent, agent.latest.cpuPercent);
+            fmt::print("  {} {:.1f}", agent.name, agent.latest.cpuPercent);
     fmt::print("\n");
 }
 
 void Display::finish(int refusedConnections)
 {
-    dispatcher.stopTimer(this);
+    refresh.stop();
     if (isTerminal)
         refreshNow();
     fmt::print("\n{:<14} {:>8} {:>8} {:>8}\n", "agent", "min", "mean", "max");
     for (const Agent& agent : table.agents()) {
-        fmt::print("{} from {}: {} samples received, {} lost\n", agent.latest.agent, agent.from, agent.samples,
-                   agent.lost);
+        fmt::print("{} from {}: {} samples received, {} lost; {} of {} heartbeats\n", agent.name, agent.from,
+                   agent.samples, agent.lost, agent.heartbeats, agent.latestHeartbeat);
         printFigure("cpu %", agent.cpuPercent);
         printFigure("memory %", agent.memoryPercent);
         printFigure("load", agent.load);

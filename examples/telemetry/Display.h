@@ -2,6 +2,7 @@
 #pragma once
 
 #include "AgentTable.h"
+#include "Ticker.h"
 
 #include <kiv/kiv.h>
 
@@ -10,10 +11,9 @@
 
 /// In a terminal a table that is drawn anew in place; elsewhere, in a file or a pipe, one line at each refresh. A timer
 /// of the dispatcher sets the pace, so a thousand samples a second cost no more drawing than one.
-class Display : public itcIOHandler {
+class Display {
 public:
     Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds refresh);
-    ~Display() override;
 
     void start();
     /// A line that stays, above the table if there is one.
@@ -21,18 +21,14 @@ public:
     /// Stops refreshing and prints the figures over the whole run.
     void finish(int refusedConnections);
 
-    void timerExpired(long sec, long usec) override;
-
 private:
-    void startTimer();
     void refreshNow();
     void eraseTable();
     void drawTable();
     void printLine() const;
 
-    itcDispatcher& dispatcher;
     const AgentTable& table;
-    const std::chrono::milliseconds refresh;
+    Ticker refresh;
     const std::chrono::steady_clock::time_point startTime;
     const bool isTerminal;
     std::size_t linesDrawn = 0;

@@ -1,19 +1,13 @@
 // What an agent measures, and how that travels.
 #pragma once
 
-#include <string>
-
-class itcNDRReceive;
-class itcNDRSend;
+#include <kiv/kiv.h>
 
 /// The state of a machine at one moment.
 ///
 /// The 64-bit fields are `long long`, not `std::int64_t`: on 64-bit Linux the latter is `long`, whose size differs
 /// between machines, so the buffers do not take it.
-struct Sample {
-    static constexpr unsigned int longestName = 31;
-
-    std::string agent;           ///< The agent's name, at most longestName characters.
+struct Sample : itcXNDR {
     long long sequence = 0;      ///< 1, 2, 3, ... per connection: a gap is a loss.
     long long sentMicros = 0;    ///< When it was sent, on the agent's own clock; only differences mean anything.
     double uptimeSeconds = 0;    ///< Since the machine was started.
@@ -22,8 +16,8 @@ struct Sample {
     double load = 0;             ///< The load average over one minute.
     long long bytesReceived = 0; ///< By all network interfaces since the machine was started.
     long long bytesSent = 0;     ///< By all network interfaces since the machine was started.
-};
 
-itcNDRSend& operator<<(itcNDRSend& buffer, const Sample& sample);
-/// What could not be taken shows in the buffer's status.
-itcNDRReceive& operator>>(itcNDRReceive& buffer, Sample& sample);
+    /// What could not be taken shows in the buffer's status.
+    itcNDRReceive& to_internal(itcNDRReceive& buffer) override;
+    itcNDRSend& to_external(itcNDRSend& buffer) const override;
+};

@@ -1,17 +1,17 @@
 #include "SampleSender.h"
 
 #include "Acknowledgement.h"
-#include "Packet.h"
+#include "Message.h"
 
 #include <fmt/core.h>
-
-#include <netdb.h>
 
 #include <utility>
 
 namespace {
 
-constexpr unsigned int connectTimeoutMillis = 5000;
+// Some megabytes, and minutes at usual intervals. An agent whose collector is away for longer takes no samples until
+// there is room again: what is not taken is not lost.
+constexpr std::size_t mostToKeep = 20000;
 
 // The wall clock may be set while a sample is under way; this one only ever goes on.
 long long nowMicros()
@@ -22,99 +22,91 @@ long long nowMicros()
 
 } // namespace
 
-// ItcStrictBlocking: a read returns with all that was asked for, so a packet is taken whole, in however many pieces it
-// arrives. The agent has chosen its collector and trusts it not to stop in the middle of one.
-SampleSender::SampleSender(itcDispatcher& dispatcher, std::string agent, std::chrono::milliseconds interval)
-    : dispatcher(dispatcher), agent(std::move(agent)), interval(interval), connection(itcConnection::ItcStrictBlocking)
+SampleSender::SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, std::string agent,
+                           std::chrono::milliseconds interval)
+    : dispatcher(dispatcher), connection(std::move(connection)), agent(std::move(agent)),
+      outgoing(dispatcher, *this->connection, *this), ticker(dispatcher, interval, [this] { sendSample(); })
 {}
 
 SampleSender::~SampleSender()
 {
-    stopSampling();
     if (connected)
-        dispatcher.unlink(&connection, ReadMask); // the dispatcher must not outlive it with a dead pointer
+        dispatcher.unlink(connection.get(), ReadMask | WriteMask); // the dispatcher keeps only pointers
 }
 
-bool SampleSender::start(const std::string& host, int port)
+bool SampleSender::start()
 {
-    itcInetAddress collector(host.c_str(), port, IPPROTO_TCP);
-    if (collector.status.severity != Success) {
-        // The one status whose error number is not the system's but the resolver's.
-        fmt::print(stderr, "{}: {} ({})\n", host, collector.status.STATUS_text(),
-                   gai_strerror(collector.status.errorNumber));
-        return false;
-    }
-    connection.setConnTimeout(connectTimeoutMillis);
-    if (connection.OpenConnection(collector, nullptr, nullptr) != 1) {
-        fmt::print(stderr, "no collector at {} port {}: {}\n", host, port, connection.STATUS_text());
-        return false;
-    }
-    connection.setTcpNodelay(true); // a sample is small and complete: nothing to wait for
-    if (!dispatcher.link(&connection, nullptr, ReadMask, this)) {
+    if (!dispatcher.link(connection.get(), nullptr, ReadMask, this)) {
         fmt::print(stderr, "the dispatcher does not take the connection: {}\n", dispatcher.STATUS_text());
         return false;
     }
     connected = sampling = true;
-    startTimer();
+    ticker.start();
     return true;
-}
-
-void SampleSender::startTimer()
-{
-    const auto micros = std::chrono::microseconds(interval).count();
-    dispatcher.startTimer(static_cast<long>(micros / 1000000), static_cast<long>(micros % 1000000), this);
 }
 
 void SampleSender::stopSampling()
 {
-    if (std::exchange(sampling, false))
-        dispatcher.stopTimer(this);
+    sampling = false;
+    ticker.stop();
 }
 
-// Timers fire once, so each tick starts the next one.
-void SampleSender::timerExpired(long /*sec*/, long /*usec*/)
+void SampleSender::sendSample()
 {
+    if (outgoing.size() >= mostToKeep)
+        return;
     Sample sample = machine.read();
-    sample.agent = agent;
     sample.sequence = ++samplesSent;
     sample.sentMicros = nowMicros();
-    beginPacket(outgoing, PacketKind::sample) << sample;
-    connection << outgoing;
-    if (outgoing.severity == Success)
-        startTimer();
-    else
-        disconnect(fmt::format("{} ({})", outgoing.STATUS_text(), connection.STATUS_text()));
+    if (!outgoing.put(headerOf(MessageKind::sample, agent), sample))
+        disconnect(outgoing.error());
+}
+
+int SampleSender::outputReady(itcConnection* /*conn*/, char* /*clientData*/)
+{
+    if (!outgoing.flush())
+        disconnect(outgoing.error());
+    return 0;
 }
 
 int SampleSender::inputReady(itcConnection* /*conn*/, char* /*clientData*/)
 {
-    PacketKind kind = {};
-    if (!receivePacket(connection, incoming, kind)) {
-        disconnect(incoming.STATUS_text());
-    } else if (kind == PacketKind::goodbye) {
-        fmt::print("{}: the collector is ending\n", agent);
-        stopSampling();
-    } else if (kind == PacketKind::acknowledgement) {
-        Acknowledgement acknowledgement;
-        incoming >> acknowledgement;
-        accept(acknowledgement);
-    } else {
-        refuse(incoming, Itc_Tp_Unknown_Protocol);
+    if (incoming.read(*connection)) {
+        if (!takeMessage())
+            disconnect("a message that makes no sense");
+    } else if (incoming.severity == Error) {
         disconnect(incoming.STATUS_text());
     }
     return 0;
 }
 
-void SampleSender::accept(const Acknowledgement& acknowledgement)
+bool SampleSender::takeMessage()
 {
-    if (incoming.severity == Success && acknowledgement.sequence != samplesAcknowledged + 1)
-        refuse(incoming, Itc_Tp_Unknown_Protocol); // they come in the order of the samples, one each
-    if (incoming.severity != Success) {
-        disconnect(incoming.STATUS_text());
-        return;
+    itcMsgHdr header;
+    incoming >> header;
+    if (incoming.severity != Success)
+        return false;
+    switch (kindOf(header)) {
+    case MessageKind::acknowledgement:
+        return takeAcknowledgement();
+    case MessageKind::goodbye:
+        fmt::print("{}: the collector is ending\n", agent);
+        stopSampling();
+        return true;
+    default:
+        return false;
     }
+}
+
+bool SampleSender::takeAcknowledgement()
+{
+    Acknowledgement acknowledgement;
+    incoming >> acknowledgement;
+    if (incoming.severity != Success || acknowledgement.sequence != samplesAcknowledged + 1)
+        return false; // they come in the order of the samples, one each
     ++samplesAcknowledged;
     roundTripMicros.add(static_cast<double>(nowMicros() - acknowledgement.sentMicros));
+    return true;
 }
 
 void SampleSender::disconnect(const std::string& reason)
@@ -122,6 +114,6 @@ void SampleSender::disconnect(const std::string& reason)
     fmt::print(stderr, "{}: the connection to the collector has ended: {}\n", agent, reason);
     stopSampling();
     connected = false;
-    dispatcher.unlink(&connection, ReadMask);
-    connection.Close();
+    dispatcher.unlink(connection.get(), ReadMask | WriteMask);
+    connection->Close();
 }

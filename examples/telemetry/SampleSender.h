@@ -1,26 +1,32 @@
 // The agent's end of the connection.
 #pragma once
 
+#include "MessageReader.h"
 #include "ProcReader.h"
+#include "SendQueue.h"
 #include "Statistics.h"
+#include "Ticker.h"
 
 #include <kiv/kiv.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 
-/// Sends a sample at every tick of a dispatcher timer and takes the acknowledgements as they come.
+/// Sends samples at intervals and takes the acknowledgements as they come.
 ///
-/// Sending does not wait for the answer: several samples may be under way. TCP keeps their order, and what never comes
-/// back is counted as lost.
+/// Sending does not wait for the answer, nor for the collector to take what was sent before: many samples may be under
+/// way. The connection keeps their order, and what never comes back is counted as lost.
 class SampleSender : public itcIOHandler {
 public:
-    SampleSender(itcDispatcher& dispatcher, std::string agent, std::chrono::milliseconds interval);
+    /// \param connection  connected, and non-blocking.
+    SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, std::string agent,
+                 std::chrono::milliseconds interval);
     ~SampleSender() override;
 
-    /// Connects and starts sampling. \return false after printing why not.
-    bool start(const std::string& host, int port);
-    /// Sends no more; acknowledgements are still taken.
+    /// Starts sampling. \return false after printing why not.
+    bool start();
+    /// Takes no more samples; what waits is still sent, and acknowledgements are still taken.
     void stopSampling();
 
     bool isConnected() const { return connected; }
@@ -28,25 +34,28 @@ public:
     long long sent() const { return samplesSent; }
     long long acknowledged() const { return samplesAcknowledged; }
     long long unacknowledged() const { return samplesSent - samplesAcknowledged; }
+    /// The most samples that have waited for the connection to take them.
+    std::size_t mostWaiting() const { return outgoing.mostWaiting(); }
     /// In microseconds.
     const RecentValues& roundTrips() const { return roundTripMicros; }
 
     int inputReady(itcConnection* conn, char* clientData) override;
-    void timerExpired(long sec, long usec) override;
+    int outputReady(itcConnection* conn, char* clientData) override;
 
 private:
-    void startTimer();
-    void accept(const struct Acknowledgement& acknowledgement);
+    void sendSample();
+    bool takeMessage();
+    bool takeAcknowledgement();
     void disconnect(const std::string& reason);
 
     itcDispatcher& dispatcher;
+    const std::unique_ptr<itcConnection> connection;
     const std::string agent;
-    const std::chrono::milliseconds interval;
 
-    itcInetSockStream connection;
-    itcNDRSend outgoing;
-    itcNDRReceive incoming;
+    MessageReader incoming;
+    SendQueue outgoing;
     ProcReader machine;
+    Ticker ticker;
 
     bool connected = false;
     bool sampling = false;

@@ -1,20 +1,27 @@
 #include "SampleServer.h"
 
 #include "Acknowledgement.h"
-#include "Packet.h"
+#include "Message.h"
 
 #include <fmt/core.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
-constexpr long acceptPauseSeconds = 1;
+using namespace std::chrono_literals;
+
+constexpr auto stallCheckInterval = 1000ms;
+constexpr auto longestStall = 10s;
+constexpr std::size_t mostWaiting = 10000; // what an agent may leave unread of its acknowledgements
 
 // Numeric: the text forms that give names would wait for the resolver, and all agents with them.
-std::string addressText(itcInetSockStream& connection)
+std::string addressText(itcConnection& connection)
 {
     itcInetAddress peer;
     if (!connection.GetPeername(peer))
-        return "?";
+        return "unix"; // who connects to a socket file has no name to show
     const std::string text = peer.numeric_hostname();
     const std::string mapped = "::ffff:"; // how an IPv6 socket shows its IPv4 peers
     return text.compare(0, mapped.size(), mapped) == 0 ? text.substr(mapped.size()) : text;
@@ -22,136 +29,116 @@ std::string addressText(itcInetSockStream& connection)
 
 } // namespace
 
-SampleServer::SampleServer(itcDispatcher& dispatcher, AgentTable& table, Display& display)
-    : dispatcher(dispatcher), table(table), display(display)
+SampleServer::Session::Session(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection,
+                               SampleServer& handler)
+    : connection(std::move(connection)), from(addressText(*this->connection)),
+      outgoing(dispatcher, *this->connection, handler)
 {}
+
+SampleServer::SampleServer(itcDispatcher& dispatcher, AgentTable& table, Display& display)
+    : dispatcher(dispatcher), table(table), display(display),
+      stallCheck(dispatcher, stallCheckInterval, [this] { refuseStalled(); })
+{
+    stallCheck.start();
+}
 
 SampleServer::~SampleServer()
 {
-    dispatcher.stopTimer(this);
-    dispatcher.unlink(&listener, ReadMask);
     while (!sessions.empty())
         end(sessions.begin()->second);
 }
 
-int SampleServer::listen(int port)
+bool SampleServer::hasAgents() const
 {
-    itcInetAddress local(port);
-    itcInetAddress bound;
-    if (!listener.CreateEndpoint(local) || !listener.GetSockname(bound)) {
-        fmt::print(stderr, "can not listen on port {}: {}\n", port, listener.STATUS_text());
-        return 0;
-    }
-    if (!dispatcher.link(&listener, nullptr, ReadMask, this)) {
-        fmt::print(stderr, "the dispatcher does not take the listener: {}\n", dispatcher.STATUS_text());
-        return 0;
-    }
-    return bound.port();
+    return std::any_of(sessions.begin(), sessions.end(),
+                       [](const auto& entry) { return entry.second.agent != nullptr; });
+}
+
+void SampleServer::serve(std::unique_ptr<itcConnection> connection)
+{
+    itcConnection* const key = connection.get();
+    if (auto* const stream = dynamic_cast<itcInetSockStream*>(key))
+        stream->setTcpNodelay(true); // an acknowledgement is not to wait for the next one
+    Session& session = sessions.try_emplace(key, dispatcher, std::move(connection), *this).first->second;
+    if (!key->SetOption(itcConnection::ItcNonBlocking) || !dispatcher.link(key, nullptr, ReadMask, this))
+        refuse(session, fmt::format("{} ({})", dispatcher.STATUS_text(), key->STATUS_text()));
 }
 
 int SampleServer::inputReady(itcConnection* conn, char* /*clientData*/)
 {
-    if (conn == &listener)
-        accept();
-    else
-        receive(sessions.at(conn));
+    receive(sessions.at(conn));
     return 0; // stay linked; who is to go is unlinked in end()
 }
 
-void SampleServer::accept()
+int SampleServer::outputReady(itcConnection* conn, char* /*clientData*/)
 {
-    // Asked first, since at the limit AcceptConnection() would close the listener for good.
-    if (itcConnection::hasMaxConnCount()) {
-        display.note("as many agents as this process may have; further ones wait");
-        pauseAccepting();
-        return;
-    }
-    itcConnection* accepted = nullptr;
-    if (listener.AcceptConnection(&accepted, nullptr, nullptr) != 1) {
-        display.note(fmt::format("an agent could not be accepted: {}", listener.STATUS_text()));
-        pauseAccepting();
-        return;
-    }
-    std::unique_ptr<itcConnection> connection(accepted);
-
-    // Strict reads take a packet whole, in however many pieces it arrives. The price: a peer that stops, or closes, in
-    // the middle of one holds up all the others for good. In a network where not everybody can be trusted, keep the
-    // connection non-blocking and read with the resumable buffers, which take what is there and go on at the next call.
-    connection->SetOption(itcConnection::ItcStrictBlocking);
-    auto& stream = static_cast<itcInetSockStream&>(*connection); // it is what a stream accepts
-    stream.setTcpNodelay(true);                                  // an acknowledgement is not to wait for the next one
-
-    if (!dispatcher.link(accepted, nullptr, ReadMask, this)) {
-        display.note(fmt::format("an agent is turned away: {}", dispatcher.STATUS_text()));
-        dispatcher.unlink(accepted, ReadMask);
-        return;
-    }
-    Session& session = sessions[accepted];
-    session.from = addressText(stream);
-    session.connection = std::move(connection);
+    Session& session = sessions.at(conn);
+    if (!session.outgoing.flush())
+        refuse(session, session.outgoing.error());
+    return 0;
 }
 
-// A listener that is left linked stays readable and would be reported over and over.
-void SampleServer::pauseAccepting()
-{
-    dispatcher.unlink(&listener, ReadMask);
-    dispatcher.startTimer(acceptPauseSeconds, 0, this);
-}
-
-void SampleServer::timerExpired(long /*sec*/, long /*usec*/)
-{
-    dispatcher.link(&listener, nullptr, ReadMask, this);
-}
-
+// One message a call: what has come behind it is reported again, after the other agents have had their turn.
 void SampleServer::receive(Session& session)
 {
-    PacketKind kind = {};
-    if (!receivePacket(*session.connection, incoming, kind)) {
-        if (incoming.code == Itc_Ndr_Disconnection)
+    if (!session.incoming.read(*session.connection)) {
+        if (session.incoming.hasPeerLeft())
             end(session);
-        else
-            refuse(session, incoming.STATUS_text());
+        else if (session.incoming.severity == Error)
+            refuse(session, session.incoming.STATUS_text());
         return;
     }
-    if (kind == PacketKind::sample)
-        incoming >> sample;
-    else
-        ::refuse(incoming, Itc_Tp_Unknown_Protocol);
-
-    if (incoming.severity != Success || !enter(session))
-        refuse(session, incoming.STATUS_text());
-    else if (!acknowledge(session))
-        refuse(session, fmt::format("{} ({})", outgoing.STATUS_text(), session.connection->STATUS_text()));
+    session.latestMessage = Clock::now();
+    itcDispatcher::messagesRead += 1; // for the library's report
+    itcDispatcher::bytesRead += session.incoming.raw_length();
+    if (!takeSample(session))
+        refuse(session, "a message that makes no sense");
 }
 
-bool SampleServer::enter(Session& session)
+bool SampleServer::takeSample(Session& session)
 {
-    const bool isFirst = session.agent == nullptr;
-    if (isFirst)
-        session.agent = &table.arrive(sample.agent, session.from);
-    const bool follows = session.agent->add(sample);
-    if (!follows)
-        ::refuse(incoming, Itc_Tp_Unknown_Protocol);
-    if (isFirst)
-        display.note(fmt::format("{} has connected from {}", sample.agent, session.from));
-    return follows;
+    itcMsgHdr header;
+    session.incoming >> header;
+    if (session.incoming.severity != Success || kindOf(header) != MessageKind::sample)
+        return false;
+    Sample sample;
+    session.incoming >> sample;
+    if (session.incoming.severity != Success)
+        return false;
+
+    const std::string name = agentOf(header);
+    if (session.agent == nullptr) {
+        session.agent = &table.arrive(name, session.from);
+        display.note(fmt::format("{} has connected from {}", name, session.from));
+    }
+    return session.agent->name == name && session.agent->add(sample) && acknowledge(session, sample);
 }
 
-bool SampleServer::acknowledge(Session& session)
+bool SampleServer::acknowledge(Session& session, const Sample& sample)
 {
-    beginPacket(outgoing, PacketKind::acknowledgement) << Acknowledgement{sample.sequence, sample.sentMicros};
-    *session.connection << outgoing;
-    return outgoing.severity == Success;
+    Acknowledgement acknowledgement;
+    acknowledgement.sequence = sample.sequence;
+    acknowledgement.sentMicros = sample.sentMicros;
+    return session.outgoing.size() < mostWaiting &&
+           session.outgoing.put(headerOf(MessageKind::acknowledgement, session.agent->name), acknowledgement);
 }
 
 void SampleServer::sayGoodbye()
 {
-    dispatcher.stopTimer(this);
-    dispatcher.unlink(&listener, ReadMask);
-    listener.Close();
     for (auto& [connection, session] : sessions) {
-        beginPacket(outgoing, PacketKind::goodbye);
-        *connection << outgoing; // one that fails is found out by the next read
+        const std::string name = session.agent != nullptr ? session.agent->name : "";
+        session.outgoing.put(headerOf(MessageKind::goodbye, name)); // one that fails is found out by the next read
+    }
+}
+
+// An agent may be silent between two messages for as long as it likes; inside one, or before its first, it may not.
+void SampleServer::refuseStalled()
+{
+    for (auto next = sessions.begin(); next != sessions.end();) {
+        Session& session = (next++)->second;
+        const bool owesSomething = session.agent == nullptr || session.incoming.isInsideMessage();
+        if (owesSomething && Clock::now() - session.latestMessage > longestStall)
+            refuse(session, "nothing more has come");
     }
 }
 
@@ -166,9 +153,9 @@ void SampleServer::end(Session& session)
 {
     if (session.agent != nullptr) {
         session.agent->connected = false;
-        display.note(fmt::format("{} has left", session.agent->latest.agent));
+        display.note(fmt::format("{} has left", session.agent->name));
     }
     itcConnection* const connection = session.connection.get();
-    dispatcher.unlink(connection, ReadMask); // before it is deleted: the dispatcher keeps only pointers
+    dispatcher.unlink(connection, ReadMask | WriteMask); // before it is deleted: the dispatcher keeps only pointers
     sessions.erase(connection);
 }

@@ -1,4 +1,8 @@
 // Samples the machine that it runs on and sends the samples to a collector.   agent --help
+#include "Connect.h"
+#include "HeartbeatSender.h"
+#include "Message.h"
+#include "Program.h"
 #include "SampleSender.h"
 #include "Stop.h"
 
@@ -7,21 +11,22 @@
 
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
-#include <exception>
 #include <memory>
+#include <utility>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
 constexpr double longestWait = 0.2; // seconds until a stop is noticed that no signal has announced to the wait
-constexpr auto patience = std::chrono::seconds(2);
+constexpr auto patience = std::chrono::seconds(5); // with a collector that is busy when sampling ends
 
 struct Options {
     std::string host = "localhost";
     int port = 5000;
+    std::string unixPath;
+    bool sendsHeartbeats = true;
     int intervalMillis = 1000;
     double durationSeconds = 0;
     std::string name;
@@ -29,7 +34,7 @@ struct Options {
 
 std::string hostName()
 {
-    char name[Sample::longestName + 1] = "";
+    char name[longestName + 1] = "";
     gethostname(name, sizeof name - 1);
     return name[0] != '\0' ? name : "agent";
 }
@@ -37,8 +42,14 @@ std::string hostName()
 void addOptions(CLI::App& app, Options& options)
 {
     options.name = hostName();
-    app.add_option("--host", options.host, "Name or address of the collector")->capture_default_str();
-    app.add_option("--port", options.port, "Its port")->capture_default_str()->check(CLI::Range(1, 65535));
+    auto* const host =
+        app.add_option("--host", options.host, "Name or address of the collector")->capture_default_str();
+    app.add_option("--port", options.port, "Its port, for samples and heartbeats")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 65535));
+    app.add_option("--unix", options.unixPath,
+                   "Socket file of a collector on this machine, for the samples; heartbeats go to --port, if given")
+        ->excludes(host);
     app.add_option("--interval-ms", options.intervalMillis, "Time between samples")
         ->capture_default_str()
         ->check(CLI::Range(1, 3600000));
@@ -48,7 +59,7 @@ void addOptions(CLI::App& app, Options& options)
     app.add_option("--name", options.name, "The agent's name in the collector's table")
         ->capture_default_str()
         ->check([](const std::string& name) {
-            return name.size() > Sample::longestName ? fmt::format("more than {} characters", Sample::longestName) : "";
+            return name.size() > longestName ? fmt::format("more than {} characters", longestName) : "";
         });
 }
 
@@ -84,17 +95,27 @@ void awaitAcknowledgements(itcDispatcher& dispatcher, const SampleSender& sender
 
 void printSummary(const std::string& name, const SampleSender& sender)
 {
-    fmt::print("{}: {} samples sent, {} acknowledged, {} lost; round trip median {:.0f} us, 99% within {:.0f} us\n",
+    fmt::print("{}: {} samples sent, {} acknowledged, {} lost; round trip median {:.0f} us, 99% within {:.0f} us; "
+               "at most {} waiting\n",
                name, sender.sent(), sender.acknowledged(), sender.unacknowledged(), sender.roundTrips().quantile(0.5),
-               sender.roundTrips().quantile(0.99));
+               sender.roundTrips().quantile(0.99), sender.mostWaiting());
 }
 
 int run(const Options& options)
 {
-    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance()); // ours to delete, after the sender
-    SampleSender sender(*dispatcher, options.name, std::chrono::milliseconds(options.intervalMillis));
-    if (!sender.start(options.host, options.port))
+    const bool isLocal = !options.unixPath.empty();
+    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance()); // ours to delete, after its users
+    auto connection = isLocal ? connectByUnix(options.unixPath) : connectByTcp(options.host, options.port);
+    if (connection == nullptr)
         return 1;
+    SampleSender sender(*dispatcher, std::move(connection), options.name,
+                        std::chrono::milliseconds(options.intervalMillis));
+    HeartbeatSender heart(*dispatcher, options.name);
+    if (!sender.start())
+        return 1;
+    if (options.sendsHeartbeats)
+        heart.start(isLocal ? itcInetAddress::Localhost : options.host, options.port); // without them it works as well
+
     sample(*dispatcher, sender, options.durationSeconds);
     awaitAcknowledgements(*dispatcher, sender);
     printSummary(options.name, sender);
@@ -104,17 +125,13 @@ int run(const Options& options)
 } // namespace
 
 int main(int argc, char** argv)
-try {
-    // First thing in every host: writing to a peer that has gone then fails, instead of ending the process.
-    std::signal(SIGPIPE, SIG_IGN);
-    stopOnSignals();
-
-    CLI::App app("Samples this machine and sends the samples to a collector.");
-    Options options;
-    addOptions(app, options);
-    CLI11_PARSE(app, argc, argv);
-    return run(options);
-} catch (const std::exception& failure) { // the library throws nothing, but printing may
-    std::fprintf(stderr, "agent: %s\n", failure.what());
-    return 1;
+{
+    return runProgram("agent", [&]() -> int {
+        CLI::App app("Samples this machine and sends the samples to a collector.");
+        Options options;
+        addOptions(app, options);
+        CLI11_PARSE(app, argc, argv);
+        options.sendsHeartbeats = options.unixPath.empty() || app.count("--port") > 0;
+        return run(options);
+    });
 }

@@ -1,17 +1,22 @@
 // Receives samples from any number of agents, and shows and sums up what they measure.   collector --help
+#include "Acceptor.h"
 #include "AgentTable.h"
 #include "Display.h"
+#include "HeartbeatReceiver.h"
+#include "Hooks.h"
+#include "Listeners.h"
+#include "Program.h"
 #include "SampleServer.h"
 #include "Stop.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>
 
-#include <csignal>
 #include <cstdio>
-#include <exception>
 #include <fstream>
+#include <list>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -23,9 +28,12 @@ constexpr auto patience = std::chrono::seconds(2);
 struct Options {
     int port = 5000;
     std::string portFile;
+    std::string unixPath;
     double durationSeconds = 0;
     std::size_t agentsExpected = 0;
     int refreshMillis = 1000;
+    bool trace = false;
+    bool report = false;
 };
 
 void addOptions(CLI::App& app, Options& options)
@@ -33,6 +41,7 @@ void addOptions(CLI::App& app, Options& options)
     app.add_option("--port", options.port, "Port to listen on; 0: any that is free")
         ->capture_default_str()
         ->check(CLI::Range(0, 65535));
+    app.add_option("--unix", options.unixPath, "Socket file to listen at as well; whatever lies there is replaced");
     app.add_option("--port-file", options.portFile, "File to write the port to, once agents can connect");
     app.add_option("--duration", options.durationSeconds, "Seconds to run at most; 0: until interrupted")
         ->capture_default_str()
@@ -43,6 +52,8 @@ void addOptions(CLI::App& app, Options& options)
     app.add_option("--refresh-ms", options.refreshMillis, "Time between two refreshes of the display")
         ->capture_default_str()
         ->check(CLI::Range(50, 3600000));
+    app.add_flag("--trace", options.trace, "Print to stderr what the library traces: what fails, and name lookups");
+    app.add_flag("--report", options.report, "Print the library's performance report to stderr, once a minute");
 }
 
 // Under another name first: whoever waits for the file never finds half of it.
@@ -62,7 +73,7 @@ bool writePortFile(const std::string& path, int port)
 void serve(itcDispatcher& dispatcher, const SampleServer& server, const AgentTable& table, const Options& options)
 {
     const auto allCameAndLeft = [&] {
-        return options.agentsExpected > 0 && table.agents().size() >= options.agentsExpected && !server.hasSessions();
+        return options.agentsExpected > 0 && table.agents().size() >= options.agentsExpected && !server.hasAgents();
     };
     const double limit = options.durationSeconds > 0 ? options.durationSeconds : 1e9;
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limit));
@@ -85,14 +96,30 @@ int run(const Options& options)
     AgentTable table;
     Display display(*dispatcher, table, std::chrono::milliseconds(options.refreshMillis));
     SampleServer server(*dispatcher, table, display);
+    HeartbeatReceiver heartbeats(*dispatcher, table);
+    std::list<Acceptor> acceptors;
+    const auto acceptAt = [&](std::unique_ptr<itcConnection> listener) {
+        return listener != nullptr &&
+               acceptors
+                   .emplace_back(
+                       *dispatcher, std::move(listener),
+                       [&](std::unique_ptr<itcConnection> connection) { server.serve(std::move(connection)); },
+                       [&](const std::string& text) { display.note(text); })
+                   .start();
+    };
 
-    const int port = server.listen(options.port);
-    if (port == 0 || (!options.portFile.empty() && !writePortFile(options.portFile, port)))
+    int port = options.port;
+    if (!acceptAt(listenByTcp(port)) || (!options.unixPath.empty() && !acceptAt(listenByUnix(options.unixPath))))
+        return 1;
+    if (!heartbeats.listen(port))
+        display.note(fmt::format("no heartbeats on port {}: {}", port, heartbeats.error()));
+    if (!options.portFile.empty() && !writePortFile(options.portFile, port))
         return 1;
     display.note(fmt::format("waiting for agents on port {}; Ctrl-C ends", port));
     display.start();
 
     serve(*dispatcher, server, table, options);
+    acceptors.clear();
     letAgentsLeave(*dispatcher, server);
     display.finish(server.refusedConnections());
     return table.lost() == 0 && table.agents().size() >= options.agentsExpected ? 0 : 1;
@@ -101,17 +128,13 @@ int run(const Options& options)
 } // namespace
 
 int main(int argc, char** argv)
-try {
-    // First thing in every host: writing to a peer that has gone then fails, instead of ending the process.
-    std::signal(SIGPIPE, SIG_IGN);
-    stopOnSignals();
-
-    CLI::App app("Receives samples from agents, and shows and sums up what they measure.");
-    Options options;
-    addOptions(app, options);
-    CLI11_PARSE(app, argc, argv);
-    return run(options);
-} catch (const std::exception& failure) { // the library throws nothing, but printing may
-    std::fprintf(stderr, "collector: %s\n", failure.what());
-    return 1;
+{
+    return runProgram("collector", [&]() -> int {
+        CLI::App app("Receives samples from agents, and shows and sums up what they measure.");
+        Options options;
+        addOptions(app, options);
+        CLI11_PARSE(app, argc, argv);
+        installHooks(options.trace, options.report);
+        return run(options);
+    });
 }

@@ -1,0 +1,53 @@
+#include "Acceptor.h"
+
+#include <utility>
+
+namespace {
+
+constexpr long restSeconds = 1;
+
+}
+
+Acceptor::Acceptor(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> listener, Accepted accepted, Note note)
+    : dispatcher(dispatcher), listener(std::move(listener)), accepted(std::move(accepted)), note(std::move(note))
+{}
+
+Acceptor::~Acceptor()
+{
+    dispatcher.stopTimer(this);
+    dispatcher.unlink(listener.get(), ReadMask);
+}
+
+bool Acceptor::start()
+{
+    // Non-blocking: who waited to be accepted may be gone when it comes to that.
+    return listener->SetOption(itcConnection::ItcNonBlocking) &&
+           dispatcher.link(listener.get(), nullptr, ReadMask, this) == 1;
+}
+
+int Acceptor::inputReady(itcConnection* /*conn*/, char* /*clientData*/)
+{
+    // Asked first, since at the limit AcceptConnection() would close the listener for good.
+    if (itcConnection::hasMaxConnCount())
+        return rest("as many connections as this process may have; further ones wait");
+    itcConnection* peer = nullptr;
+    const bool hasAccepted = listener->AcceptConnection(&peer, nullptr, nullptr) == 1;
+    if (!hasAccepted && listener->code == Itc_Tp_Would_Block)
+        return 0;
+    if (!hasAccepted)
+        return rest("a connection could not be accepted: " + listener->STATUS_text());
+    accepted(std::unique_ptr<itcConnection>(peer));
+    return 0;
+}
+
+int Acceptor::rest(const std::string& reason)
+{
+    note(reason);
+    dispatcher.startTimer(restSeconds, 0, this);
+    return -1; // unlinked
+}
+
+void Acceptor::timerExpired(long /*sec*/, long /*usec*/)
+{
+    start();
+}

@@ -1,0 +1,36 @@
+#include "HeartbeatSender.h"
+
+#include "Heartbeat.h"
+#include "Message.h"
+
+#include <fmt/core.h>
+
+#include <utility>
+
+HeartbeatSender::HeartbeatSender(itcDispatcher& dispatcher, std::string agent)
+    : agent(std::move(agent)),
+      ticker(dispatcher, std::chrono::milliseconds(Heartbeat::intervalMillis), [this] { send(); })
+{}
+
+bool HeartbeatSender::start(const std::string& host, int port)
+{
+    itcInetAddress collector(host.c_str(), port, IPPROTO_UDP);
+    // Connecting a datagram socket only notes where to send: the collector need not be there.
+    if (collector.status.severity != Success || socket.OpenConnection(collector, nullptr, nullptr) != 1 ||
+        !socket.SetOption(itcConnection::ItcNonBlocking)) {
+        fmt::print(stderr, "no heartbeats to {} port {}: {} {}\n", host, port, collector.status.STATUS_text(),
+                   socket.STATUS_text());
+        return false;
+    }
+    ticker.start();
+    return true;
+}
+
+void HeartbeatSender::send()
+{
+    Heartbeat heartbeat;
+    heartbeat.number = ++number;
+    itcNDRSend datagram;
+    datagram << headerOf(MessageKind::heartbeat, agent) << heartbeat;
+    socket << datagram; // one frame, one datagram
+}
