@@ -16,7 +16,16 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/KIVConfig.cmake ${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake
     DESTINATION ${KIV_PACKAGE_DIR})
 
-# The file is found wherever the tree is installed: its paths start from its own place.
-file(RELATIVE_PATH KIV_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# The paths in kiv.pc start from its own place, so that the installed tree can be moved, unless they were given as absolute.
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
+    set(KIV_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
+    set(KIV_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+    set(KIV_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+else()
+    file(RELATIVE_PATH toPrefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+    set(KIV_PC_PREFIX \${pcfiledir}/${toPrefix})
+    set(KIV_PC_LIBDIR \${prefix}/${CMAKE_INSTALL_LIBDIR})
+    set(KIV_PC_INCLUDEDIR \${prefix}/${CMAKE_INSTALL_INCLUDEDIR})
+endif()
 configure_file(cmake/kiv.pc.in ${PROJECT_BINARY_DIR}/kiv.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -22,9 +22,10 @@ struct EchoServer : itcIOHandler {
     int accept()
     {
         itcConnection* peer = nullptr; // ours: inputReady() deletes it
-        if (itcConnection::hasMaxConnCount() || listener.AcceptConnection(&peer, nullptr, nullptr) != 1)
-            return -1;                                     // the listener is unlinked: no more clients
-        peer->SetOption(itcConnection::ItcStrictBlocking); // packets are read whole, in however many pieces they come
+        if (listener.AcceptConnection(&peer, nullptr, nullptr) != 1)
+            return -1; // at the connection limit, or out of descriptors: main() ends
+        // Packets are read whole. A peer that closes inside one would hang us; docs/integration.md tells another way.
+        peer->SetOption(itcConnection::ItcStrictBlocking);
         itcDispatcher::instance()->link(peer, nullptr, ReadMask, this);
         return 0;
     }
@@ -36,12 +37,11 @@ struct EchoServer : itcIOHandler {
         if (request.raw_length() >= sizeof text)
             return false; // a text may be as long as its packet, so from here on it fits
         request >> number >> text;
-        if (request.severity != Success) // asked after the last take: nothing clears it in between
-            return false;
         itcNDRSend reply;
         reply << number << text;
-        peer << reply;
-        return reply.severity == Success;
+        if (request.severity == Success) // asked after the last take: nothing clears it in between
+            peer << reply;
+        return request.severity == Success && reply.severity == Success;
     }
 };
 

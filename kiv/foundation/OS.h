@@ -145,9 +145,9 @@ KIV_EXPORT char* OS_strerror(...);
 
 /// \name Resolver
 /// Each call behaves exactly as the one it wraps and is traced before and after under `DBG_KIV`, the two texts paired
-/// by the call's number. The ports in those texts are the raw field in network order, as they have always been: port 80
-/// reads 20480. Where an argument or result has no text to show (null, unterminated, too short for
-/// its family) the trace shows none. `errno` is not kept across the second trace.
+/// by the call's number. The ports in those texts are the raw field in network order: port 80 reads 20480. Where an
+/// argument or result has no text to show (null, unterminated, too short for its family) the trace shows none. `errno`
+/// is not kept across the second trace.
 /// \{
 KIV_EXPORT int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result);
 KIV_EXPORT void OS_freeaddrinfo(addrinfo* list); ///< A null list is traced but nothing is called.

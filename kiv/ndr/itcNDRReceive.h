@@ -119,9 +119,9 @@ public:
     ///         storage.
     int end_transaction();
 
-    /// What the operators below are made of; hosts use those.
+    /// Internal to the operators below, which hosts use.
     template <class Byte> KIV_INLINE itcNDRReceive& takeByte(Byte& value);
-    /// What the operators below are made of; hosts use those.
+    /// Internal to the operators below, which hosts use.
     template <class Value> KIV_INLINE itcNDRReceive& takeAligned(Value& value);
 
 protected:

@@ -65,9 +65,8 @@ public:
     /// Uses the caller's buffer, which must outlive its use here; storage of its own is freed. Clears the status.
     ///
     /// The packet begins at the first multiple of 8 in `buf`. Its data then lies 12 bytes behind such a multiple, so
-    /// bytes come to offsets that are 4 modulo 8. When a put outgrows the buffer, storage of its own takes its place,
-    /// where the same values come to multiples of 8. Peers must build and read such packets alike: best keep them out
-    /// of these.
+    /// values of 8 bytes come to offsets that are 4 modulo 8. When a put outgrows the buffer, storage of its own takes
+    /// its place, and from there on they come to multiples of 8. Keep such values out of a caller's buffer.
     ///
     /// Failures: `Itc_Ndr_No_Buffer_Provided` for null, `Itc_Ndr_Buffer_Size_Too_Small` below 32 bytes; Error. More
     /// than 1 MiB is ignored without a word: the status is clear and the object unchanged.
@@ -105,9 +104,9 @@ public:
     /// \return the severity; (`Itc_Ndr_No_Buffer_Provided`, Error) if none was opened in this packet.
     int end_transaction();
 
-    /// What the operators below are made of; hosts use those.
+    /// Internal to the operators below, which hosts use.
     template <class Byte> KIV_INLINE itcNDRSend& putByte(Byte value);
-    /// What the operators below are made of; hosts use those.
+    /// Internal to the operators below, which hosts use.
     template <class Value> KIV_INLINE itcNDRSend& putAligned(Value value);
 
 protected:
