@@ -1,7 +1,7 @@
 #include <kiv/address/itcInetAddress.h>
 
 #include <kiv/address/detail/AddressLength.h>
-#include <kiv/address/detail/HostText.h>
+#include <kiv/address/detail/HostName.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
@@ -60,7 +60,7 @@ int socketTypeOf(int protocol)
 
 } // namespace
 
-const char* nameOf(const sockaddr_storage& address, HostText& text, int flags)
+const char* hostNameOf(const sockaddr_storage& address, HostText& text, int flags)
 {
     text[0] = '\0';
     if (OS_getnameinfo(asSockaddr(address), addressLength(address), text, sizeof text, nullptr, 0, flags) != 0)
@@ -157,13 +157,13 @@ bool itcInetAddress::lookup(const char* host, const char* service, int protocol)
 const char* itcInetAddress::hostname() const
 {
     static HostText text;
-    return nameOf(address, text, 0);
+    return hostNameOf(address, text, 0);
 }
 
 const char* itcInetAddress::numeric_hostname() const
 {
     static HostText text;
-    return nameOf(address, text, NI_NUMERICHOST);
+    return hostNameOf(address, text, NI_NUMERICHOST);
 }
 
 int itcInetAddress::port() const

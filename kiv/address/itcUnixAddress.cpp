@@ -32,14 +32,10 @@ bool makeTemporaryName(char (&name)[sizeof(sockaddr_un::sun_path)])
     return true;
 }
 
-// The resolver is asked first, for its answer and its usual traces. Most resolvers refuse the family, and then the
-// address is made here. \return false when it cannot be made.
-bool resolve(const char* path, sockaddr_storage& made)
+// What the resolver has answered. Most resolvers refuse the family, and then the address is made here.
+// \return false when there is none.
+bool addressFrom(int returnCode, const addrinfo* answer, const char* path, sockaddr_storage& made)
 {
-    addrinfo hints = {};
-    hints.ai_family = AF_UNIX;
-    addrinfo* answer = nullptr;
-    const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
     if (returnCode == EAI_FAMILY) {
         sockaddr_un local = {};
         local.sun_family = AF_UNIX;
@@ -50,14 +46,24 @@ bool resolve(const char* path, sockaddr_storage& made)
         std::memcpy(&made, &local, sizeof local);
         return true;
     }
-    if (returnCode != 0)
-        return false;
     // Within this length a path is followed by a zero of the storage, whatever the resolver has written.
-    const bool fits = answer != nullptr && answer->ai_addr != nullptr && answer->ai_addrlen <= sizeof(sockaddr_un);
+    const bool fits =
+        returnCode == 0 && answer != nullptr && answer->ai_addr != nullptr && answer->ai_addrlen <= sizeof(sockaddr_un);
     if (fits)
         std::memcpy(&made, answer->ai_addr, answer->ai_addrlen);
-    OS_freeaddrinfo(answer);
     return fits;
+}
+
+// The resolver is asked in any case, for its answer and its usual traces.
+bool resolve(const char* path, sockaddr_storage& made)
+{
+    addrinfo hints = {};
+    hints.ai_family = AF_UNIX;
+    addrinfo* answer = nullptr;
+    const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
+    const bool resolved = addressFrom(returnCode, answer, path, made);
+    OS_freeaddrinfo(answer);
+    return resolved;
 }
 
 } // namespace

@@ -8,7 +8,7 @@
 ///
 /// \par Threads  One thread at a time per object.
 /// \par Errors   Nothing throws. set() tells success and leaves the reason in `status`; after a constructor test
-///               `status.severity`. An address whose path was refused holds none.
+///               `status.severity`. Do not use an address whose path was refused.
 class KIV_EXPORT itcUnixAddress : public itcAddress {
 public:
     static constexpr int Max_SockUnix_Pathlen = 107; ///< The longest path, without its terminating zero.
@@ -23,7 +23,8 @@ public:
     /// Stores a path.
     ///
     /// Null and #Temp ask for a fresh name in the system's directory for temporary files. It is not guessable, so
-    /// nobody else will have taken it before it is bound.
+    /// nobody else will have taken it before it is bound. The resolver is asked about every path, and its calls are
+    /// traced; it takes "*" for no path at all (say "./*").
     /// \return true when `status.severity` is Success afterwards; false with (`Itc_Tp_Path_Too_Long`, Error), when the
     ///         path is too long, or the resolver fails on it, or the system has no random bytes for a name yet.
     bool set(const char* path);

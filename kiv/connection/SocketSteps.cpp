@@ -60,9 +60,14 @@ void takeIPv4PeersToo(int td, const sockaddr_storage& address)
 
 bool bindOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed)
 {
-    takeIPv4PeersToo(td, local);
     return OS_bind(td, asSockaddr(local), addressLength(local)) == 0 ||
            closeAndFail(connection, failed, Itc_Tp_Bind_Call_Failed);
+}
+
+bool bindNetOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed)
+{
+    takeIPv4PeersToo(td, local);
+    return bindOrClose(connection, td, local, failed);
 }
 
 bool listenOrClose(itcConnection& connection, int td, const char* failed)

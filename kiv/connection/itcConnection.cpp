@@ -1,6 +1,6 @@
 #include <kiv/connection/itcConnection.h>
 
-#include <kiv/address/detail/HostText.h>
+#include <kiv/address/detail/HostName.h>
 #include <kiv/address/itcInetAddress.h>
 #include <kiv/foundation/detail/SetStatus.h>
 #include <kiv/foundation/detail/Trace.h>
@@ -29,9 +29,9 @@ ssize_t refuseLength()
 std::string textOf(const itcInetAddress& address)
 {
     HostText text;
-    std::string name = nameOf(address.address, text, 0);
+    std::string name = hostNameOf(address.address, text, 0);
     if (name.empty())
-        name = nameOf(address.address, text, NI_NUMERICHOST);
+        name = hostNameOf(address.address, text, NI_NUMERICHOST);
     return name;
 }
 
@@ -216,7 +216,7 @@ bool itcConnection::SetOption(ConnOptions opt)
         setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
         return false;
     }
-    // A refused switch leaves the status of the last transfer readable: nothing has been transferred.
+    // A refused switch leaves the status as it was.
     if (opt == ItcNonBlocking && OS_setNonBlocking(td) == 0) {
         traceFailure("itcConnection::SetOption() failed to set socket to non-blocking");
         return false;

@@ -64,7 +64,7 @@ public:
 
     // Hosts derive from this class: the order of these operations is binary interface.
 
-    virtual ~itcConnection(); ///< Closes the descriptor, if there is one.
+    virtual ~itcConnection(); ///< Closes the descriptor, if there is one. One that cannot be closed is lost here.
     virtual int ReadDescriptor() const;
     virtual int WriteDescriptor() const;
     virtual int ExceptDescriptor() const;
@@ -80,9 +80,9 @@ public:
     ///
     /// A socket that has nothing is asked again for half as much, down to one byte, before "would block" is reported.
     /// With ItcStrictBlocking it receives until all `len` bytes are there.
-    /// \return the number of bytes, with a clear status; 0 when the peer has closed, which only ItcStrictBlocking marks
-    ///         with (`Itc_Tp_Unexpected_Disconnection`, Warning), and only before the first byte. -1 with
-    ///         (`Itc_Tp_Would_Block`, Warning), unlike Write(), which gives 0 then; or with
+    /// \return the number of bytes, with a clear status; 0 when the peer has closed (or `len` is 0), which only
+    ///         ItcStrictBlocking marks with (`Itc_Tp_Unexpected_Disconnection`, Warning), and only before the first
+    ///         byte. -1 with (`Itc_Tp_Would_Block`, Warning), unlike Write(), which gives 0 then; or with
     ///         `Itc_Tp_Descriptor_Not_Yet_Set` or `Itc_Tp_Read_Call_Failed`, Error. A negative `len` fails as a call
     ///         with EINVAL does; with ItcStrictBlocking it counts as done at once and is returned, nothing being read.
     /// \warning With ItcStrictBlocking a peer that closes after the first byte leaves this call receiving 0 for ever.
@@ -124,10 +124,10 @@ public:
     virtual int GetSockNameResolutionErr() const; ///< The pending system error number.
 
     /// The peer's host name, else its numeric address, without the port; empty when it has no address. Waits for the
-    /// resolver.
+    /// resolver. Sets the status as the address form does, so not for objects that are defined const.
     virtual std::string GetPeername() const;
     /// The local host name, else the numeric address, without the port; empty when there is no address. Waits for the
-    /// resolver.
+    /// resolver. Sets the status as the address form does, so not for objects that are defined const.
     virtual std::string GetSockname() const;
 
     /// \name Internal buffers
@@ -174,7 +174,7 @@ protected:
     /// | all but Connected  | Bound          | CreateEndpoint() of datagrams                                     |
     /// | all but Connected  | Listening      | CreateEndpoint() of streams                                       |
     /// | Closed, Bound      | Connected      | a TCP connect in ItcBlocking                                      |
-    /// | Closed, Bound      | ConnectPending | a TCP connect in any other mode; it stays so once it is connected |
+    /// | Closed, Bound      | ConnectPending | a TCP connect in any other mode in force; it stays so             |
     /// | any                | Connected      | OpenConnection() of datagrams                                     |
     /// | any                | Shutdown       | Shutdown()                                                        |
     /// | any                | Closed         | Close(), first thing, also when it then fails                     |

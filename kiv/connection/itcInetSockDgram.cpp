@@ -36,8 +36,8 @@ itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
                     {"itcInetSockDgram::itcInetSockDgram() max connections reached",
                      "itcInetSockDgram::itcInetSockDgram() OS_socket() call failed. td = "}))
         return;
-    if (!bindOrClose(*this, td, local.address,
-                     "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = "))
+    if (!bindNetOrClose(*this, td, local.address,
+                        "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = "))
         return;
     connType = ItcTypeUnspecified;
     connOptions = ItcBlocking;
@@ -122,7 +122,7 @@ int itcInetSockDgram::CreateEndpoint(itcInetAddress& local)
                                "itcInetSockDgram::CreateEndpoint() OS_socket() call failed. td = "}))
         return 0;
     if (connState != ItcStateBound &&
-        !bindOrClose(*this, td, local.address, "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = "))
+        !bindNetOrClose(*this, td, local.address, "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = "))
         return 0;
     connType = ItcTypeEndpoint;
     connState = ItcStateBound;

@@ -55,8 +55,8 @@ itcInetSockStream::itcInetSockStream(itcInetAddress& local)
         setStatus(*this, Itc_Tp_Socket_Call_Failed, Error);
         return;
     }
-    if (!bindOrClose(*this, td, local.address,
-                     "itcInetSockStream::itcInetSockStream() OS_bind() call failed. errorNumber = "))
+    if (!bindNetOrClose(*this, td, local.address,
+                        "itcInetSockStream::itcInetSockStream() OS_bind() call failed. errorNumber = "))
         return;
     connType = ItcTypeUnspecified;
     connOptions = ItcBlocking;
@@ -93,8 +93,8 @@ int itcInetSockStream::CreateEndpoint(itcInetAddress& local)
         }
     }
     const bool isBound = connState == ItcStateBound || connState == ItcStateListening;
-    if (!isBound && !bindOrClose(*this, td, local.address,
-                                 "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = "))
+    if (!isBound && !bindNetOrClose(*this, td, local.address,
+                                    "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = "))
         return 0;
     if (!listenOrClose(*this, td, "itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = "))
         return 0;

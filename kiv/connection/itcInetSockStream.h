@@ -32,7 +32,8 @@ public:
     /// \warning The limit is kept with SIGALRM and the process's real-time interval timer. One such connect at a time,
     ///          on the main thread, with SIGALRM unblocked and both left alone meanwhile; an alarm that fires before
     ///          the connect has been entered is lost. Wherever that is too much to promise, connect in ItcNonBlocking
-    ///          mode and start a timer of the dispatcher.
+    ///          mode and start a timer of the dispatcher. Where the handler of SIGALRM cannot be installed there is no
+    ///          limit.
     void setConnTimeout(unsigned int ms);
 
     /// Chooses how Close() ends the connection: true, the normal way, gracefully; false, at once, with a reset, unsent
@@ -58,20 +59,21 @@ public:
     int OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData) override;
     /// OpenConnection() without a callback.
     int OpenConnNormal(itcInetAddress& remote);
-    /// The connect itself: leaves the state as it is.
+    /// The connect itself: a success leaves the state as it is.
     int OpenConn(itcInetAddress& remote);
 
     /// Accepts one peer.
     ///
     /// \param out receives a new itcInetSockStream, connected and blocking, which the caller owns. It inherits nothing
-    ///            from this object. Null fails like a failed accept, before anything is accepted.
+    ///            from this object and is not marked close-on-exec. Null fails like a failed accept, before anything is
+    ///            accepted.
     /// \return 1, with a clear status; else -1 as doAccept().
     /// \warning At the connection limit this object closes itself, while the accepted descriptor stays open and
     ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.
     /// \warning While the process is out of descriptors a listener stays readable: unlink it and come back by timer.
     int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData) override;
 
-    /// Accepts one peer as a bare, counted descriptor.
+    /// Accepts one peer as a bare, counted descriptor, not marked close-on-exec.
     ///
     /// \return the descriptor; else -1, which `cb` is told too, with (`Itc_Tp_Socket_Still_Connected`, Warning) when
     ///         not listening, (`Itc_Tp_Would_Block`, Warning), or `Itc_Tp_Accept_Call_Failed` or

@@ -11,8 +11,8 @@
 /// here prints none: its failures are in the status only. Descriptors are not marked close-on-exec.
 ///
 /// \par Files      The socket file has mode 0777 whatever the umask, so that every local user may connect; protect the
-///                 directory where that is too many. The object that has bound a path, or tried to, removes it in its
-///                 destructor, not when it closes.
+///                 directory where that is too many. The destructor removes the path that this object has bound
+///                 last, or tried to; Close() does not.
 /// \par Callbacks  Called with the very result that the operation returns, on the same thread, before it returns.
 class KIV_EXPORT itcUnixSockStream : public itcLocalConnection {
 public:
@@ -58,7 +58,8 @@ public:
     ///         `Itc_Tp_Max_Connections_Reached`, `Itc_Tp_Socket_Call_Failed`, `Itc_Tp_Bind_Call_Failed` or
     ///         `Itc_Tp_Listen_Call_Failed`, Error. After a failed bind or listen the socket is closed.
     /// \warning Whatever lies at the path is unlinked first. A connected client is not refused: it loses its
-    ///          connection.
+    ///          connection. An object that binds a second path forgets the first: its file stays, and so does the
+    ///          memory of its name.
     bool CreateEndpoint(itcUnixAddress& addr) override;
 
     int OpenConn(itcUnixAddress& addr);       ///< OpenConnection() without a callback.

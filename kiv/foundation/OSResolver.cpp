@@ -84,7 +84,7 @@ int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
 
     const int returnCode = ::getaddrinfo(host, service, hints, result);
 
-    if (hasText && traceWanted(KivDebug::DBG_KIV)) {
+    if (traceWanted(KivDebug::DBG_KIV) && hasText) {
         Endpoint first;
         if (returnCode == 0 && result != nullptr && *result != nullptr && (*result)->ai_addr != nullptr)
             first.capture((*result)->ai_addr, (*result)->ai_addrlen);

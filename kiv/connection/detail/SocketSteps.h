@@ -23,10 +23,13 @@ bool makeSocket(itcStatus& status, int& td, int family, int type, const SocketTe
 
 int connectSocket(int td, const sockaddr_storage& remote);
 
-/// Binds the socket of a connection; one on an IPv6 address takes IPv4 peers too. What cannot be bound is closed.
+/// Binds the socket of a connection. What cannot be bound is closed.
 /// \param failed ends where the error number is appended; null where a transport prints nothing.
 /// \return false with (`Itc_Tp_Bind_Call_Failed`, Error) and the bind's error number in the connection's status.
 bool bindOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed);
+
+/// The same for an Internet address: a socket on IPv6 takes IPv4 peers too.
+bool bindNetOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed);
 
 /// Listens on the socket of a connection; what cannot listen is closed.
 /// \param failed ends where the error number is appended; null where a transport prints nothing.

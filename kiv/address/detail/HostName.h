@@ -12,4 +12,4 @@ constexpr std::size_t maxHostLength = 1024;
 using HostText = char[maxHostLength + 1];
 
 /// The name of an address, by `NI_` flags, written to `text`; empty if it has none.
-const char* nameOf(const sockaddr_storage& address, HostText& text, int flags);
+const char* hostNameOf(const sockaddr_storage& address, HostText& text, int flags);
