@@ -2,9 +2,7 @@
 /// The pending one-shot timers of the dispatcher.
 #pragma once
 
-#include <kiv/foundation/export.h>
-
-#include <sys/time.h>
+#include <kiv/dispatcher/Timeval.h>
 
 class itcIOHandler;
 

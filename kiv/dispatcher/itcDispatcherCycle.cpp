@@ -251,7 +251,7 @@ void itcDispatcher::notify(int n, FdMask& r, FdMask& w, FdMask& e)
         if (result < 0)
             detach(fd, everyKind);
         else if (result > 0)
-            appendFd(ready, fd); // there is room for every descriptor
+            appendFd(ready, fd); // room is kept for every descriptor; nested cycles may ask for more
     };
 
     // Handlers may detach any descriptor meanwhile: nfds and the tables are read anew at every step.

@@ -382,11 +382,11 @@ itcConnection& operator>>(itcConnection& c, itcNDRReceive& b)
         b.extend_buffer(pagesBeyond(length));
         if (b.severity == Error)
             return c;
-        // A deriving class that grows in its own way may have fallen short.
-        if (length > longestFrame || length > b.free_buffer_size_inline()) {
-            setStatus(b, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
-            return c;
-        }
+    }
+    // A deriving class that grows or tells its size in its own way may have promised too much.
+    if (length > longestFrame || length > b.free_buffer_size_inline()) {
+        setStatus(b, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        return c;
     }
 
     const int n = c.Read(b.dataStart, static_cast<int>(length));

@@ -86,8 +86,9 @@ public:
     /// that end packets with single bytes test the status instead.
     unsigned int pending_length() const;
 
-    /// Copies `len` raw bytes. With a null `dst` it only reports in `len` how many are left, in the open transaction if
-    /// there is one. Clears the status.
+    /// Copies `len` raw bytes. With a null `dst` it only reports in `len` how many are left: to the end of
+    /// the latest transaction of this packet, as its sender has announced it, 0 once that is passed; else to the end of
+    /// the data. Clears the status.
     /// \return this buffer; `Itc_Ndr_End_Of_Data`, Warning, nothing copied; `Itc_Ndr_No_Buffer_Provided`, Error.
     itcNDRReceive& extract(char* dst, unsigned int& len);
 

@@ -121,6 +121,12 @@ void itcNdrUbReceive::init(char* buf, unsigned int size)
 
 bool itcNdrUbReceive::mayTake()
 {
+    clearStatus(*this);
+    return isComplete();
+}
+
+bool itcNdrUbReceive::isComplete()
+{
     if (rxState != Complete)
         setStatus(*this, Itc_Ndr_Ub_Wrong_Transmission_State, Warning);
     return rxState == Complete;
@@ -161,7 +167,6 @@ void itcNdrUbReceive::becomeIdle()
 
 itcNdrUbReceive& itcNdrUbReceive::extract(char* dst, unsigned int& len)
 {
-    clearStatus(*this);
     if (mayTake())
         itcNDRReceive::extract(dst, len);
     return *this;
@@ -169,7 +174,6 @@ itcNdrUbReceive& itcNdrUbReceive::extract(char* dst, unsigned int& len)
 
 itcNdrUbReceive& itcNdrUbReceive::extract(char*& dst, int cap, int& len)
 {
-    clearStatus(*this);
     if (mayTake())
         itcNDRReceive::extract(dst, cap, len);
     return *this;
@@ -177,7 +181,6 @@ itcNdrUbReceive& itcNdrUbReceive::extract(char*& dst, int cap, int& len)
 
 itcNdrUbReceive& itcNdrUbReceive::get_opaque(void*& dst, int cap, int& len)
 {
-    clearStatus(*this);
     if (mayTake())
         itcNDRReceive::get_opaque(dst, cap, len);
     return *this;
@@ -185,7 +188,7 @@ itcNdrUbReceive& itcNdrUbReceive::get_opaque(void*& dst, int cap, int& len)
 
 itcNdrUbReceive& itcNdrUbReceive::skip(int n)
 {
-    if (mayTake())
+    if (isComplete())
         itcNDRReceive::skip(n);
     return *this;
 }
@@ -194,7 +197,6 @@ itcNdrUbReceive& itcNdrUbReceive::skip(int n)
 struct GuardedTakes {
     template <class Target> static itcNdrUbReceive& take(itcNdrUbReceive& b, Target&& target)
     {
-        clearStatus(b);
         if (b.mayTake())
             static_cast<itcNDRReceive&>(b) >> target;
         return b;
@@ -272,6 +274,11 @@ itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcBinData& v)
 }
 
 itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v)
+{
+    return GuardedTakes::take(b, v);
+}
+
+itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType& v)
 {
     return GuardedTakes::take(b, v);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <kiv/ndr/UbTransmissionState.h>
+#include <kiv/ndr/itcMsgHdr.h>
 #include <kiv/ndr/itcNDRReceive.h>
 
 #include <iosfwd>
@@ -30,7 +31,8 @@ public:
     /// Wraps the caller's buffer as itcNDRReceive::init() does, and is Complete at once; the status is that of init().
     void init(char* buf, unsigned int size);
 
-    /// Ready for the next frame, from Idle and Complete: itcNDRReceive::reset() and back to Idle.
+    /// Ready for the next frame, from Idle and Complete: itcNDRReceive::reset() and back to Idle. A
+    /// caller's buffer is not rewound.
     /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). Unlike
     /// a sender, a failed receiver comes back by reset_transmission_state() only.
     void reset() override;
@@ -74,6 +76,7 @@ private:
     KIV_HIDDEN void becomeIdle();
     KIV_HIDDEN void beComplete(unsigned int length);
     KIV_HIDDEN bool mayTake();
+    KIV_HIDDEN bool isComplete();
     KIV_HIDDEN bool mayReset(bool alsoFailed);
     KIV_HIDDEN void fail(ItcStatusCode failure, int error);
 
@@ -106,17 +109,19 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, unsigned long long& v
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char* v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcBinData& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v);
+KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType& v);
 /// \}
 
 /// Reads as much of the frame as the connection has. Call it again when the dispatcher reports the connection readable,
 /// until the state is Complete: it gives 0 then.
 ///
 /// Each call first asks the connection to InitRead(), also in the states in which nothing is read any more.
-/// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block
-///         changes nothing. Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
+/// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block is
+///         no failure; but the first call leaves Idle all the same, and neither reset is allowed until the frame ends.
+///         Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
 ///         `Itc_Ndr_Magic_Error`; `Itc_Ndr_Ub_Extend_Buffer_Failed`; `Itc_Ndr_Ub_Unknown_Receive_State`, all in Failed;
-///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. The status of Failed
-///         stays through further calls.
+///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. In Failed the status
+///         stays through further calls, unless InitRead() fails anew.
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);
 
 /// Reads a frame from a stream, waiting for all of it. Failures as above; the end of the stream is a disconnection. The

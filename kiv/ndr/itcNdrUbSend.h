@@ -14,8 +14,9 @@
 ///                            `--write error------> Failed
 ///  Back to Idle, from Idle, Complete and Failed: reset() for new content, reset_transmission_state() for the same.
 /// \endcode
-/// The content is frozen while a frame is in transit: it is built in Idle only. What goes round that, through the base
-/// class, is noticed by the next call, which then fails as a write failure does.
+/// The content is frozen while a frame is in transit: it is built in Idle only, transactions included. What goes round
+/// that, through the base class, and changes the place or the length of the content, is noticed by the next call, which
+/// then fails as a write failure does.
 ///
 /// \par Threads  One thread at a time per object, typically from the dispatcher's outputReady().
 /// \par Errors   Every operation of this class clears the status first. A would-block of the connection is no error.
@@ -25,7 +26,8 @@ public:
     itcNdrUbSend(unsigned int tag, unsigned int size); ///< With storage for about `size` bytes.
     ~itcNdrUbSend() override;
 
-    /// Forgets the content, ready for the next packet: itcNDRSend::reset() and back to Idle.
+    /// Forgets the content, ready for the next packet: itcNDRSend::reset() and back to Idle. In a
+    /// caller's buffer the content stays: call init() again.
     /// While a frame is in transit nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
     void reset() override;
     /// Back to Idle with the content as it is, to send it again or to extend it.
@@ -83,7 +85,8 @@ KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, const itcXNDR& v);
 /// writable, until it gives 0.
 ///
 /// \return the number of bytes of the frame that are still unsent; 0 also in Complete and Failed, where nothing is
-///         sent. A would-block changes nothing. Otherwise, in Failed: (`Itc_Ndr_Ub_Packet_Write_Failed`, Error) with
+///         sent. A would-block is no failure; but the first call leaves Idle all the same, and neither reset is allowed
+///         until the frame ends. Otherwise, in Failed: (`Itc_Ndr_Ub_Packet_Write_Failed`, Error) with
 ///         the connection's error number, also for a buffer without storage or one that has changed under way; or
 ///         (`Itc_Ndr_Ub_Unknown_Send_State`, Error).
 KIV_EXPORT unsigned int operator<<(itcConnection& c, itcNdrUbSend& s);

@@ -309,3 +309,16 @@ TEST_F(NdrReceiveFromHost, DoesNotBelieveAGrowthThatFellShort)
     EXPECT_EQ(stingy.severity, Error);
     EXPECT_THAT(connection.sizes, ElementsAre(4, 4));
 }
+
+TEST_F(NdrReceiveFromHost, DoesNotBelieveASizeThatIsNotThere)
+{
+    struct Boastful : OpenReceive {
+        using OpenReceive::OpenReceive;
+        unsigned int free_buffer_size() const override { return 1000000; }
+    } boastful(32);
+    connection.pieces = {"QVR\0"s, networkWord(100), ""};
+    connection.results = {4, 4, 100};
+    connection >> boastful;
+    EXPECT_THAT(boastful, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error));
+    EXPECT_THAT(connection.sizes, ElementsAre(4, 4));
+}

@@ -184,6 +184,25 @@ TEST_P(UbReceiveLongTake, IsRefusedInEveryOtherState)
     }
 }
 
+TEST(UbReceiveMessageType, IsTakenInCompleteAndRefusedInEveryOtherState)
+{
+    itcNDRSend out;
+    out << 5;
+    OpenUbReceive packet(1, out.raw_data(), out.raw_length());
+    for (const int state : notComplete) {
+        auto type = itcMsgHdr::itcMsgType(3);
+        packet.rxState = state;
+        packet >> type;
+        EXPECT_EQ(type, 3);
+        EXPECT_THAT(packet, HasStatus(Itc_Ndr_Ub_Wrong_Transmission_State, Warning));
+    }
+    packet.rxState = Complete;
+    auto type = itcMsgHdr::itcMsgType(3);
+    EXPECT_EQ(&(packet >> type), &packet);
+    EXPECT_EQ(type, 5);
+    EXPECT_THAT(packet, HasClearStatus());
+}
+
 TEST(UbReceiveSkip, DoesNotClearTheStatus)
 {
     OpenUbReceive packet(1, "\x10\0\1\2", 4);
