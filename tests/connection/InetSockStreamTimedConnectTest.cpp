@@ -277,6 +277,16 @@ TEST_P(InetSockStreamTimedConnect, MayBeTriedAgainAfterATimeOut)
     EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), 1);
 }
 
+// Without our handler the alarm would end the process, so none is set.
+TEST_P(InetSockStreamTimedConnect, HasNoLimitWhereItsHandlerCannotBeInstalled)
+{
+    OsFaults::signal().failNext(1, EINVAL);
+    stream.setConnTimeout(60000);
+    EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), 1);
+    EXPECT_EQ(OsFaults::setitimer().calls(), 0);
+    EXPECT_EQ(OsFaults::signal().calls(), 1);
+}
+
 TEST(InetSockStreamTimeout, IsStoredAndForgetsAnOldAlarm)
 {
     OpenedStream stream;

@@ -271,3 +271,19 @@ TEST(NdrSendPutRecord, CallsItWithThisBuffer)
     EXPECT_EQ(record.calledWith, &b);
     EXPECT_THAT(b.pagesAsked, IsEmpty());
 }
+
+// A deriving class may decline to grow. Nothing is put then, and that is told.
+template <class Value> class NdrSendPutWithoutRoom : public testing::Test {};
+TYPED_TEST_SUITE(NdrSendPutWithoutRoom, ValueTypes);
+
+TYPED_TEST(NdrSendPutWithoutRoom, IsAFailedGrowth)
+{
+    struct Fixed : OpenSend {
+        using OpenSend::OpenSend;
+        void extend_buffer(unsigned int) override {}
+    } fixed(32);
+    fixed.leaveFree(0);
+    fixed << countingValue<TypeParam>();
+    EXPECT_EQ(fixed.raw_length(), 2u);
+    EXPECT_THAT(fixed, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error));
+}
