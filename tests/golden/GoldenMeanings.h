@@ -1,0 +1,302 @@
+/// \file
+/// What the lines of a packet can mean, and what is put and taken for each.
+#pragma once
+
+#include "../ndr/NdrProbe.h"
+#include "GoldenPacket.h"
+#include "StatusMatchers.h"
+
+#include <kiv/ndr/itcMsgHdr.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <type_traits>
+#include <vector>
+
+/// The value that a line names: an integer in decimal, a floating-point number in hexadecimal so that it is exact.
+template <class Value> Value valueOf(const std::string& text)
+{
+    const char* const end = text.data() + text.size();
+    const char* behind = text.data();
+    Value value{};
+    if constexpr (std::is_same_v<Value, bool>) {
+        value = text == "true";
+        behind += value || text == "false" ? text.size() : 0;
+    } else if constexpr (std::is_same_v<Value, char>) {
+        return static_cast<char>(valueOf<unsigned char>(text)); // whether it has a sign or not
+    } else if constexpr (std::is_integral_v<Value>) {
+        const auto result = std::from_chars(text.data(), end, value);
+        behind = result.ec == std::errc() ? result.ptr : text.data();
+    } else {
+        char* stop = nullptr;
+        value = std::is_same_v<Value, float> ? static_cast<Value>(std::strtof(text.c_str(), &stop))
+                                             : static_cast<Value>(std::strtod(text.c_str(), &stop));
+        behind = stop;
+    }
+    if (text.empty() || behind != end)
+        throw std::invalid_argument("not a value of its type: " + text);
+    return value;
+}
+
+/// The values among the lines.
+inline std::vector<GoldenLine> withoutGaps(std::vector<GoldenLine> lines)
+{
+    lines.erase(std::remove_if(lines.begin(), lines.end(), [](const GoldenLine& l) { return l.type == "gap"; }),
+                lines.end());
+    return lines;
+}
+
+/// The header whose fields are the content of a line.
+inline itcMsgHdr headerOf(const GoldenLine& line)
+{
+    const std::vector<GoldenLine> fields = withoutGaps(line.content);
+    const auto number = [&](size_t i) { return valueOf<int>(fields.at(i).value); };
+    const auto text = [&](size_t i) { return unquoted(fields.at(i).value); };
+    return itcMsgHdr(number(0), itcMsgHdr::itcMsgType(number(1)), text(2).c_str(), text(3).c_str(), number(4),
+                     number(5), number(6), number(7));
+}
+
+/// Does for each line what the visitor has for its type. A type that is not listed here fails the test.
+template <class Visitor> void visit(const std::vector<GoldenLine>& lines, Visitor&& visitor)
+{
+    using V = std::remove_reference_t<Visitor>;
+    static const std::map<std::string, void (V::*)(const GoldenLine&)> operations = {
+        {"magic", &V::magic},
+        {"length", &V::length},
+        {"label", &V::label},
+        {"gap", &V::gap},
+        {"bool", &V::template value<bool>},
+        {"char", &V::template value<char>},
+        {"signed char", &V::template value<signed char>},
+        {"unsigned char", &V::template value<unsigned char>},
+        {"short", &V::template value<short>},
+        {"unsigned short", &V::template value<unsigned short>},
+        {"int", &V::template value<int>},
+        {"unsigned int", &V::template value<unsigned int>},
+        {"long long", &V::template value<long long>},
+        {"unsigned long long", &V::template value<unsigned long long>},
+        {"float", &V::template value<float>},
+        {"double", &V::template value<double>},
+        {"text", &V::text},
+        {"binary data", &V::binaryData},
+        {"block", &V::block},
+        {"counted block", &V::countedBlock},
+        {"aligned block", &V::alignedBlock},
+        {"counted aligned block", &V::countedAlignedBlock},
+        {"transaction", &V::transaction},
+        {"message header", &V::messageHeader},
+        {"record", &V::record},
+    };
+    for (const GoldenLine& line : lines) {
+        SCOPED_TRACE(line.whole);
+        const auto operation = operations.find(line.type);
+        if (operation == operations.end())
+            throw std::invalid_argument("unknown meaning in " + line.whole);
+        (visitor.*operation->second)(line);
+        visitor.after(line);
+    }
+}
+
+/// Puts what the lines mean, as a machine with the format codes of this process keeps it.
+template <class Buffer> class Putter {
+public:
+    explicit Putter(Buffer& b) : b(b) {}
+
+    // The library's own work.
+    void magic(const GoldenLine&) {}
+    void length(const GoldenLine&) {}
+    void label(const GoldenLine&) {}
+    void gap(const GoldenLine&) {}
+
+    template <class Value> void value(const GoldenLine& line) { b << kept(valueOf<Value>(line.value)); }
+    void text(const GoldenLine& line) { b << unquoted(line.value).c_str(); }
+    void binaryData(const GoldenLine& line)
+    {
+        const std::string data = unquoted(line.value);
+        b << binary(data);
+    }
+
+    void block(const GoldenLine& line) { putBlock(line, false, false); }
+    void countedBlock(const GoldenLine& line) { putBlock(line, false, true); }
+    void alignedBlock(const GoldenLine& line) { putBlock(line, true, false); }
+    void countedAlignedBlock(const GoldenLine& line) { putBlock(line, true, true); }
+
+    void transaction(const GoldenLine& line)
+    {
+        b.start_transaction();
+        visit(line.content, *this);
+        EXPECT_EQ(b.end_transaction(), 0);
+    }
+    void messageHeader(const GoldenLine& line) { b << headerOf(line); }
+    void record(const GoldenLine& line) { b << Record(line.content); }
+
+    void after(const GoldenLine&) { EXPECT_THAT(b, HasClearStatus()); }
+
+private:
+    class Record : public itcXNDR {
+    public:
+        explicit Record(const std::vector<GoldenLine>& lines) : lines(lines) {}
+        itcNDRSend& to_external(itcNDRSend& b) const override
+        {
+            visit(lines, Putter<itcNDRSend>(b));
+            return b;
+        }
+        itcNDRReceive& to_internal(itcNDRReceive& b) override { return b; }
+
+    private:
+        const std::vector<GoldenLine>& lines;
+    };
+
+    /// As it lies in the memory of the machine.
+    template <class Value> static Value kept(Value value)
+    {
+        if constexpr (std::is_floating_point_v<Value>)
+            if (itcNDR::ndr_float == 1)
+                (sizeof value == 4 ? Itc_itof : Itc_itod)(&value);
+        return value;
+    }
+
+    void putBlock(const GoldenLine& line, bool align8, bool withLength)
+    {
+        const std::string data = unquoted(line.value);
+        b.put_opaque(data.data(), static_cast<int>(data.size()), align8, withLength);
+    }
+
+    Buffer& b;
+};
+
+/// Takes what the lines mean and compares: the values, and after each how far it was read.
+template <class Buffer> class Taker {
+public:
+    explicit Taker(Buffer& b) : b(b) {}
+
+    void magic(const GoldenLine&) {} // nothing would have been read without
+    void length(const GoldenLine& line) { EXPECT_EQ(b.raw_length(), valueOf<unsigned int>(line.value)); }
+    void label(const GoldenLine&) {} // shows in the values
+    void gap(const GoldenLine& line) { EXPECT_EQ(line.bytes, std::string(line.bytes.size(), '\0')); }
+
+    template <class Value> void value(const GoldenLine& line)
+    {
+        Value value{};
+        b >> value;
+        EXPECT_EQ(testing::PrintToString(bytesOf(value)), testing::PrintToString(bytesOf(valueOf<Value>(line.readAs))))
+            << "which is " << testing::PrintToString(value); // bit by bit, so that zeros differ by their signs
+    }
+    void text(const GoldenLine& line)
+    {
+        std::string area = areaFor(line);
+        b >> area.data();
+        EXPECT_EQ(area.c_str(), unquoted(line.value));
+    }
+    void binaryData(const GoldenLine& line)
+    {
+        std::string area = areaFor(line);
+        itcBinData data = binary(area);
+        b >> data;
+        expectBytes(area, line);
+    }
+
+    void block(const GoldenLine& line)
+    {
+        auto length = static_cast<unsigned int>(line.bytes.size());
+        std::string area = areaFor(line);
+        b.extract(area.data(), length);
+        expectBytes(area, line);
+    }
+    void countedBlock(const GoldenLine& line)
+    {
+        std::string area = areaFor(line);
+        char* dst = area.data();
+        int length = 0;
+        b.extract(dst, static_cast<int>(area.size()), length);
+        expectBytes(area, line, length);
+    }
+    void alignedBlock(const GoldenLine& line)
+    {
+        b.skip(static_cast<int>(-position() & 7)); // such a block has no take of its own
+        block(line);
+    }
+    void countedAlignedBlock(const GoldenLine& line)
+    {
+        std::string area = areaFor(line);
+        void* dst = area.data();
+        int length = 0;
+        b.get_opaque(dst, static_cast<int>(area.size()), length);
+        expectBytes(area, line, length);
+    }
+
+    void transaction(const GoldenLine& line)
+    {
+        b.start_transaction();
+        visit(line.content, *this);
+        EXPECT_EQ(b.end_transaction(), 0);
+    }
+    void messageHeader(const GoldenLine& line)
+    {
+        const itcMsgHdr expected = headerOf(line);
+        itcMsgHdr header;
+        b >> header;
+        EXPECT_EQ(header.number, expected.number);
+        EXPECT_EQ(header.type, expected.type);
+        EXPECT_STREQ(header.text1, expected.text1);
+        EXPECT_STREQ(header.text2, expected.text2);
+        EXPECT_EQ(header.value1, expected.value1);
+        EXPECT_EQ(header.value2, expected.value2);
+        EXPECT_EQ(header.value3, expected.value3);
+        EXPECT_EQ(header.value4, expected.value4);
+    }
+    void record(const GoldenLine& line)
+    {
+        Record record(line.content);
+        b >> record;
+    }
+
+    void after(const GoldenLine& line)
+    {
+        EXPECT_THAT(b, HasClearStatus());
+        constexpr size_t dataOffset = 8;                       // behind magic and length
+        if (line.type != "gap" && line.offset >= dataOffset) { // a gap is skipped by the value behind it
+            EXPECT_EQ(position(), static_cast<std::ptrdiff_t>(line.end() - dataOffset));
+        }
+    }
+
+private:
+    class Record : public itcXNDR {
+    public:
+        explicit Record(const std::vector<GoldenLine>& lines) : lines(lines) {}
+        itcNDRReceive& to_internal(itcNDRReceive& b) override
+        {
+            visit(lines, Taker<itcNDRReceive>(b));
+            return b;
+        }
+        itcNDRSend& to_external(itcNDRSend& b) const override { return b; }
+
+    private:
+        const std::vector<GoldenLine>& lines;
+    };
+
+    /// More than the value needs.
+    static std::string areaFor(const GoldenLine& line) { return std::string(line.bytes.size() + 1, '\0'); }
+
+    static void expectBytes(const std::string& area, const GoldenLine& line)
+    {
+        const std::string expected = unquoted(line.value);
+        EXPECT_EQ(area.substr(0, expected.size()), expected);
+    }
+    static void expectBytes(const std::string& area, const GoldenLine& line, int length)
+    {
+        EXPECT_EQ(area.substr(0, static_cast<size_t>(length)), unquoted(line.value));
+    }
+
+    /// Where the next value is looked for, counted from the label.
+    std::ptrdiff_t position() { return b.*&OpenReceive::readPos - b.raw_data(); }
+
+    Buffer& b;
+};
