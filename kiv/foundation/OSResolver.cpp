@@ -5,6 +5,7 @@
 #include <kiv/foundation/detail/Trace.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -27,7 +28,9 @@ struct Endpoint {
     {
         if (address == nullptr || length < sizeof(sa_family_t))
             return;
-        if (address->sa_family == AF_INET) {
+        sa_family_t family = AF_UNSPEC; // copied like the rest: a host's address may lie at any place
+        std::memcpy(&family, reinterpret_cast<const char*>(address) + offsetof(sockaddr, sa_family), sizeof family);
+        if (family == AF_INET) {
             if (length < sizeof(sockaddr_in))
                 return;
             sockaddr_in inet;
