@@ -2,7 +2,9 @@
 /// Arithmetic and comparison of `timeval`, with the library's own rules of normalisation.
 #pragma once
 
-#include <kiv/foundation/OS.h> // which sees to it that a timeval has 64-bit fields on both sides
+#include <kiv/foundation/export.h>
+
+#include <sys/time.h>
 
 /// The sum of both fields, carrying one second when the microseconds reach a million. A negative microsecond part
 /// borrows only while the seconds are at least 1, unlike in subtraction, so {0, -5} + {0, 0} stays {0, -5}.

@@ -24,11 +24,6 @@
 #include <cstddef>
 #include <cstdint>
 
-// Every timeval that crosses the library's border has 64-bit fields. A host on a 32-bit machine that forgets to ask
-// for them would hand over structures of another size, so it is stopped here rather than at run time.
-static_assert(sizeof(timeval::tv_sec) == 8 && sizeof(timeval::tv_usec) == 8,
-              "compile with -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64");
-
 /// Second argument of OS_shutdown(), with the platform's own values.
 enum OS_shutdown_mode : int {
     OS_shutdown_receive = 0, ///< No more receiving.
@@ -58,6 +53,7 @@ KIV_EXPORT ssize_t OS_recvfrom(int fd, void* buffer, size_t length, int flags, s
                                socklen_t* addressLength);
 KIV_EXPORT int OS_shutdown(int fd, OS_shutdown_mode how);
 KIV_EXPORT int OS_closesocket(int fd); ///< Wraps close().
+/// The C library cuts the microseconds of a time-out to 32 bits: keep them below a million.
 KIV_EXPORT int OS_select(int nfds, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, timeval* timeout);
 KIV_EXPORT int OS_ioctl(int fd, unsigned long request, void* argument);
 KIV_EXPORT int OS_fcntl(int fd, int command, long argument);
@@ -109,6 +105,7 @@ KIV_EXPORT int OS_settimeofday(const timeval* tv, const struct timezone* timezon
 KIV_EXPORT int OS_adjtime(const timeval* delta, timeval* oldDelta);
 KIV_EXPORT int OS_getitimer(int which, itimerval* value);
 KIV_EXPORT int OS_setitimer(int which, const itimerval* value, itimerval* oldValue);
+/// The ticks are of the platform's own type, which on 32-bit machines wraps where a time does not.
 KIV_EXPORT clock_t OS_times(tms* buffer);
 
 /// The time since this function's own first successful call, which itself gives zero.

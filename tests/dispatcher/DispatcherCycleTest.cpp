@@ -283,10 +283,10 @@ TEST_F(DispatcherCycle, CountsNoSleepWithoutALimit)
 
 TEST_F(DispatcherCycle, AddsUpExtremeSleepWithoutOverflow)
 {
-    select.left = tv(LONG_MIN, LONG_MIN);
-    timeval timeout = tv(LONG_MAX, LONG_MAX);
+    select.left = tv(INT64_MIN, INT64_MIN);
+    timeval timeout = tv(INT64_MAX, INT64_MAX);
     dispatcher.dispatch(&timeout);
-    timeout = tv(LONG_MAX, LONG_MAX);
+    timeout = tv(INT64_MAX, INT64_MAX);
     dispatcher.dispatch(&timeout);
     EXPECT_EQ(dispatcher.sleepMicros, INT64_MAX);
 }

@@ -60,7 +60,11 @@ INSTANTIATE_TEST_SUITE_P(BorrowsNothingBelowOneSecond, TimevalSum,
                                          Operation{{-3, 0}, {1, -1}, {-2, -1}}));
 INSTANTIATE_TEST_SUITE_P(UsesAll64Bits, TimevalSum,
                          testing::Values(Operation{{4294967296, 1}, {4294967296, 1}, {8589934592, 2}},
-                                         Operation{{0, 4294967296}, {0, 0}, {1, 4293967296}}));
+                                         Operation{{0, 4294967296}, {0, 0}, {1, 4293967296}},
+                                         Operation{{2147483647, 999999}, {0, 1}, {2147483648, 0}},
+                                         Operation{{2147483647, 0}, {2147483647, 0}, {4294967294, 0}},
+                                         Operation{{4294967295, 999999}, {0, 1}, {4294967296, 0}},
+                                         Operation{{4294967296, -1}, {0, 0}, {4294967295, 999999}}));
 INSTANTIATE_TEST_SUITE_P(StopsAtTheEnds, TimevalSum,
                          testing::Values(Operation{{most, 0}, {1, 0}, {most, 0}},
                                          Operation{{least, 0}, {-1, 0}, {least, 0}},
@@ -92,7 +96,12 @@ INSTANTIATE_TEST_SUITE_P(CarriesOrBorrowsOneSecondAtMost, TimevalDifference,
                          testing::Values(Operation{{0, 1999999}, {0, -1000000}, {1, 1999999}},
                                          Operation{{0, -1000000}, {0, 999999}, {-1, -999999}}));
 INSTANTIATE_TEST_SUITE_P(UsesAll64Bits, TimevalDifference,
-                         testing::Values(Operation{{8589934592, 2}, {4294967296, 1}, {4294967296, 1}}));
+                         testing::Values(Operation{{8589934592, 2}, {4294967296, 1}, {4294967296, 1}},
+                                         Operation{{2147483648, 0}, {0, 1}, {2147483647, 999999}},
+                                         Operation{{4294967296, 0}, {2147483648, 1}, {2147483647, 999999}},
+                                         Operation{{0, 0}, {4294967296, 0}, {-4294967296, 0}},
+                                         Operation{{-2147483648, 0}, {0, 1}, {-2147483649, 999999}},
+                                         Operation{{0, 4294967296}, {0, 4294967295}, {0, 1}}));
 INSTANTIATE_TEST_SUITE_P(StopsAtTheEnds, TimevalDifference,
                          testing::Values(Operation{{least, 0}, {1, 0}, {least, 0}},
                                          Operation{{most, 0}, {-1, 0}, {most, 0}},
@@ -136,6 +145,11 @@ INSTANTIATE_TEST_SUITE_P(Normalised, TimevalComparison,
 INSTANTIATE_TEST_SUITE_P(AsTheFieldsStand, TimevalComparison,
                          testing::Values(Comparison{{0, 1500000}, {1, 0}, -1}, Comparison{{0, 1000000}, {1, 0}, -1},
                                          Comparison{{1, -1}, {0, 999999}, 1}, Comparison{{0, -1}, {0, 0}, -1}));
+INSTANTIATE_TEST_SUITE_P(UsesAll64Bits, TimevalComparison,
+                         testing::Values(Comparison{{2147483648, 0}, {2147483647, 999999}, 1},
+                                         Comparison{{4294967296, 0}, {1, 0}, 1}, Comparison{{4294967296, 5}, {0, 5}, 1},
+                                         Comparison{{0, 4294967296}, {0, 1}, 1},
+                                         Comparison{{-4294967296, 0}, {0, 0}, -1}));
 INSTANTIATE_TEST_SUITE_P(AtTheEnds, TimevalComparison,
                          testing::Values(Comparison{{most, most}, {least, least}, 1},
                                          Comparison{{0, most}, {0, least}, 1}, Comparison{{most, 0}, {most, 0}, 0}));

@@ -4,6 +4,7 @@
 #include <kiv/foundation/OS.h>
 
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
 
 #include <cerrno>
 #include <cstring>
@@ -246,5 +247,5 @@ TEST(OSSocketErrors, AreThoseOfTheSystem)
     expectBadDescriptor(OS_recvfrom(-1, &value, 1, 0, nullptr, nullptr));
     expectBadDescriptor(OS_closesocket(-1));
     expectBadDescriptor(OS_fcntl(-1, 1, 0));
-    expectBadDescriptor(OS_ioctl(-1, 0, nullptr));
+    expectBadDescriptor(OS_ioctl(-1, FIONREAD, &value));
 }

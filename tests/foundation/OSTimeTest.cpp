@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <tuple>
 
@@ -86,10 +87,21 @@ TEST(OSTime, GettimeofdayIsTheWallClock)
     EXPECT_LT(tv.tv_usec, 1000000);
 }
 
-TEST(OSTime, FieldsHave64Bits)
+static_assert(sizeof(timeval::tv_sec) == 8 && sizeof(timeval::tv_usec) == 8);
+static_assert(sizeof(itimerval) == 2 * sizeof(timeval));
+
+TEST(OSTime, GettimeofdayAndTheSystemAgreeOnTheWidthOfItsFields)
 {
-    EXPECT_EQ(sizeof(timeval::tv_sec), 8u);
-    EXPECT_EQ(sizeof(timeval::tv_usec), 8u);
+    timeval tv[2];
+    std::memset(tv, 0xEE, sizeof tv);
+    const timeval untouched = tv[1];
+    EXPECT_EQ(OS_gettimeofday(&tv[0], nullptr), 0);
+
+    EXPECT_GE(tv[0].tv_sec, 0);
+    EXPECT_LT(tv[0].tv_sec, 0x100000000); // until the year 2106
+    EXPECT_GE(tv[0].tv_usec, 0);
+    EXPECT_LT(tv[0].tv_usec, 1000000);
+    EXPECT_EQ(std::memcmp(&tv[1], &untouched, sizeof untouched), 0);
 }
 
 TEST(OSTime, SetitimerGivesBackThePreviousTimer)
@@ -109,6 +121,26 @@ TEST(OSTime, SetitimerGivesBackThePreviousTimer)
     EXPECT_GT(previous.it_value.tv_sec, 0);
     EXPECT_EQ(OS_getitimer(ITIMER_REAL, &read), 0);
     EXPECT_EQ(read.it_value.tv_sec, 0);
+}
+
+// Not every kernel of 32 bits takes so long a time. It may refuse it, but must not count a part of it.
+TEST(OSTime, SetitimerDoesNotCutALongTime)
+{
+    const itimerval set = {{0, 0}, {0x100000003, 0}};
+    const itimerval off = {};
+    itimerval read = {};
+
+    const bool isTaken = OS_setitimer(ITIMER_REAL, &set, nullptr) == 0;
+    const int error = OS_getLastError();
+    EXPECT_EQ(OS_getitimer(ITIMER_REAL, &read), 0);
+    EXPECT_EQ(OS_setitimer(ITIMER_REAL, &off, nullptr), 0);
+
+    if (isTaken) {
+        EXPECT_GT(read.it_value.tv_sec, 0xFFFFFFFF);
+    } else {
+        EXPECT_EQ(error, EOVERFLOW);
+        EXPECT_EQ(read.it_value.tv_sec, 0);
+    }
 }
 
 TEST(OSTime, IntervalTimersOfNoKindAreRefused)
@@ -205,6 +237,46 @@ TEST(OSUptime, Keeps64Bits)
         expectUptime(0, 0);
         wallClock(0x100000003, 0);
         expectUptime(0x100000002, 0);
+    });
+}
+
+namespace {
+
+class OSUptimeAcross : public testing::TestWithParam<int64_t> {}; // the second that the wall clock passes
+INSTANTIATE_TEST_SUITE_P(Boundaries, OSUptimeAcross,
+                         testing::Values(int64_t{1} << 31, int64_t{1} << 32, int64_t{1} << 40));
+
+} // namespace
+
+TEST_P(OSUptimeAcross, GoesOnWhereTheWallClockPassesIt)
+{
+    expectInFreshProcess([] {
+        wallClock(GetParam() - 1, 900000);
+        expectUptime(0, 0);
+        wallClock(GetParam(), 100000);
+        expectUptime(0, 200000);
+        wallClock(GetParam() + 4, 900000);
+        expectUptime(5, 0);
+    });
+}
+
+TEST_P(OSUptimeAcross, FollowsTheWallClockBackToTheOtherSide)
+{
+    expectInFreshProcess([] {
+        wallClock(GetParam(), 100000);
+        expectUptime(0, 0);
+        wallClock(GetParam() - 2, 200000);
+        expectUptime(-2, 100000);
+    });
+}
+
+TEST_P(OSUptimeAcross, IsAsLongAsThat)
+{
+    expectInFreshProcess([] {
+        wallClock(1000, 999999);
+        expectUptime(0, 0);
+        wallClock(1001 + GetParam(), 0);
+        expectUptime(GetParam(), 1);
     });
 }
 
