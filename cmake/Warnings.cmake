@@ -3,6 +3,6 @@ function(kiv_target_defaults target)
     target_compile_features(${target} PRIVATE cxx_std_17)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic $<$<BOOL:${KIV_WARNINGS_AS_ERRORS}>:-Werror>
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi> # on 32-bit ARM: what changed between compilers older than any of ours
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-psabi> # no notes about what GCC 7 changed on 32-bit ARM
     )
 endfunction()

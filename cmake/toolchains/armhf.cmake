@@ -4,6 +4,9 @@
 # one. Programs run on the building machine under emulation.
 set(KIV_SYSROOT "" CACHE PATH "System root of the target")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KIV_SYSROOT)
+if(NOT IS_DIRECTORY ${KIV_SYSROOT}/usr)
+    message(FATAL_ERROR "KIV_SYSROOT names no system root; scripts/armhf-root makes one")
+endif()
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)

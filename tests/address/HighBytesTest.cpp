@@ -1,4 +1,5 @@
 // Names, paths and octets above 0x7F: bytes that pass as they are, and numbers without a sign.
+#include "Characters.h"
 #include "ExpectEndpoint.h"
 #include "HookRecorder.h"
 #include "LookupRecorder.h"
@@ -22,9 +23,9 @@ namespace {
 std::string highBytes(size_t count)
 {
     std::string text;
-    for (size_t i = 0; i < count; ++i)
-        text.push_back(static_cast<char>(0x80 + i % 0x80));
-    return text;
+    while (text.size() < count)
+        text += characters(0x80, 0xFF);
+    return text.substr(0, count);
 }
 
 class HighByteHost : public testing::TestWithParam<std::string> {};

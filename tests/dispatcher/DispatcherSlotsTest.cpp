@@ -4,8 +4,11 @@
 #include "VirtualSlots.h"
 
 #include <kiv/dispatcher/ICBKivReady.h>
+#include <kiv/dispatcher/itcAsyncFuncReady.h>
 
 #include <gmock/gmock.h>
+
+#include <cstddef>
 
 namespace {
 
@@ -41,6 +44,11 @@ TEST(DispatcherSlots, StandInTheirOrderBehindTheDestructors)
     EXPECT_THAT(slots, ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22));
     EXPECT_EQ(slotCount<D>(), 23);
 }
+
+// A queued notification: a number and three pointers, in this order.
+static_assert(offsetof(itcAsyncFuncReady, result) == 0 && offsetof(itcAsyncFuncReady, target) == sizeof(void*) &&
+              offsetof(itcAsyncFuncReady, userData) == 2 * sizeof(void*) &&
+              offsetof(itcAsyncFuncReady, thread) == 3 * sizeof(void*));
 
 TEST(DispatcherSlots, HoldNoneOfTheOtherOperations)
 {

@@ -8,10 +8,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <ctime>
-
-static_assert(sizeof(timeval::tv_sec) == 8 && sizeof(timeval::tv_usec) == 8);
-static_assert(sizeof(std::time_t) == 8);
 
 namespace {
 

@@ -1,5 +1,6 @@
 // Octets and characters above 0x7F in the address calls and the traces: they are numbers without a sign, and bytes that
 // pass as they are.
+#include "Characters.h"
 #include "ResolverTraces.h"
 #include "SocketAddresses.h"
 
@@ -13,14 +14,6 @@ using testing::HasSubstr;
 namespace {
 
 /// All bytes above 0x7F, as no encoding of texts would put them.
-std::string highBytes()
-{
-    std::string text;
-    for (int byte = 0x80; byte < 0x100; ++byte)
-        text.push_back(static_cast<char>(byte));
-    return text;
-}
-
 class HighBytesInTraces : public ResolverTraces {};
 
 } // namespace
@@ -65,7 +58,7 @@ TEST_F(HighBytesInTraces, OfPortsHaveNoSign)
 TEST_F(HighBytesInTraces, OfHostsAndServicesAreBytes)
 {
     SystemResolver::getaddrinfo().failNext(1, 0);
-    const std::string name = highBytes();
+    const std::string name = characters(0x80, 0xFF);
     addrinfo* list = nullptr;
 
     OS_getaddrinfo(name.c_str(), name.c_str(), nullptr, &list);
@@ -76,7 +69,7 @@ TEST_F(HighBytesInTraces, OfHostsAndServicesAreBytes)
 
 TEST_F(HighBytesInTraces, OfNamesThatAreLookedUpAreBytes)
 {
-    const std::string name = highBytes();
+    const std::string name = characters(0x80, 0xFF);
     SystemResolver::gethostbyname().instead = [&](const char* asked) {
         EXPECT_EQ(asked, name);
         return nullptr;
@@ -89,7 +82,7 @@ TEST_F(HighBytesInTraces, OfNamesThatAreLookedUpAreBytes)
 
 TEST_F(HighBytesInTraces, OfNamesThatAreFoundAreBytes)
 {
-    const std::string name = highBytes();
+    const std::string name = characters(0x80, 0xFF);
     SystemResolver::Entry answer(name.c_str(), AF_INET, "\xC8\x81\xFF\x80", 4);
     SystemResolver::gethostbyaddr().instead = [&](auto...) { return &answer.entry; };
 

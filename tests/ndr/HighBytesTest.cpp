@@ -1,4 +1,5 @@
 // Bytes above 0x7F. Whether a plain char has a sign is the machine's choice; what a packet means is not.
+#include "Characters.h"
 #include "NdrProbe.h"
 #include "StreamPair.h"
 #include "UbProbe.h"
@@ -10,15 +11,6 @@
 using namespace std::string_literals;
 
 namespace {
-
-/// All bytes but zero, in their order.
-std::string everyCharacter()
-{
-    std::string text;
-    for (int byte = 1; byte < 256; ++byte)
-        text.push_back(static_cast<char>(byte));
-    return text;
-}
 
 constexpr int valueAsSigned(int byte)
 {
@@ -80,45 +72,45 @@ TEST(HighBytes, DoNotSpreadOverTheRestOfAWord)
 TEST(HighBytes, OfATextArePutAndTaken)
 {
     OpenSend out;
-    out << everyCharacter().c_str();
-    EXPECT_EQ(out.values(), "\0\0"s + word(256) + everyCharacter() + '\0');
+    out << characters(1, 0xFF).c_str();
+    EXPECT_EQ(out.values(), "\0\0"s + word(256) + characters(1, 0xFF) + '\0');
 
     OpenReceive in(out.data());
     char text[256];
     in >> text;
-    EXPECT_EQ(text, everyCharacter());
+    EXPECT_EQ(text, characters(1, 0xFF));
     EXPECT_THAT(in, HasClearStatus());
 }
 
 TEST(HighBytes, OfBlocksArePutAndTaken)
 {
     OpenSend out;
-    out << binary(everyCharacter());
-    out.insert(everyCharacter().data(), 255, true);
-    out.put_opaque(everyCharacter().data(), 255, true, true);
+    out << binary(characters(1, 0xFF));
+    out.insert(characters(1, 0xFF).data(), 255, true);
+    out.put_opaque(characters(1, 0xFF).data(), 255, true, true);
 
     OpenReceive in(out.data());
     char area[255];
     itcBinData data;
     data.data = area;
     in >> data;
-    EXPECT_EQ(std::string(area, 255), everyCharacter());
+    EXPECT_EQ(std::string(area, 255), characters(1, 0xFF));
     char* counted = area;
     int length = 0;
     std::memset(area, 0, sizeof area);
     in.extract(counted, sizeof area, length);
-    EXPECT_EQ(std::string(area, 255), everyCharacter());
+    EXPECT_EQ(std::string(area, 255), characters(1, 0xFF));
     void* opaque = area;
     std::memset(area, 0, sizeof area);
     in.get_opaque(opaque, sizeof area, length);
-    EXPECT_EQ(std::string(area, 255), everyCharacter());
+    EXPECT_EQ(std::string(area, 255), characters(1, 0xFF));
     EXPECT_EQ(length, 255);
 }
 
 TEST(HighBytes, OfAMessageHeaderArePutTakenAndCut)
 {
-    const std::string fitting = everyCharacter().substr(224); // the last 31
-    const std::string tooLong = everyCharacter().substr(127); // from 0x80 on
+    const std::string fitting = characters(1, 0xFF).substr(224); // the last 31
+    const std::string tooLong = characters(1, 0xFF).substr(127); // from 0x80 on
     OpenSend out;
     out << itcMsgHdr(1, itcMsgHdr::itcMsgType(2), fitting.c_str(), tooLong.c_str(), 3, 4, 5, -6);
 

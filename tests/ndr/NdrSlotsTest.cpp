@@ -4,6 +4,7 @@
 #include "StreamPair.h"
 #include "VirtualSlots.h"
 
+#include <kiv/ndr/UbTransmissionState.h>
 #include <kiv/ndr/itcMsgHdr.h>
 
 #include <algorithm>
@@ -86,6 +87,9 @@ TEST(NdrSlots, BinaryDataBeginsWithLengthAndPointer)
     EXPECT_EQ(offsetof(itcBinData, length), 0u);
     EXPECT_EQ(offsetof(itcBinData, data), sizeof(void*));
 }
+
+static_assert(Idle == 0 && ReadingMagic == 1 && ReadingLength == 2 && Transferring == 3 && Complete == 4 &&
+              Failed == 5 && Disconnected == 6);
 
 // Whatever makes a send buffer grow, a deriving class that refuses to grow sees all of it.
 struct GrowthThroughSlot {
