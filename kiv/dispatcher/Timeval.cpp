@@ -1,10 +1,9 @@
 #include <kiv/dispatcher/Timeval.h>
 
 #include <kiv/dispatcher/detail/Saturate.h>
+#include <kiv/foundation/detail/Micros.h>
 
 namespace {
-
-constexpr int64_t microsPerSecond = 1000000;
 
 void carry(timeval& t)
 {

@@ -8,6 +8,7 @@
 #include <kiv/dispatcher/detail/Select.h>
 #include <kiv/dispatcher/itcIOHandler.h>
 #include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/Micros.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
 #include <cmath>
@@ -15,8 +16,6 @@
 #include <new>
 
 namespace {
-
-constexpr int64_t microsPerSecond = 1000000;
 
 long saturatedLong(double value)
 {
@@ -36,7 +35,7 @@ timeval timevalOf(double seconds)
     const double fraction = std::modf(seconds, &whole);
     timeval tv = {};
     tv.tv_sec = saturatedLong(whole);
-    tv.tv_usec = saturatedLong(fraction * 1000000.0);
+    tv.tv_usec = saturatedLong(fraction * double{microsPerSecond});
     return tv;
 }
 

@@ -1,5 +1,6 @@
 // Clocks, interval timers and signals of the portability layer.
 #include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/Micros.h>
 
 #include <csignal>
 
@@ -7,8 +8,6 @@ namespace {
 
 // SA_INTERRUPT: an interrupted call fails instead of going on. Linux takes it as the absence of SA_RESTART.
 constexpr int interruptSystemCalls = 0x20000000;
-
-constexpr int64_t microsPerSecond = 1000000;
 
 timeval uptimeStart{}; // all zero until the first successful OS_getuptime()
 
