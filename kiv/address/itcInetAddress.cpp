@@ -18,20 +18,24 @@ int itcInetAddress::preferredFamily = 0;
 
 namespace {
 
-// The machine prefers IPv6 when an IPv6 socket can be told to serve IPv4 peers as well.
-int probePreferredFamily()
+bool hasInet()
 {
     const int inet = OS_socket(AF_INET, SOCK_STREAM, 0);
     if (inet == -1)
-        return AF_INET6;
+        return false;
     OS_closesocket(inet);
+    return true;
+}
 
+// Whether an IPv6 socket can be told to serve IPv4 peers as well.
+bool hasDualStack()
+{
     const int off = 0;
     const int inet6 = OS_socket(AF_INET6, SOCK_STREAM, 0);
     const bool dualStack = OS_setsockopt(inet6, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0;
     if (inet6 != -1)
         OS_closesocket(inet6);
-    return dualStack ? AF_INET6 : AF_INET;
+    return dualStack;
 }
 
 // Copies the host, an IPv6 literal without the brackets that URLs put around it. REQUIRES: it fits.
@@ -194,13 +198,16 @@ void itcInetAddress::computeFlags()
     }
 }
 
-// Threads that race on the first lookup may both probe and store the same value; the atomic access keeps that defined.
+// Threads that race on the first lookup find the same; the atomic access keeps that defined.
 int itcInetAddress::preferredWildcardFamily()
 {
-    int family = __atomic_load_n(&preferredFamily, __ATOMIC_RELAXED);
-    if (family == 0) {
-        family = probePreferredFamily();
-        __atomic_store_n(&preferredFamily, family, __ATOMIC_RELAXED);
+    const auto family = [] { return __atomic_load_n(&preferredFamily, __ATOMIC_RELAXED); };
+    const auto prefer = [](int found) { __atomic_store_n(&preferredFamily, found, __ATOMIC_RELAXED); };
+    if (family() == 0) {
+        if (!hasInet())
+            prefer(AF_INET6);
+        else if (family() == 0) // still, that is: another thread may have found out meanwhile
+            prefer(hasDualStack() ? AF_INET6 : AF_INET);
     }
-    return family;
+    return family();
 }

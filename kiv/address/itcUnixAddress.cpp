@@ -3,7 +3,7 @@
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
-#include <sys/random.h>
+#include <dlfcn.h>
 #include <sys/un.h>
 
 #include <cstdarg>
@@ -18,18 +18,13 @@ constexpr size_t formattedSize = 1024;
 
 static_assert(sizeof(sockaddr_un::sun_path) == itcUnixAddress::Max_SockUnix_Pathlen + 1);
 
-// A name that nobody can guess need not be tested for being free: the test would be out of date by the time of the
-// bind.
-// \return false when the system has no random bytes yet, early in its start.
-bool makeTemporaryName(char (&name)[sizeof(sockaddr_un::sun_path)])
+// tmpnam() is found at run time, since a linker warns of it at every build: its names may be taken before they are used.
+// These are of random characters, in static storage.
+// \return null when there is none.
+const char* temporaryName()
 {
-    unsigned char random[16];
-    if (::getrandom(random, sizeof random, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof random))
-        return false;
-    int length = std::snprintf(name, sizeof name, "%s/kiv", P_tmpdir);
-    for (const unsigned char byte : random)
-        length += std::snprintf(name + length, sizeof name - static_cast<size_t>(length), "%02x", byte);
-    return true;
+    const auto tmpnam = reinterpret_cast<char* (*)(char*)>(::dlsym(RTLD_DEFAULT, "tmpnam"));
+    return tmpnam != nullptr ? tmpnam(nullptr) : nullptr;
 }
 
 // What the resolver has answered. Most resolvers refuse the family, and then the address is made here.
@@ -54,18 +49,6 @@ bool addressFrom(int returnCode, const addrinfo* answer, const char* path, socka
     return fits;
 }
 
-// The resolver is asked in any case, for its answer and its usual traces.
-bool resolve(const char* path, sockaddr_storage& made)
-{
-    addrinfo hints = {};
-    hints.ai_family = AF_UNIX;
-    addrinfo* answer = nullptr;
-    const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
-    const bool resolved = addressFrom(returnCode, answer, path, made);
-    OS_freeaddrinfo(answer);
-    return resolved;
-}
-
 } // namespace
 
 const char* const itcUnixAddress::Temp = temporaryMark;
@@ -80,18 +63,25 @@ itcUnixAddress::itcUnixAddress(const char* path)
     set(path);
 }
 
+// The resolver is asked in any case, for its answer and its usual traces.
 bool itcUnixAddress::set(const char* path)
 {
     clearStatus(status);
-    char temporary[sizeof(sockaddr_un::sun_path)];
     if (path == nullptr || path == Temp)
-        path = makeTemporaryName(temporary) ? temporary : nullptr;
-
-    sockaddr_storage made = {};
+        path = temporaryName();
     if (path == nullptr || std::strlen(path) > Max_SockUnix_Pathlen)
         setStatus(status, Itc_Tp_Path_Too_Long, Error);
-    if (path != nullptr && !resolve(path, made))
-        setStatus(status, Itc_Tp_Path_Too_Long, Error);
+
+    sockaddr_storage made = {};
+    if (path != nullptr) {
+        addrinfo hints = {};
+        hints.ai_family = AF_UNIX;
+        addrinfo* answer = nullptr;
+        const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
+        if (!addressFrom(returnCode, answer, path, made))
+            setStatus(status, Itc_Tp_Path_Too_Long, Error); // now, before freeing disturbs the error number
+        OS_freeaddrinfo(answer);
+    }
     address = made; // only now: the path may have been the one that is stored here
     return status.severity < Warning;
 }

@@ -22,11 +22,12 @@ public:
 
     /// Stores a path.
     ///
-    /// Null and #Temp ask for a fresh name in the system's directory for temporary files. It is not guessable, so
-    /// nobody else will have taken it before it is bound. The resolver is asked about every path, and its calls are
-    /// traced; it takes "*" for no path at all (say "./*").
+    /// Null and #Temp ask for a fresh name in the system's directory for temporary files. It is tmpnam() that makes it:
+    /// in static storage, so this is for one thread at a time in the whole process. Nothing keeps the name free until it
+    /// is bound, so where others may write, give a path in a directory of your own. The resolver is asked about every
+    /// path, and its calls are traced; it takes "*" for no path at all (say "./*").
     /// \return true when `status.severity` is Success afterwards; false with (`Itc_Tp_Path_Too_Long`, Error), when the
-    ///         path is too long, or the resolver fails on it, or the system has no random bytes for a name yet.
+    ///         path is too long, or the resolver fails on it, or the system has no name.
     bool set(const char* path);
 
     /// Formats a path and stores it, as set() does. A text of any length is safe: what is too long is refused as that.

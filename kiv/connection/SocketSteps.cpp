@@ -60,7 +60,7 @@ void takeIPv4PeersToo(int td, const sockaddr_storage& address)
 
 bool bindOrClose(itcConnection& connection, int td, const sockaddr_storage& local, const char* failed)
 {
-    return OS_bind(td, asSockaddr(local), addressLength(local)) == 0 ||
+    return OS_bind(td, asSockaddr(local), addressLength(local)) >= 0 ||
            closeAndFail(connection, failed, Itc_Tp_Bind_Call_Failed);
 }
 

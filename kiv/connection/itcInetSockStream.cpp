@@ -214,7 +214,7 @@ int itcInetSockStream::doAccept(ICBKivReady* cb, void* clientData)
 int itcInetSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData)
 {
     int result = -1;
-    if (out == nullptr) {
+    if (out == nullptr && connState == ItcStateListening) {
         result = refuseToAccept(*this);
     } else {
         const int fd = doAccept(cb, clientData);

@@ -116,7 +116,7 @@ bool itcUnixSockStream::CreateEndpoint(itcUnixAddress& addr)
 int itcUnixSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData)
 {
     int result = -1;
-    if (out == nullptr) {
+    if (out == nullptr && connState == ItcStateListening) {
         result = refuseToAccept(*this);
     } else {
         const int fd = acceptPeer(*this, td, connState, sizeof(sockaddr_un), acceptSilently);

@@ -1,7 +1,7 @@
 #include <kiv/dispatcher/Timeval.h>
 
-#include <kiv/dispatcher/detail/Saturate.h>
 #include <kiv/foundation/detail/Micros.h>
+#include <kiv/foundation/detail/Saturate.h>
 
 namespace {
 

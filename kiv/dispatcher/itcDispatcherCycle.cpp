@@ -4,11 +4,11 @@
 
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/detail/Performance.h>
-#include <kiv/dispatcher/detail/Saturate.h>
 #include <kiv/dispatcher/detail/Select.h>
 #include <kiv/dispatcher/itcIOHandler.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/Micros.h>
+#include <kiv/foundation/detail/Saturate.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
 #include <cmath>

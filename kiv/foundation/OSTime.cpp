@@ -1,6 +1,7 @@
 // Clocks, interval timers and signals of the portability layer.
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/Micros.h>
+#include <kiv/foundation/detail/Saturate.h>
 
 #include <csignal>
 
@@ -55,10 +56,10 @@ int OS_getuptime(timeval* tv)
         *tv = timeval{};
         return 0;
     }
-    tv->tv_sec -= uptimeStart.tv_sec;
-    tv->tv_usec -= uptimeStart.tv_usec;
+    tv->tv_sec = saturatingSub(tv->tv_sec, uptimeStart.tv_sec);
+    tv->tv_usec = saturatingSub(tv->tv_usec, uptimeStart.tv_usec);
     while (tv->tv_usec < 0) {
-        tv->tv_sec -= 1;
+        tv->tv_sec = saturatingSub(tv->tv_sec, 1);
         tv->tv_usec += microsPerSecond;
     }
     return 0;

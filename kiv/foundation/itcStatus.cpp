@@ -46,8 +46,9 @@ try {
 
 std::string itcStatus::STATUS_errorno_text() const
 try {
-    char text[errorTextSize];
-    return OS_getStrError(errorNumber, text, sizeof text);
+    char buffer[errorTextSize];
+    const char* const text = OS_getStrError(errorNumber, buffer, sizeof buffer);
+    return text != nullptr ? text : ""; // a program's own OS_getStrError() may have none
 } catch (const std::bad_alloc&) {
     return {};
 }

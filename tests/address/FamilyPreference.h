@@ -13,6 +13,7 @@ public:
     FamilyPreference& operator=(const FamilyPreference&) = delete;
 
     static int family() { return current(); }
+    static void set(int family) { current() = family; }
 
 private:
     struct Opened : itcInetAddress {

@@ -131,6 +131,19 @@ TEST_F(FamilyProbe, ClosesTheIPv6SocketThatServesOneFamilyOnly)
     EXPECT_EQ(OsFaults::closesocket().calls(), 2);
 }
 
+TEST_F(FamilyProbe, EndsWhenAnotherThreadHasFoundOutMeanwhile)
+{
+    OsFaults::closesocket().instead = [](int fd) {
+        FamilyPreference::set(AF_INET);
+        return ::close(fd);
+    };
+
+    probe();
+
+    EXPECT_THAT(familiesTried(), ElementsAre(AF_INET));
+    EXPECT_EQ(FamilyPreference::family(), AF_INET);
+}
+
 TEST_F(FamilyProbe, HappensOnce)
 {
     probe();

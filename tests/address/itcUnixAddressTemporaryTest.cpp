@@ -6,32 +6,33 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/syscall.h>
+#include <dlfcn.h>
 #include <sys/wait.h>
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace {
 
-bool outOfRandomBytes = false;
+// What the library's call of tmpnam() gives, if not what the system gives.
+std::function<char*(char*)> insteadOfTmpnam;
 
 } // namespace
 
-// Names that cannot be guessed are made of the system's random bytes; so a test can have it run out of them.
-extern "C" ssize_t getrandom(void* bytes, size_t count, unsigned int flags)
+extern "C" char* tmpnam(char* buffer) noexcept
 {
-    if (outOfRandomBytes) {
-        errno = ENOSYS;
-        return -1;
-    }
-    return ::syscall(SYS_getrandom, bytes, count, flags);
+    if (insteadOfTmpnam)
+        return insteadOfTmpnam(buffer);
+    return reinterpret_cast<char* (*)(char*)>(::dlsym(RTLD_NEXT, "tmpnam"))(buffer);
 }
 
 namespace {
 
+using testing::ElementsAre;
 using testing::StartsWith;
 
 struct Request {
@@ -42,6 +43,8 @@ struct Request {
 
 class TemporaryPath : public testing::TestWithParam<Request> {
 protected:
+    ~TemporaryPath() override { insteadOfTmpnam = nullptr; }
+
     static std::string madePath()
     {
         const itcUnixAddress address(GetParam().path);
@@ -98,12 +101,23 @@ TEST_P(TemporaryPath, CannotBeForetold)
     EXPECT_NE(ours, theirs);
 }
 
+TEST_P(TemporaryPath, IsTheSystems)
+{
+    char name[] = "/tmp/made-up";
+    std::vector<char*> buffers;
+    insteadOfTmpnam = [&](char* buffer) {
+        buffers.push_back(buffer);
+        return name;
+    };
+    EXPECT_EQ(madePath(), name);
+    EXPECT_THAT(buffers, ElementsAre(nullptr)) << "static storage";
+}
+
 TEST_P(TemporaryPath, ThatCannotBeMadeIsRefused)
 {
     itcUnixAddress address("/run/some.socket");
-    outOfRandomBytes = true;
+    insteadOfTmpnam = [](char*) { return nullptr; };
     const bool made = address.set(GetParam().path);
-    outOfRandomBytes = false;
 
     EXPECT_FALSE(made);
     EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error));

@@ -219,6 +219,23 @@ TEST(UnixAddressLookup, FailsUnderTheCodeOfATooLongPath)
     }
 }
 
+TEST(UnixAddressLookup, LeavesItsOwnErrorNumber)
+{
+    itcUnixAddress address;
+    HookRecorder hooks;
+    OsFaults::getaddrinfo().instead = [&](auto...) {
+        hooks.check = [](short) { // asked again when the result is freed
+            errno = EXDEV;
+            return true;
+        };
+        errno = ENODATA;
+        return EAI_SYSTEM;
+    };
+    EXPECT_FALSE(address.set("/run/some.socket"));
+    EXPECT_EQ(errno, EXDEV);
+    EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error, ENODATA));
+}
+
 TEST(UnixAddressLookup, DoesNotMakeATooLongPathGood)
 {
     OsFaults::getaddrinfo().instead = [](const char*, const char*, const addrinfo*, addrinfo** result) {

@@ -279,6 +279,13 @@ TEST_P(InetSockStreamAccept, FailsWithoutAPlaceForTheConnection)
     EXPECT_EQ(listener.AcceptConnection(nullptr, nullptr, nullptr), -1);
 }
 
+TEST_P(InetSockStreamAccept, IsRefusedOfWhatDoesNotListenAlsoWithoutAPlace)
+{
+    itcInetSockStream closed;
+    EXPECT_EQ(closed.AcceptConnection(nullptr, nullptr, nullptr), -1);
+    EXPECT_THAT(closed, HasStatus(Itc_Tp_Socket_Still_Connected, Warning));
+}
+
 TEST_P(InetSockStreamAccept, TurnsThePeerAwayWithoutMemoryForTheConnection)
 {
     const BareSocket peer = client();

@@ -204,6 +204,13 @@ TEST_F(UnixSockStreamAccept, FailsWithoutAPlaceForTheConnection)
     EXPECT_EQ(listener.AcceptConnection(nullptr, nullptr, nullptr), -1);
 }
 
+TEST_F(UnixSockStreamAccept, IsRefusedOfWhatDoesNotListenAlsoWithoutAPlace)
+{
+    itcUnixSockStream closed;
+    EXPECT_EQ(closed.AcceptConnection(nullptr, nullptr, nullptr), -1);
+    EXPECT_THAT(closed, HasStatus(Itc_Tp_Socket_Still_Connected, Warning));
+}
+
 TEST_F(UnixSockStreamAccept, PrintsNothingOfItsFailures)
 {
     const HookRecorder hooks;

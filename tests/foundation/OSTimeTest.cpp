@@ -277,6 +277,16 @@ TEST_P(OSUptimeAcross, IsAsLongAsThat)
     });
 }
 
+TEST(OSUptime, EndsAtTheLongestTimes)
+{
+    expectInFreshProcess([] {
+        wallClock(INT64_MIN, 0);
+        expectUptime(0, 0);
+        wallClock(INT64_MAX, 0);
+        expectUptime(INT64_MAX, 0);
+    });
+}
+
 TEST(OSUptime, DoesNotStartWithAFailedCall)
 {
     expectInFreshProcess([] {

@@ -272,6 +272,13 @@ TEST(StatusErrorText, IsEmptyWhereTheLayerHasNoText)
     errorTexts().clear();
 }
 
+TEST(StatusErrorText, IsEmptyWhereTheLayerHasNone)
+{
+    errorTexts().instead = [](auto...) { return nullptr; };
+    EXPECT_EQ(status(0, 0, EAGAIN).STATUS_errorno_text(), "");
+    errorTexts().clear();
+}
+
 TEST(StatusErrorText, LeavesTheCommaWhereTheLayerHasNoText)
 {
     errorTexts().failNext(1, 0);
