@@ -135,7 +135,7 @@ itcIOHandler* itcDispatcher::handler(itcConnection* conn, itcDispatcherMask mask
         setStatus(*this, Itc_Dp_Invalid_Mask, Error);
         return nullptr;
     }
-    const int fd = readMask->allocFd(descriptorOf(*conn, mask));
+    const int fd = readMask->allocFd(conn != nullptr ? descriptorOf(*conn, mask) : -1);
     if (!isSlot(fd)) {
         setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
         return nullptr;

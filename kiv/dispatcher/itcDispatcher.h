@@ -72,8 +72,8 @@ public:
 
     /// The handler registered for one kind of interest in the connection's descriptor.
     ///
-    /// REQUIRES: `conn` is not null and `mask` is one single kind.
-    /// \return null when there is none, or with `Itc_Dp_Invalid_Mask` or `Itc_Dp_Invalid_File_Descriptor`, Error.
+    /// \return null when there is none; with `Itc_Dp_Invalid_Mask`, Error, where `mask` is not one single kind, or with
+    ///         `Itc_Dp_Invalid_File_Descriptor`, Error, where `conn` is null or has no descriptor.
     virtual itcIOHandler* handler(itcConnection* conn, itcDispatcherMask mask);
 
     /// Takes back link() for each kind in `mask`. \return as link().
@@ -200,7 +200,8 @@ public:
     /// Installs a profiler: `startTimer` is called with a marker's number at its place in the cycle, and
     /// `incDispatchSleepTime` at the end of a cycle that had a limit, with the limit as given and as the wait left it,
     /// but only while `startTimer` is installed too. Both may be null. Call it once, before dispatching starts.
-    /// \param intReservedText is called at once for each of the eight markers, in order, with its text; not null.
+    /// \param intReservedText is called at once for each of the eight markers, in order, with its text; null is
+    ///                        told nothing.
     static void setPerfFunctions(void (*intReservedText)(int, const char*), void (*startTimer)(int),
                                  void (*incDispatchSleepTime)(long, long, long, long));
     /// Prints the report if it is due; part of every cycle.

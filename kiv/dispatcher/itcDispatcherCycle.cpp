@@ -155,9 +155,7 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
 
         if (checkCommunicationBuffer && !buffered.empty())
             fillMask(n, r, buffered);
-        if (n >= 0)
-            return nfds == 0 ? 0 : n;
-        if (handleError() != 0 || nfds == 0) {
+        if (n < 0 && handleError() != 0) {
             // A failed select() leaves the sets as they were asked. Were they not emptied, those who want to be called
             // again would pass for ready ones that are counted already, and be forgotten.
             r.zero();
@@ -165,6 +163,10 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
             e.zero();
             return 0;
         }
+        if (nfds == 0)
+            return 0;
+        if (n >= 0)
+            return n;
     }
 }
 

@@ -140,7 +140,7 @@ void itcDispatcher::processAsyncReadyNotify()
 
         const Delivery delivery(*record);
         try {
-            if (registered.contains(record->target))
+            if (record->target != nullptr && registered.contains(record->target))
                 record->target->ready(record->result, record->userData);
         } catch (...) {
             retireWorker(record->thread);

@@ -55,6 +55,8 @@ void itcDispatcher::setPerfFunctions(void (*intReservedText)(int, const char*), 
     intReservedTextFP = intReservedText;
     startTimerFP = startTimer;
     incDispatchSleepTimeFP = incDispatchSleepTime;
+    if (intReservedText == nullptr)
+        return;
     for (int marker = DispatchBegin; marker <= ExceptionEnd; ++marker)
         intReservedText(marker, markerTexts[marker]);
 }

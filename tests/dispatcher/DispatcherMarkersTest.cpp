@@ -53,6 +53,14 @@ TEST_F(DispatcherMarkers, AreRegisteredInOrderWithTheirTexts)
                                   "4 outrdy begin", "5 outrdy end", "6 except begin", "7 except end"));
 }
 
+TEST_F(DispatcherMarkers, AreToldAlsoWhereNobodyWantsTheirTexts)
+{
+    itcDispatcher::setPerfFunctions(nullptr, mark, nullptr);
+    EXPECT_THAT(told, IsEmpty());
+    cycle();
+    EXPECT_THAT(told, ElementsAre("0", "1"));
+}
+
 TEST_F(DispatcherMarkers, AreStoredWhereTheHostCanSeeThem)
 {
     EXPECT_EQ(itcDispatcher::intReservedTextFP, text);

@@ -81,6 +81,15 @@ TEST_F(DispatcherReady, DropsWhatIsQueuedForNobody)
     EXPECT_THAT(receiver.results, ElementsAre(2));
 }
 
+TEST_F(DispatcherReady, DropsWhatIsQueuedForNobodyEvenIfNobodyIsRegistered)
+{
+    dispatcher.registerICBKivReady(nullptr);
+    notify(1, nullptr);
+    drain();
+    EXPECT_TRUE(SharedState::pending.isEmpty());
+    dispatcher.deregisterICBKivReady(nullptr);
+}
+
 TEST_F(DispatcherReady, DropsWhatIsQueuedForAReceiverThatWasDeregistered)
 {
     Receiver receiver;

@@ -125,6 +125,17 @@ TEST_P(FailedProbe, DropsTheDescriptorForWhateverReason)
 
 INSTANTIATE_TEST_SUITE_P(Any, FailedProbe, testing::Values(EBADF, ENOTSOCK, EINVAL, ENOMEM, EINTR));
 
+TEST_F(FailedWait, ForgetsTheWishOfTheOnlyDescriptorWhenThatIsBad)
+{
+    attach(3, ReadMask, &handler);
+    dispatcher.readyRead->push_back(3);
+    select.fails(EBADF);
+    select.fails(EBADF);
+    EXPECT_EQ(cycle(), 0);
+    EXPECT_THAT(handler.calls, ElementsAre("in")) << "of its end";
+    EXPECT_FALSE(dispatcher.anyReady());
+}
+
 TEST_F(FailedWait, KeepsTheLimitOfATimerForTheNextWait)
 {
     FakeClock clock;

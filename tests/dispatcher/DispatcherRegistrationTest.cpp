@@ -171,6 +171,12 @@ TEST_P(RegistrationOfAKind, HandlerFindsWhatIsRegistered)
     EXPECT_THAT(dispatcher, HasClearStatus());
 }
 
+TEST_P(RegistrationOfAKind, HandlerOfNoConnectionIsRefused)
+{
+    EXPECT_EQ(dispatcher.handler(nullptr, kind.mask), nullptr);
+    EXPECT_THAT(dispatcher, HasStatus(Itc_Dp_Invalid_File_Descriptor, Error));
+}
+
 TEST_P(RegistrationOfAKind, LinkAsksTheConnectionForThatDescriptor)
 {
     BufferedConnection split(4, 5, 6);
