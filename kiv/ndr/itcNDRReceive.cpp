@@ -5,7 +5,6 @@
 #include <kiv/ndr/detail/Frame.h>
 #include <kiv/ndr/detail/Storage.h>
 
-#include <cerrno>
 #include <limits>
 #include <new>
 #include <tuple>
@@ -59,7 +58,7 @@ itcNDRReceive::itcNDRReceive(const char* data, unsigned int len) : itcNDRReceive
     if (severity == Error)
         return;
     if (free_buffer_size_inline() < len) { // an allocator of the host's that aligns less than ours
-        setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(*this);
         return;
     }
     std::memcpy(dataStart, data, len);
@@ -118,7 +117,7 @@ void itcNDRReceive::extend_buffer(unsigned int pages)
     dropStorage();
     constexpr unsigned int spare = 8; // for what the alignment of the data skips
     if (pages > pagesBeyond(longestFrame)) {
-        setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(*this);
         return;
     }
     const uint64_t allocated = pages * pageSize + spare;
@@ -253,7 +252,7 @@ bool itcNDRReceive::makeArray(char*& dst, int cap, int len, Replace replace)
     }
     char* const fresh = new (std::nothrow) char[static_cast<size_t>(len)];
     if (fresh == nullptr) {
-        setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(*this);
         return false;
     }
     if (cap > 0)
@@ -326,7 +325,8 @@ void itcNDRReceive::takeText(char* dst, unsigned int capacity)
 {
     unsigned int length = 0;
     takeText(dst, capacity, length);
-    dst[std::min(length, capacity - 1)] = '\0';
+    if (length >= capacity)
+        dst[capacity - 1] = '\0';
 }
 
 itcNDRReceive& operator>>(itcNDRReceive& b, char* dst)
@@ -385,7 +385,7 @@ itcConnection& operator>>(itcConnection& c, itcNDRReceive& b)
     }
     // A deriving class that grows or tells its size in its own way may have promised too much.
     if (length > longestFrame || length > b.free_buffer_size_inline()) {
-        setStatus(b, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(b);
         return c;
     }
 

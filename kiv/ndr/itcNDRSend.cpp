@@ -6,7 +6,6 @@
 #include <kiv/ndr/detail/Storage.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <limits>
 #include <tuple>
 
@@ -108,7 +107,7 @@ void itcNDRSend::extend_buffer(unsigned int pages)
     const uint64_t newSize = used + std::max(pages * pageSize, used / 2);
     constexpr unsigned int spare = 8; // for what the alignment of the data skips
     if (newSize == 0 || newSize + spare > largestAllocation) {
-        setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(*this);
         return;
     }
     char* const fresh = static_cast<char*>(OS_malloc(newSize + spare));
@@ -175,7 +174,7 @@ bool itcNDRSend::grow(unsigned int pages, unsigned int alignment, uint64_t bytes
         if (fits())
             return true;
     }
-    setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+    failAllocation(*this);
     return false;
 }
 
@@ -193,7 +192,7 @@ void itcNDRSend::putBytes(unsigned int alignment, const void* bytes, size_t leng
 void itcNDRSend::putCounted(const char* data, size_t length)
 {
     if (length > std::numeric_limits<uint32_t>::max()) {
-        setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+        failAllocation(*this);
         return;
     }
     const OwnBytes bytes(*this, data);

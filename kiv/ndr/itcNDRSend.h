@@ -196,7 +196,7 @@ template <class Byte> itcNDRSend& itcNDRSend::putByte(Byte value)
     static_assert(sizeof(Byte) == 1);
     if (KIV_UNLIKELY(writePos == nullptr || lastUsable < writePos)) {
         extend_buffer(1);
-        if (writePos == nullptr || lastUsable < writePos)
+        if (severity == Error || writePos == nullptr || lastUsable < writePos)
             return noRoom();
     }
     *writePos++ = static_cast<char>(value);

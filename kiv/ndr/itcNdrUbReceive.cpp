@@ -31,7 +31,7 @@ public:
         constexpr unsigned int maxPiece = std::numeric_limits<int>::max();
         const int n = connection.Read(to, static_cast<int>(std::min(size, maxPiece)));
         if (n > 0)
-            return {Piece::arrived, std::min(static_cast<unsigned int>(n), size)};
+            return {Piece::arrived, static_cast<unsigned int>(n)};
         if (n == 0)
             return {Piece::closed};
         if (connection.code == Itc_Tp_Would_Block)
@@ -372,13 +372,15 @@ template <class Source> bool itcNdrUbReceive::readOn(Source& source, char*& posi
 {
     const Piece piece = source.read(position, remaining);
     switch (piece.outcome) {
-    case Piece::arrived:
-        position += piece.count;
-        remaining -= piece.count;
+    case Piece::arrived: {
+        const unsigned int moved = std::min(piece.count, remaining); // a deriving connection may claim more
+        position += moved;
+        remaining -= moved;
         // From a stream only the bytes in front of the data are counted.
         if (!Source::givesAllOrFails || rxState != Transferring)
             bytesReceived += piece.count;
         return remaining == 0;
+    }
     case Piece::wouldBlock:
         return false;
     case Piece::closed:
@@ -403,7 +405,7 @@ bool itcNdrUbReceive::makeRoom()
         extend_buffer(pagesBeyond(lengthBuf));
         const bool hasFailed = severity > Success && code != Itc_Ndr_Buff_Sz_More_Than_Max;
         if (hasFailed || lengthBuf > free_buffer_size_inline()) {
-            fail(Itc_Ndr_Ub_Extend_Buffer_Failed, errorNumber);
+            fail(Itc_Ndr_Ub_Extend_Buffer_Failed, OS_getLastError());
             return false;
         }
         dataPos = raw_data();

@@ -5,7 +5,6 @@
 #include <kiv/ndr/detail/Frame.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <limits>
 #include <ostream>
 
@@ -160,15 +159,16 @@ itcNdrUbSend& operator<<(itcNdrUbSend& b, const itcXNDR& v)
     return GuardedPuts::put(b, v);
 }
 
-// What is common to both destinations: the frame's head, and whether there is anything to be sent.
-bool itcNdrUbSend::beginTransfer()
+// What is common to both destinations: the frame's head, and whether there is anything to be sent. What can not be sent
+// fails as a write does, with the error number that a failed write would leave.
+bool itcNdrUbSend::beginTransfer(int writeError)
 {
     clearStatus(*this);
     bytesSent = 0;
     switch (txState) {
     case Idle: {
         if (raw_data() == nullptr) {
-            fail(Itc_Ndr_Ub_Packet_Write_Failed, EINVAL);
+            fail(Itc_Ndr_Ub_Packet_Write_Failed, writeError);
             return false;
         }
         const unsigned int length = raw_length();
@@ -183,7 +183,7 @@ bool itcNdrUbSend::beginTransfer()
     case Transferring:
         if (isStillInPlace())
             return true;
-        fail(Itc_Ndr_Ub_Packet_Write_Failed, EINVAL);
+        fail(Itc_Ndr_Ub_Packet_Write_Failed, writeError);
         return false;
     case Complete:
     case Failed:
@@ -195,18 +195,22 @@ bool itcNdrUbSend::beginTransfer()
 }
 
 // The rest of the frame ends where the content ends, unless the content has grown or moved behind our back.
-bool itcNdrUbSend::isStillInPlace() const
+bool itcNdrUbSend::isStillInPlace()
 {
+    char* const data = raw_data();
+    if (data == nullptr)
+        return false;
     const auto position = reinterpret_cast<std::uintptr_t>(sendPos);
-    return frameStart != nullptr && position >= reinterpret_cast<std::uintptr_t>(frameStart) &&
-           position + sendRemaining == reinterpret_cast<std::uintptr_t>(writePos);
+    return position >= reinterpret_cast<std::uintptr_t>(data - framePrefixSize) &&
+           position + sendRemaining == reinterpret_cast<std::uintptr_t>(data + raw_length());
 }
 
 void itcNdrUbSend::advance(unsigned int sent)
 {
+    const unsigned int moved = std::min(sent, sendRemaining); // a deriving connection may claim more
     bytesSent += sent;
-    sendPos += sent;
-    sendRemaining -= sent;
+    sendPos += moved;
+    sendRemaining -= moved;
     if (sendRemaining == 0) {
         sendPos = raw_data();
         txState = Complete;
@@ -221,12 +225,12 @@ void itcNdrUbSend::fail(ItcStatusCode failure, int error)
 
 unsigned int operator<<(itcConnection& c, itcNdrUbSend& s)
 {
-    if (!s.beginTransfer())
+    if (!s.beginTransfer(c.errorNumber))
         return s.severity == Error ? s.sendRemaining : 0;
     const auto piece = static_cast<int>(std::min<unsigned int>(s.sendRemaining, std::numeric_limits<int>::max()));
     const int n = c.Write(s.sendPos, piece);
     if (n >= 0)
-        s.advance(std::min(static_cast<unsigned int>(n), s.sendRemaining));
+        s.advance(static_cast<unsigned int>(n));
     else if (c.code != Itc_Tp_Would_Block)
         s.fail(Itc_Ndr_Ub_Packet_Write_Failed, c.errorNumber);
     return s.sendRemaining;
@@ -234,7 +238,7 @@ unsigned int operator<<(itcConnection& c, itcNdrUbSend& s)
 
 std::ostream& operator<<(std::ostream& os, itcNdrUbSend& s)
 {
-    if (!s.beginTransfer())
+    if (!s.beginTransfer(OS_getLastError()))
         return os;
     try {
         os.write(s.sendPos, s.sendRemaining);

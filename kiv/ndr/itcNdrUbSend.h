@@ -54,8 +54,8 @@ private:
     KIV_HIDDEN bool mayPut();
     KIV_HIDDEN bool mayReset();
     KIV_HIDDEN void becomeIdle();
-    KIV_HIDDEN bool beginTransfer();
-    KIV_HIDDEN bool isStillInPlace() const;
+    KIV_HIDDEN bool beginTransfer(int writeError);
+    KIV_HIDDEN bool isStillInPlace();
     KIV_HIDDEN void advance(unsigned int sent);
     KIV_HIDDEN void fail(ItcStatusCode failure, int error);
 };

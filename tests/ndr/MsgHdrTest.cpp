@@ -134,6 +134,15 @@ TEST(MsgHdr, WithTextsThatAreTooLongIsCutAndReadBehindThem)
     }
 }
 
+TEST(MsgHdr, TakesTheBytesOfItsTextsAndNoMore)
+{
+    OpenReceive in(wireHeader("abc\0"s, ""));
+    OpenMsgHdr h = header(std::string(31, 'x'), std::string(31, 'y'));
+    in >> h;
+    EXPECT_EQ(std::string(h.text1, 32), "abc\0"s + std::string(27, 'x') + '\0');
+    EXPECT_EQ(std::string(h.text2, 32), std::string(31, 'y') + '\0');
+}
+
 TEST(MsgHdr, ThatIsCutAnywhereEndsWithZerosAndAWarning)
 {
     const std::string whole = wireHeader("abc\0"s, "de\0"s);

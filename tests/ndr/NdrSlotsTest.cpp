@@ -133,6 +133,19 @@ INSTANTIATE_TEST_SUITE_P(
                     GrowthThroughSlot{"block", [](itcNDRSend& b) { b.put_opaque("abc", 3, true, false); }},
                     GrowthThroughSlot{"transaction", [](itcNDRSend& b) { b.start_transaction(); }}));
 
+TEST(NdrSendGrowthThatFails, PutsNothingEvenIfThereIsRoomNow)
+{
+    struct Complaining : itcNDRSend {
+        void extend_buffer(unsigned int pages) override
+        {
+            itcNDRSend::extend_buffer(pages);
+            severity = Error;
+        }
+    } b;
+    b << 'a';
+    EXPECT_EQ(b.raw_length(), 2u);
+}
+
 TEST(NdrReceiveGrowth, GoesThroughTheVirtualSlotAndStopsOnItsError)
 {
     struct Refusing : OpenReceive {

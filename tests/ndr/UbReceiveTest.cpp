@@ -248,6 +248,31 @@ TEST_F(UbReceive, GrowsByThePagesThatTheFrameNeeds)
     EXPECT_EQ(growing.dataPos, growing.raw_data());
 }
 
+TEST_F(UbReceive, AConnectionThatClaimsTooMuchIsCountedAsItSaysAndReadsNoMore)
+{
+    struct Boasting : ScriptedConnection {
+        int Read(void* buf, int len) override { return ScriptedConnection::Read(buf, len) + 500; }
+    } boasting;
+    boasting.gives(frame(ndr));
+    EXPECT_EQ(boasting >> packet, 0U);
+    EXPECT_EQ(packet.bytesReceived, 8U + ndr.size() + 3 * 500);
+    EXPECT_EQ(takenText(), "nineteen characters");
+}
+
+TEST_F(UbReceive, AFailedGrowthLeavesTheErrorOfTheMoment)
+{
+    struct Refusing : OpenUbReceive {
+        using OpenUbReceive::OpenUbReceive;
+        void extend_buffer(unsigned int) override
+        {
+            setStatus(*this, Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM);
+            errno = EXDEV;
+        }
+    } refusing(1, 32);
+    connection.gives(frameHeader(5000)) >> refusing;
+    EXPECT_THAT(refusing, HasStatus(Itc_Ndr_Ub_Extend_Buffer_Failed, Error, EXDEV));
+}
+
 TEST_F(UbReceive, LengthsThatNoMemoryHoldsFail)
 {
     refuseHugeAllocations();
@@ -256,7 +281,7 @@ TEST_F(UbReceive, LengthsThatNoMemoryHoldsFail)
         ScriptedConnection c;
         EXPECT_EQ(c.gives(frameHeader(length)) >> other, length);
         EXPECT_EQ(other.rxState, Failed);
-        EXPECT_THAT(other, HasStatus(Itc_Ndr_Ub_Extend_Buffer_Failed, Error));
+        EXPECT_THAT(other, HasStatus(Itc_Ndr_Ub_Extend_Buffer_Failed, Error, ENOMEM));
         EXPECT_EQ(other.free_buffer_size(), 0U);
 
         other.reset_transmission_state();

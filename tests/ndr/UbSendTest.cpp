@@ -130,10 +130,44 @@ TEST_F(UbSend, APacketWithoutStorageIsAFailedWrite)
 {
     OpenUbSend empty(1);
     connection.takesTheRest();
+    connection.errorNumber = EXDEV;
     EXPECT_EQ(connection << empty, 0U);
     EXPECT_EQ(empty.txState, Failed);
-    EXPECT_THAT(empty, HasStatus(Itc_Ndr_Ub_Packet_Write_Failed, Error));
+    EXPECT_THAT(empty, HasStatus(Itc_Ndr_Ub_Packet_Write_Failed, Error, EXDEV));
     EXPECT_EQ(connection.written, "");
+}
+
+TEST_F(UbSend, APacketWithoutStorageIsAFailedWriteToAStreamToo)
+{
+    OpenUbSend empty(1);
+    std::ostringstream stream;
+    errno = EXDEV;
+    stream << empty;
+    EXPECT_THAT(empty, HasStatus(Itc_Ndr_Ub_Packet_Write_Failed, Error, EXDEV));
+    EXPECT_EQ(stream.str(), "");
+}
+
+TEST_F(UbSend, ADerivingClassMaySendLessThanItHolds)
+{
+    struct WithoutTrailer : OpenUbSend {
+        using OpenUbSend::OpenUbSend;
+        unsigned int raw_length() const override { return OpenUbSend::raw_length() - 4; }
+    } shorter(1, 64);
+    shorter << 1 << 2;
+    EXPECT_EQ(connection.takes(3) << shorter, 13U);
+    EXPECT_EQ(connection.takesTheRest() << shorter, 0U);
+    EXPECT_EQ(shorter.txState, Complete);
+    EXPECT_EQ(connection.written.size(), 16U);
+}
+
+TEST_F(UbSend, AConnectionThatClaimsTooMuchIsCountedAsItSaysAndSendsNoMore)
+{
+    struct Boasting : itcConnection {
+        int Write(const void*, int) override { return 500; }
+    } boasting;
+    EXPECT_EQ(boasting << packet, 0U);
+    EXPECT_EQ(packet.bytesSent, 500U);
+    EXPECT_EQ(packet.txState, Complete);
 }
 
 TEST_F(UbSend, StorageThatMovedUnderWayIsAFailedWrite)

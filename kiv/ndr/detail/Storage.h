@@ -4,7 +4,9 @@
 #pragma once
 
 #include <kiv/foundation/OS.h>
+#include <kiv/foundation/detail/SetStatus.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
@@ -36,6 +38,13 @@ constexpr std::uint64_t pageSize = 4096;
 constexpr unsigned int pagesBeyond(std::uint64_t bytes)
 {
     return static_cast<unsigned int>(bytes / pageSize + 1);
+}
+
+/// A size that is not even asked for fails as the allocation would have, error number and all.
+inline void failAllocation(itcStatus& status)
+{
+    errno = ENOMEM;
+    setStatus(status, Itc_Ndr_Buffer_Alloc_Failed, Error);
 }
 
 /// Frees what a buffer owns, if anything.
