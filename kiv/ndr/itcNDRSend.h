@@ -194,12 +194,15 @@ template <class Value> itcNDRSend& itcNDRSend::putAligned(Value value)
 template <class Byte> itcNDRSend& itcNDRSend::putByte(Byte value)
 {
     static_assert(sizeof(Byte) == 1);
-    if (KIV_UNLIKELY(writePos == nullptr || lastUsable < writePos)) {
+    char* place = writePos;
+    if (KIV_UNLIKELY(place == nullptr || lastUsable < place)) {
         extend_buffer(1);
-        if (severity == Error || writePos == nullptr || lastUsable < writePos)
+        place = writePos;
+        if (severity == Error || place == nullptr || lastUsable < place)
             return noRoom();
     }
-    *writePos++ = static_cast<char>(value);
+    *place = static_cast<char>(value);
+    writePos = place + 1;
     return *this;
 }
 
