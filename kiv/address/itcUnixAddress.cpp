@@ -18,9 +18,9 @@ constexpr size_t formattedSize = 1024;
 
 static_assert(sizeof(sockaddr_un::sun_path) == itcUnixAddress::Max_SockUnix_Pathlen + 1);
 
-// tmpnam() is found at run time, since a linker warns of it at every build: its names may be taken before they are used.
-// These are of random characters, in static storage.
-// \return null when there is none.
+// tmpnam() is found at run time: a linker that sees it named warns, at every build, that somebody may take a name before
+// it is used. set() tells hosts.
+// \return null when there is no name.
 const char* temporaryName()
 {
     const auto tmpnam = reinterpret_cast<char* (*)(char*)>(::dlsym(RTLD_DEFAULT, "tmpnam"));
