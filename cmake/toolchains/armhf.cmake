@@ -4,7 +4,7 @@
 # one. Programs run on the building machine under emulation.
 set(KIV_SYSROOT "" CACHE PATH "System root of the target")
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES KIV_SYSROOT)
-if(NOT IS_DIRECTORY ${KIV_SYSROOT}/usr)
+if(NOT KIV_SYSROOT OR NOT IS_DIRECTORY ${KIV_SYSROOT}/usr)
     message(FATAL_ERROR "KIV_SYSROOT names no system root; scripts/armhf-root makes one")
 endif()
 

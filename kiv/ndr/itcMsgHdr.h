@@ -21,7 +21,8 @@ public:
     ~itcMsgHdr() override;
 
     /// Takes the eight fields in their order. A text that a peer has sent too long is cut to 31 characters, and the
-    /// fields behind it are read where they are.
+    /// fields behind it are read where they are. One that the peer has not terminated runs on into what the field held
+    /// before, so take into a fresh header.
     itcNDRReceive& to_internal(itcNDRReceive& b) override;
     /// Puts the eight fields in their order: `number`, `type`, the texts, the values.
     itcNDRSend& to_external(itcNDRSend& b) const override;
