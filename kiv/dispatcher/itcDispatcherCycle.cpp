@@ -128,12 +128,13 @@ int itcDispatcher::dispatch(timeval* timeout)
     notify(n, r, w, e);
 
     perfStopwatches.outsideTimer.start();
-    mark(DispatchEnd);
-    if (timeout != nullptr) {
-        if (startTimerFP != nullptr && incDispatchSleepTimeFP != nullptr)
+    if (startTimerFP != nullptr) {
+        startTimerFP(DispatchEnd);
+        if (timeout != nullptr && incDispatchSleepTimeFP != nullptr)
             asked.tellProfiler(*timeout);
-        sleepMicros = saturatingAdd(sleepMicros, asked.microsUsed(*timeout));
     }
+    if (timeout != nullptr)
+        sleepMicros = saturatingAdd(sleepMicros, asked.microsUsed(*timeout));
     return n != 0;
 }
 
@@ -155,14 +156,11 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
 
         if (checkCommunicationBuffer && !buffered.empty())
             fillMask(n, r, buffered);
-        if (n < 0 && handleError() != 0) {
-            // A failed select() leaves the sets as they were asked. Were they not emptied, those who want to be called
-            // again would pass for ready ones that are counted already, and be forgotten.
-            r.zero();
-            w.zero();
-            e.zero();
+        // A failed select() leaves the sets as they were asked. fillInReady() then takes the descriptors that asked to
+        // be called again for ready ones that are counted already: their request is lost, and the cycle returns 0.
+        // In practice such a wait has a zero limit, and a signal hardly ever meets it.
+        if (n < 0 && handleError() != 0)
             return 0;
-        }
         if (nfds == 0)
             return 0;
         if (n >= 0)

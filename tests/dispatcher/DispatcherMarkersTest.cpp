@@ -171,6 +171,21 @@ TEST_F(DispatcherMarkers, AreAllOffWithoutTheMarkerHook)
     EXPECT_THAT(told, IsEmpty()) << "no sleep either";
 }
 
+// The end of a cycle looks once whether there is a profiler.
+TEST_F(DispatcherMarkers, EndWithSleepAlsoWhenTheLastMarkerTakesTheProfilerAway)
+{
+    install(
+        [](int id) {
+            mark(id);
+            if (id == 1)
+                itcDispatcher::startTimerFP = nullptr;
+        },
+        sleep);
+    select.left = tv(1, 7);
+    dispatcher.dispatch(2.5);
+    EXPECT_THAT(told, ElementsAre("0", "1", "sleep 2 500000 1 7"));
+}
+
 TEST_F(DispatcherMarkers, AreNotSetAroundTheHandlerOfABadDescriptor)
 {
     attach(3, ReadMask, &handler);

@@ -31,6 +31,20 @@ TEST_F(FailedWait, ByAnInterruptionEndsTheCycleWithoutAText)
     EXPECT_EQ(select.asked.size(), 1u);
 }
 
+// select() leaves the sets of a failed call as they were asked. A descriptor that asked to be called again is in them
+// already, so the request counts as merged without having been counted.
+TEST_F(FailedWait, ByAnInterruptionLosesRequestsToBeCalledAgain)
+{
+    attach(3, ReadMask, &handler);
+    handler.onInput = [] { return 1; };
+    select.ready({3});
+    cycle();
+    select.fails(EINTR);
+    EXPECT_EQ(cycle(), 0);
+    EXPECT_THAT(handler.calls, ElementsAre("in"));
+    EXPECT_FALSE(dispatcher.anyReady());
+}
+
 class FailedWaitByError : public FailedWait, public testing::WithParamInterface<std::pair<int, const char*>> {};
 
 TEST_P(FailedWaitByError, EndsTheCycleWithAText)

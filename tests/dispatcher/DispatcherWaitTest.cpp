@@ -138,6 +138,18 @@ TEST_F(DispatcherWait, EndsWithZeroWhenItIsInterruptedWhileBytesAreHeld)
     EXPECT_EQ(wait(&timeout), 0);
 }
 
+TEST_F(DispatcherWait, LeavesTheSetsOfAFailedSelectAsTheyWere)
+{
+    attach(3, ReadMask, &handler);
+    attach(4, WriteMask, &handler);
+    attach(5, ExceptMask, &handler);
+    select.fails(EINTR);
+    EXPECT_EQ(wait(&timeout), 0);
+    EXPECT_THAT(bitsOf(r), ElementsAre(3));
+    EXPECT_THAT(bitsOf(w), ElementsAre(4));
+    EXPECT_THAT(bitsOf(e), ElementsAre(5));
+}
+
 // Linux leaves the sets of a failed select() alone; where they come back empty, held bytes still count, from the -1.
 TEST_F(DispatcherWait, AddsHeldBytesToAFailedSelectToo)
 {
