@@ -67,7 +67,10 @@ void itcDispatcher::report()
         return;
     perfStopwatches.reportTimer.start();
 
-    trace(KivDebug::DBG_NFR, writeReport);
+    // The text is complete before the hook is asked the second time: what the hook changes meanwhile is not in the text.
+    const std::optional<std::string> text = composed(writeReport);
+    if (traceWanted(KivDebug::DBG_NFR))
+        print(KivDebug::DBG_NFR, text);
     perfFigures = PerfFigures{};
     messagesRead = 0;
     bytesRead = 0;

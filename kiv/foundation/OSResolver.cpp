@@ -78,8 +78,8 @@ int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints,
     int number = 0;
     if (traceWanted(KivDebug::DBG_KIV))
         number = resolverTraceCounter++;
-    if (hasText) {
-        trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
+    if (traceWanted(KivDebug::DBG_KIV) && hasText) {
+        printTrace(KivDebug::DBG_KIV, [&](std::ostream& out) {
             out << "before calling getaddrinfo #" << number << " with hostname:" << Quoted{host}
                 << " servicename:" << Quoted{service};
         });

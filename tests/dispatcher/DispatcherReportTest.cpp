@@ -149,6 +149,18 @@ TEST_F(DispatcherReport, ShowsAllFigures)
                         " ======================================================================= \n");
 }
 
+TEST_F(DispatcherReport, IsComposedBeforeTheHookIsAskedTheSecondTime)
+{
+    readOnce();
+    itcDispatcher::messagesRead = 9;
+    hooks.check = [this](short) {
+        if (hooks.checks() == 2)
+            itcDispatcher::messagesRead = 5;
+        return true;
+    };
+    EXPECT_THAT(report(), HasSubstr(" Messages per read #9"));
+}
+
 TEST_F(DispatcherReport, ShowsMessagesWithoutBytes)
 {
     readOnce();

@@ -98,6 +98,13 @@ TEST_F(GetaddrinfoTraces, PrintNothingForNeitherHostNorService)
     EXPECT_THAT(hooks.texts(), IsEmpty());
 }
 
+TEST_F(GetaddrinfoTraces, AskTheCheckHookThreeTimesForNeitherHostNorService)
+{
+    ask(nullptr, nullptr);
+
+    EXPECT_EQ(hooks.checks(), 3);
+}
+
 TEST_F(GetaddrinfoTraces, UseUpANumberForNeitherHostNorService)
 {
     ask(nullptr, nullptr);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <locale>
 #include <new>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -15,24 +16,32 @@ inline bool traceWanted(short flag)
     return KivDebug::pKivDebugCheck(flag);
 }
 
-/// Composes a text and hands it to the print hook, without asking the check hook: for callers that have asked.
-///
-/// The stream has the classic locale: numbers are plain digits also in a host whose locale groups them. A text
-/// for which there is no memory is dropped; an exception of the hook itself is the host's own and passes.
+/// Composes a text. The stream has the classic locale: numbers are plain digits also in a host whose locale groups them.
+/// \return nothing when there is no memory for the text.
+template <class Compose> std::optional<std::string> composed(Compose&& compose)
+try {
+    std::ostringstream out;
+    out.imbue(std::locale::classic());
+    compose(out);
+    if (!out) // the stream keeps an allocation failure to itself
+        return std::nullopt;
+    return out.str();
+} catch (const std::bad_alloc&) {
+    return std::nullopt;
+}
+
+/// Hands a composed text to the print hook. A text for which there was no memory is dropped. An exception of the hook
+/// is the host's own and passes.
+inline void print(short flag, const std::optional<std::string>& text)
+{
+    if (text)
+        KivDebug::pKivDebugPrint(flag, text->c_str());
+}
+
+/// Composes and prints without asking the check hook: for callers that have asked.
 template <class Compose> void printTrace(short flag, Compose&& compose)
 {
-    std::string text;
-    try {
-        std::ostringstream out;
-        out.imbue(std::locale::classic());
-        compose(out);
-        if (!out) // the stream keeps an allocation failure to itself
-            return;
-        text = out.str();
-    } catch (const std::bad_alloc&) {
-        return;
-    }
-    KivDebug::pKivDebugPrint(flag, text.c_str());
+    print(flag, composed(compose));
 }
 
 /// Composes and prints only after the check hook said yes, so that a trace costs one call while it is off.
