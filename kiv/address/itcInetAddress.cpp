@@ -27,15 +27,11 @@ bool hasInet()
     return true;
 }
 
-// Whether an IPv6 socket can be told to serve IPv4 peers as well.
-bool hasDualStack()
+// Whether this IPv6 socket can be told to serve IPv4 peers as well. A socket that could not be made cannot.
+bool servesBothFamilies(int inet6)
 {
     const int off = 0;
-    const int inet6 = OS_socket(AF_INET6, SOCK_STREAM, 0);
-    const bool dualStack = OS_setsockopt(inet6, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0;
-    if (inet6 != -1)
-        OS_closesocket(inet6);
-    return dualStack;
+    return OS_setsockopt(inet6, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0;
 }
 
 // Copies the host, an IPv6 literal without the brackets that URLs put around it. REQUIRES: it fits.
@@ -203,11 +199,15 @@ int itcInetAddress::preferredWildcardFamily()
 {
     const auto family = [] { return __atomic_load_n(&preferredFamily, __ATOMIC_RELAXED); };
     const auto prefer = [](int found) { __atomic_store_n(&preferredFamily, found, __ATOMIC_RELAXED); };
-    if (family() == 0) {
-        if (!hasInet())
-            prefer(AF_INET6);
-        else if (family() == 0) // still, that is: another thread may have found out meanwhile
-            prefer(hasDualStack() ? AF_INET6 : AF_INET);
+    if (family() != 0)
+        return family();
+    if (!hasInet()) {
+        prefer(AF_INET6);
+    } else if (family() == 0) { // another thread may have stored the preference meanwhile
+        const int inet6 = OS_socket(AF_INET6, SOCK_STREAM, 0);
+        prefer(servesBothFamilies(inet6) ? AF_INET6 : AF_INET);
+        if (inet6 != -1)
+            OS_closesocket(inet6);
     }
     return family();
 }

@@ -7,6 +7,7 @@
 #include <sys/un.h>
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -41,16 +42,17 @@ bool addressFrom(int returnCode, const addrinfo* answer, const char* path, socka
         std::memcpy(&made, &local, sizeof local);
         return true;
     }
-    // Within this length a path is followed by a zero of the storage, whatever the resolver has written.
-    const bool fits =
-        returnCode == 0 && answer != nullptr && answer->ai_addr != nullptr && answer->ai_addrlen <= sizeof(sockaddr_un);
-    if (fits)
-        std::memcpy(&made, answer->ai_addr, answer->ai_addrlen);
-    return fits;
+    if (returnCode != 0 || answer == nullptr || answer->ai_addr == nullptr || answer->ai_addrlen > sizeof made)
+        return false;
+    std::memcpy(&made, answer->ai_addr, answer->ai_addrlen);
+    // pathname() shows the path as a text, so a zero must end the path inside the storage.
+    constexpr size_t pathOffset = offsetof(sockaddr_un, sun_path);
+    return std::memchr(reinterpret_cast<const char*>(&made) + pathOffset, '\0', sizeof made - pathOffset) != nullptr;
 }
 
 } // namespace
 
+const int itcUnixAddress::Max_SockUnix_Pathlen;
 const char* const itcUnixAddress::Temp = temporaryMark;
 
 itcUnixAddress::itcUnixAddress()
@@ -72,17 +74,21 @@ bool itcUnixAddress::set(const char* path)
     if (path == nullptr || std::strlen(path) > Max_SockUnix_Pathlen)
         setStatus(status, Itc_Tp_Path_Too_Long, Error);
 
-    sockaddr_storage made = {};
-    if (path != nullptr) {
-        addrinfo hints = {};
-        hints.ai_family = AF_UNIX;
-        addrinfo* answer = nullptr;
-        const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
-        if (!addressFrom(returnCode, answer, path, made))
-            setStatus(status, Itc_Tp_Path_Too_Long, Error); // now, before freeing disturbs the error number
-        OS_freeaddrinfo(answer);
+    if (path == nullptr) {
+        address = {};
+        return false;
     }
-    address = made; // only now: the path may have been the one that is stored here
+    addrinfo hints = {};
+    hints.ai_family = AF_UNIX;
+    addrinfo* answer = nullptr;
+    const int returnCode = OS_getaddrinfo(path, nullptr, &hints, &answer);
+    sockaddr_storage made = {}; // apart from `address`, which may hold the very path that was given
+    if (!addressFrom(returnCode, answer, path, made)) {
+        setStatus(status, Itc_Tp_Path_Too_Long, Error);
+        made = {};
+    }
+    address = made;
+    OS_freeaddrinfo(answer);
     return status.severity < Warning;
 }
 

@@ -11,7 +11,9 @@
 ///               `status.severity`. Do not use an address whose path was refused.
 class KIV_EXPORT itcUnixAddress : public itcAddress {
 public:
-    static constexpr int Max_SockUnix_Pathlen = 107; ///< The longest path, without its terminating zero.
+    /// The longest path, without its terminating zero. A constant to the compiler, and a symbol of the library too: hosts
+    /// look it up by name.
+    static const int Max_SockUnix_Pathlen = 107;
 
     /// Asks for a generated path. Known by its address and not by its content: any other empty string is an empty path.
     static const char* const Temp;

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <unistd.h>
+
 #include <string>
 #include <thread>
 #include <vector>
@@ -155,6 +157,19 @@ TEST_F(FamilyProbe, HappensOnce)
 
     EXPECT_THAT(familiesTried(), IsEmpty());
     EXPECT_EQ(FamilyPreference::family(), found);
+}
+
+TEST_F(FamilyProbe, StoresThePreferenceBeforeItClosesTheIPv6Socket)
+{
+    std::vector<int> preferences;
+    OsFaults::closesocket().instead = [&](int fd) {
+        preferences.push_back(FamilyPreference::family());
+        return ::close(fd);
+    };
+
+    probe();
+
+    EXPECT_THAT(preferences, ElementsAre(0, FamilyPreference::family()));
 }
 
 TEST_F(FamilyProbe, PrecedesEveryLookupAlsoOfATooLongHost)

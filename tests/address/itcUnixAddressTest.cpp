@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <dlfcn.h>
+#include <link.h>
 #include <sys/un.h>
 
 #include <algorithm>
@@ -58,6 +60,18 @@ void expectTooLong(const itcUnixAddress& address)
 }
 
 } // namespace
+
+TEST(UnixAddressMaxPathLength, IsASymbolOfFourBytes)
+{
+    void* const address = ::dlsym(RTLD_DEFAULT, "_ZN14itcUnixAddress20Max_SockUnix_PathlenE");
+    ASSERT_NE(address, nullptr);
+    EXPECT_EQ(*static_cast<const int*>(address), 107);
+
+    Dl_info info = {};
+    void* entry = nullptr;
+    ASSERT_NE(::dladdr1(address, &info, &entry, RTLD_DL_SYMENT), 0);
+    EXPECT_EQ(static_cast<const ElfW(Sym)*>(entry)->st_size, 4u);
+}
 
 TEST(UnixAddressWithoutPath, HasNoFamilyAndSaysSo)
 {
@@ -277,6 +291,50 @@ TEST_F(UnixAnswer, IsStored)
 
     EXPECT_TRUE(setAnsweredBy(&answer, sizeof answer));
     expectPath(address, "/answered");
+}
+
+TEST_F(UnixAnswer, IsStoredBeforeItIsGivenBack)
+{
+    sockaddr_un answer = {};
+    answer.sun_family = AF_UNIX;
+    std::strcpy(answer.sun_path, "/answered");
+    HookRecorder hooks;
+    std::string pathAtLastQuestion;
+    hooks.check = [&](short) {
+        const char* const path = address.pathname();
+        pathAtLastQuestion = path != nullptr ? path : "none";
+        return true;
+    };
+
+    setAnsweredBy(&answer, sizeof answer);
+    EXPECT_THAT(hooks.texts().front(), testing::StartsWith("before calling freeaddrinfo"));
+    EXPECT_EQ(pathAtLastQuestion, "/answered");
+}
+
+class UnixAnswerOfLength : public UnixAnswer, public testing::WithParamInterface<socklen_t> {};
+
+TEST_P(UnixAnswerOfLength, IsStoredWhereItEndsWithAZero)
+{
+    sockaddr_storage answer = {};
+    answer.ss_family = AF_UNIX;
+    char* const bytes = reinterpret_cast<char*>(&answer);
+    std::memset(bytes + offsetof(sockaddr_un, sun_path), 'p', GetParam() - offsetof(sockaddr_un, sun_path));
+    bytes[GetParam() - 1] = '\0';
+
+    EXPECT_TRUE(setAnsweredBy(&answer, GetParam()));
+    EXPECT_STREQ(address.pathname(), bytes + offsetof(sockaddr_un, sun_path));
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, UnixAnswerOfLength, testing::Values(109, 110, 111, 127, 128));
+
+TEST_F(UnixAnswer, ThatFillsTheStorageWithoutAZeroIsAFailedLookup)
+{
+    sockaddr_storage answer = {};
+    std::memset(&answer, 'p', sizeof answer);
+    answer.ss_family = AF_UNIX;
+
+    EXPECT_FALSE(setAnsweredBy(&answer, sizeof answer));
+    EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error));
 }
 
 TEST_F(UnixAnswer, LongerThanTheStorageIsAFailedLookup)
