@@ -127,13 +127,13 @@ int itcConnection::readOnce(void* buf, int len)
                 len /= 2;
                 continue;
             }
-            setStatus(*this, Itc_Tp_Would_Block, Warning, error);
+            setStatus(*this, Itc_Tp_Would_Block, Warning);
             return -1;
         }
         traceFailure([&](std::ostream& out) {
             out << "itcConnection::Read() read/recv call failed. td: " << td << " errno = " << error;
         });
-        setStatus(*this, Itc_Tp_Read_Call_Failed, Error, error);
+        setStatus(*this, Itc_Tp_Read_Call_Failed, Error);
         return -1;
     }
 }
@@ -158,7 +158,7 @@ int itcConnection::readAll(void* buf, int len)
                 out << "itcConnection::Read() read/recv (ItcStrictBlocking) call failed. td: " << td
                     << " errno = " << error;
             });
-            setStatus(*this, Itc_Tp_Read_Call_Failed, Error, error);
+            setStatus(*this, Itc_Tp_Read_Call_Failed, Error);
             return -1;
         }
         left -= static_cast<int>(n);
@@ -198,13 +198,13 @@ int itcConnection::Write(const void* buf, int len)
                 len >>= 1;
                 continue;
             }
-            setStatus(*this, Itc_Tp_Would_Block, Warning, error);
+            setStatus(*this, Itc_Tp_Would_Block, Warning);
             return 0;
         }
         traceFailure([&](std::ostream& out) {
             out << "itcConnection::Write() OS_send failed. td: " << td << " errno = " << error;
         });
-        setStatus(*this, Itc_Tp_Write_Call_Failed, Error, error);
+        setStatus(*this, Itc_Tp_Write_Call_Failed, Error);
         return -1;
     }
 }

@@ -79,8 +79,9 @@ int itcInetSockDgram::InitRead()
     if (buflen > 0)
         return buflen;
     if (buflen == 0) {
+        const int error = OS_getLastError();
         traceFailure("itcInetSockDgram::InitRead() OS_recvfrom() returns zero byte");
-        setStatus(*this, Itc_Tp_Would_Block, Error);
+        setStatus(*this, Itc_Tp_Would_Block, Error, error);
         return -1;
     }
     traceFailure([&](std::ostream& out) {

@@ -1,4 +1,5 @@
 #include "HookRecorder.h"
+#include "LastErrors.h"
 #include "OsFaults.h"
 #include "Script.h"
 #include "StatusMatchers.h"
@@ -51,6 +52,17 @@ TEST_P(ConnectionRead, ReturnsWhatIsThere)
     EXPECT_STREQ(area, "hello");
     EXPECT_THAT(connection, HasClearStatus());
     EXPECT_THAT(OsFaults::recv().asked(), ElementsAre(std::make_tuple(connection.td, static_cast<void*>(area), 16u)));
+}
+
+TEST_P(ConnectionRead, RecordsTheErrorNumberOfTheMomentOfTheStatus)
+{
+    OsFaults::recv().failNext(2, EXDEV);
+    LastErrors wouldBlock({EAGAIN, 4711});
+    EXPECT_EQ(connection.Read(area, 1), -1);
+    EXPECT_THAT(connection, HasStatus(Itc_Tp_Would_Block, Warning, 4711));
+    wouldBlock.then({ECONNRESET, 4712});
+    EXPECT_EQ(connection.Read(area, 1), -1);
+    EXPECT_THAT(connection, HasStatus(Itc_Tp_Read_Call_Failed, Error, 4712));
 }
 
 TEST_P(ConnectionRead, CountsCallsAndBytes)
@@ -196,6 +208,14 @@ TEST_F(ConnectionReadStrict, CountsOneReadHoweverManyPiecesCame)
     connection.Read(area, 4);
     EXPECT_EQ(connection.readCallCount, 1u);
     EXPECT_EQ(connection.readByteCount, 4u);
+}
+
+TEST_F(ConnectionReadStrict, RecordsTheErrorNumberOfTheMomentOfTheStatus)
+{
+    OsFaults::recv().failNext(1, EXDEV);
+    const LastErrors numbers({ECONNRESET, 4711});
+    EXPECT_EQ(connection.Read(area, 1), -1);
+    EXPECT_THAT(connection, HasStatus(Itc_Tp_Read_Call_Failed, Error, 4711));
 }
 
 TEST_F(ConnectionReadStrict, AsksForNothingWhenNothingIsWanted)

@@ -1,4 +1,5 @@
 #include "HookRecorder.h"
+#include "LastErrors.h"
 #include "OsFaults.h"
 #include "Script.h"
 #include "StatusMatchers.h"
@@ -41,6 +42,18 @@ TEST(ConnectionWrite, SendsTheBytesAndClearsTheStatus)
     EXPECT_EQ(pair.near().Write("hello", 5), 5);
     EXPECT_THAT(pair.near(), HasClearStatus());
     EXPECT_EQ(pair.farReceives(5), "hello");
+}
+
+TEST(ConnectionWrite, RecordsTheErrorNumberOfTheMomentOfTheStatus)
+{
+    StreamPair pair;
+    OsFaults::send().failNext(2, EXDEV);
+    LastErrors wouldBlock({EAGAIN, 4711});
+    EXPECT_EQ(pair.near().Write("x", 1), 0);
+    EXPECT_THAT(pair.near(), HasStatus(Itc_Tp_Would_Block, Warning, 4711));
+    wouldBlock.then({ECONNRESET, 4712});
+    EXPECT_EQ(pair.near().Write("x", 1), -1);
+    EXPECT_THAT(pair.near(), HasStatus(Itc_Tp_Write_Call_Failed, Error, 4712));
 }
 
 TEST(ConnectionWrite, CountsCallsAndBytes)

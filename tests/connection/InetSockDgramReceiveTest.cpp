@@ -54,6 +54,20 @@ TEST_P(InetSockDgramReceive, TreatsAnEmptyDatagramAsAnError)
     EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockDgram::InitRead() OS_recvfrom() returns zero byte"));
 }
 
+TEST_P(InetSockDgramReceive, ReadsTheErrorNumberOfAnEmptyDatagramBeforeItsReport)
+{
+    HookRecorder hooks;
+    send("");
+    int numbersRead = -1;
+    hooks.check = [&](short) {
+        numbersRead = OsFaults::getLastError().calls();
+        return true;
+    };
+    endpoint.InitRead();
+    EXPECT_EQ(numbersRead, 1);
+    EXPECT_EQ(OsFaults::getLastError().calls(), 1);
+}
+
 TEST_P(InetSockDgramReceive, ReadsNothingOfAnEmptyDatagram)
 {
     send("");

@@ -1,4 +1,5 @@
 #include "ConnectionLimit.h"
+#include "LastErrors.h"
 #include "LoopbackTest.h"
 #include "ReadyRecorder.h"
 #include "Script.h"
@@ -161,6 +162,15 @@ TEST_P(InetSockStreamConnect, KeepsTheSocketWhenItWouldBlock)
     EXPECT_THAT(stream, HasStatus(Itc_Tp_Would_Block, Warning, EAGAIN));
     EXPECT_THAT(ready.calls, ElementsAre(ReadyRecorder::Call(-1, &mark)));
     EXPECT_TRUE(hooks.texts().empty());
+}
+
+TEST_P(InetSockStreamConnect, RecordsTheErrorNumberOfTheMomentWhenItWouldBlock)
+{
+    OsFaults::connect().failNext(1, EXDEV);
+    const LastErrors numbers({EAGAIN, 4711});
+    OpenedStream stream;
+    EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), -1);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Would_Block, Warning, 4711));
 }
 
 TEST_P(InetSockStreamConnect, UsesTheKeptSocketTheNextTime)

@@ -102,6 +102,14 @@ private:
     BareSocket guest;
 };
 
+/// A close() that succeeds and leaves an error number that no call of its own has.
+inline int closeLeavingEXDEV(int fd)
+{
+    const int result = ::close(fd);
+    errno = EXDEV;
+    return result;
+}
+
 inline bool isNonBlocking(int fd)
 {
     return (mustWork(::fcntl(fd, F_GETFL), "fcntl") & O_NONBLOCK) != 0;

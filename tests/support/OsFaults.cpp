@@ -5,10 +5,14 @@
 
 namespace {
 
-// The library's own function of this name: the next one behind the test program's.
+// The library's own function of this name: the next one behind the test program's. Keeps `errno`, which a test may have
+// set for OS_getLastError().
 template <class Function> Function* libraryFunction(const char* name)
 {
-    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+    const int kept = errno;
+    auto* const function = reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+    errno = kept;
+    return function;
 }
 
 } // namespace
@@ -50,6 +54,7 @@ KIV_FAULTABLE(int, closesocket, -1, (int fd), (real, fd))
 KIV_FAULTABLE(int, select, -1, (int nfds, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, timeval* timeout),
               (real, nfds, readSet, writeSet, exceptSet, timeout))
 KIV_FAULTABLE(int, ioctl, -1, (int fd, unsigned long request, void* argument), (real, fd, request, argument))
+KIV_FAULTABLE(int, getLastError, 0, (), (real))
 KIV_FAULTABLE(int, setNonBlocking, 0, (int fd), (real, fd))
 KIV_FAULTABLE(int, setBlocking, 0, (int fd), (real, fd))
 KIV_FAULTABLE(void*, malloc, nullptr, (size_t size), (real, size))
@@ -84,6 +89,7 @@ void OsFaults::clearAll()
     closesocket().clear();
     select().clear();
     ioctl().clear();
+    getLastError().clear();
     setNonBlocking().clear();
     setBlocking().clear();
     malloc().clear();

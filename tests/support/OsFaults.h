@@ -118,6 +118,8 @@ OsCall<int(int, OS_shutdown_mode)>& shutdown();
 OsCall<int(int)>& closesocket();
 OsCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)>& select();
 OsCall<int(int, unsigned long, void*)>& ioctl();
+/// Fails with result 0.
+OsCall<int()>& getLastError();
 /// Fails with result 0, as the function reports failure.
 OsCall<int(int)>& setNonBlocking();
 /// Fails with result 0, as the function reports failure.
