@@ -164,7 +164,6 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
             return 0;
 
         int c = 0;
-        int error = 0;
         {
             std::optional<ConnectAlarm> alarm;
             if (connTimeout != 0) {
@@ -172,10 +171,10 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
                 alarm.emplace(connTimeout, alrmSigHdl);
             }
             c = connectSocket(td, remote.address);
-            error = OS_getLastError();
-        }
+        } // the host's timer and handler are back before the error number is read
         if (c >= 0)
             return 1;
+        const int error = OS_getLastError();
         if (error == EINTR) {
             if (getIntrFlag() == 0)
                 continue; // another signal: the full time once more
@@ -189,7 +188,7 @@ int itcInetSockStream::openBlocking(itcInetAddress& remote)
             return 0;
         }
         if (error == EAGAIN) {
-            setStatus(*this, Itc_Tp_Would_Block, Warning, error);
+            setStatus(*this, Itc_Tp_Would_Block, Warning);
             return -1;
         }
         Close();

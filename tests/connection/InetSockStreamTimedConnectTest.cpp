@@ -220,13 +220,22 @@ TEST_P(InetSockStreamTimedConnect, LosesAnAlarmThatComesBeforeTheConnect)
 TEST_P(InetSockStreamTimedConnect, RecordsTheErrorNumberFromAfterTheClose)
 {
     OsFaults::connect().instead = blockUntilAlarm;
-    OsFaults::closesocket().instead = [](int fd) {
-        const int result = ::close(fd);
-        errno = EXDEV;
-        return result;
-    };
+    OsFaults::closesocket().instead = closeLeavingEXDEV;
     stream.setConnTimeout(20);
     stream.OpenConnection(remote, nullptr, nullptr);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Connect_Call_Failed, Error, EXDEV));
+}
+
+TEST_P(InetSockStreamTimedConnect, ReadsTheErrorNumberAfterTheHostsAlarmIsBack)
+{
+    OsFaults::connect().failNext(1, ECONNREFUSED);
+    OsFaults::signal().instead = [](int number, OS_signalHandler handler) {
+        const OS_signalHandler previous = std::signal(number, handler);
+        errno = EXDEV;
+        return previous;
+    };
+    stream.setConnTimeout(60000);
+    EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), 0);
     EXPECT_THAT(stream, HasStatus(Itc_Tp_Connect_Call_Failed, Error, EXDEV));
 }
 
