@@ -13,13 +13,17 @@ namespace {
 
 constexpr int listenBacklog = 5;
 
-// The error number is that of the failed call: closing may have one of its own.
+// Internet sockets trace their failures and record the error number of the failed call. Local sockets print nothing and
+// record the error number that is pending after the close: usually the same, since a close that succeeds leaves it.
 bool closeAndFail(itcConnection& connection, const char* failed, ItcStatusCode code)
 {
     const int error = OS_getLastError();
     connection.Close();
-    if (failed != nullptr)
-        traceFailure([&](std::ostream& out) { out << failed << error; });
+    if (failed == nullptr) {
+        setStatus(connection, code, Error);
+        return false;
+    }
+    traceFailure([&](std::ostream& out) { out << failed << error; });
     setStatus(connection, code, Error, error);
     return false;
 }

@@ -130,6 +130,14 @@ TEST_F(UnixSockStreamBound, CannotHaveAPathInAMissingFolder)
     EXPECT_EQ(itcConnection::getConnectionCount(), counted);
 }
 
+TEST_F(UnixSockStreamBound, RecordsTheErrorNumberFromAfterTheClose)
+{
+    OsFaults::bind().failNext(1, EADDRINUSE);
+    OsFaults::closesocket().instead = closeLeavingEXDEV;
+    const OpenedUnixStream stream(address);
+    EXPECT_THAT(stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EXDEV));
+}
+
 TEST_F(UnixSockStreamBound, CannotHaveAPathBelowAFile)
 {
     makeFile(path);

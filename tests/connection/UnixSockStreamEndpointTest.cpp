@@ -150,6 +150,20 @@ TEST_F(UnixSockStreamEndpoint, ClosesTheSocketThatItCannotBind)
     EXPECT_EQ(itcConnection::getConnectionCount(), counted);
 }
 
+TEST_F(UnixSockStreamEndpoint, RecordsTheErrorNumberFromAfterTheClose)
+{
+    OsFaults::closesocket().instead = closeLeavingEXDEV;
+    OpenedUnixStream cannotBind;
+    OsFaults::bind().failNext(1, EADDRINUSE);
+    EXPECT_FALSE(cannotBind.CreateEndpoint(address));
+    EXPECT_THAT(cannotBind, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EXDEV));
+
+    OpenedUnixStream cannotListen;
+    OsFaults::listen().failNext(1, EOPNOTSUPP);
+    EXPECT_FALSE(cannotListen.CreateEndpoint(address));
+    EXPECT_THAT(cannotListen, HasStatus(Itc_Tp_Listen_Call_Failed, Error, EXDEV));
+}
+
 TEST_F(UnixSockStreamEndpoint, ClosesTheSocketThatCannotListen)
 {
     const int counted = itcConnection::getConnectionCount();
