@@ -30,9 +30,17 @@ itcMsgHdr::itcMsgHdr(int number, itcMsgType type, const char* text1, const char*
 
 itcMsgHdr::~itcMsgHdr() = default;
 
+// The texts leave as copies of at most 31 characters. A host may have filled a field to its last byte: what lies behind
+// the field is never read, and never sent.
 itcNDRSend& itcMsgHdr::to_external(itcNDRSend& b) const
 {
-    return b << number << static_cast<int>(type) << text1 << text2 << value1 << value2 << value3 << value4;
+    char bounded1[textSize];
+    char bounded2[textSize];
+    setText(bounded1, text1);
+    setText(bounded2, text2);
+    const char* const first = bounded1;
+    const char* const second = bounded2;
+    return b << number << static_cast<int>(type) << first << second << value1 << value2 << value3 << value4;
 }
 
 itcNDRReceive& itcMsgHdr::to_internal(itcNDRReceive& b)

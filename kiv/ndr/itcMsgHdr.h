@@ -20,11 +20,11 @@ public:
               int value4);
     ~itcMsgHdr() override;
 
-    /// Takes the eight fields in their order. A text that a peer has sent too long is cut to 31 characters, and the
-    /// fields behind it are read where they are. One that the peer has not terminated runs on into what the field held
-    /// before, so take into a fresh header.
+    /// Takes the eight fields in their order. A text of more than 31 characters is cut to 31, and the fields behind it
+    /// are read where they are. Each text is ended by a zero, also when the peer has sent none.
     itcNDRReceive& to_internal(itcNDRReceive& b) override;
-    /// Puts the eight fields in their order: `number`, `type`, the texts, the values.
+    /// Puts the eight fields in their order: `number`, `type`, the texts, the values. Of each text at most 31 characters
+    /// are put, also when a field holds no zero.
     itcNDRSend& to_external(itcNDRSend& b) const override;
 
     int number;

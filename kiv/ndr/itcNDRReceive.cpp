@@ -321,12 +321,15 @@ void itcNDRReceive::takeText(char* dst, uint64_t capacity, unsigned int& length)
     readPos += length;
 }
 
+// A peer's text may come without a zero. The zero then goes behind its last byte: whatever the field held before must
+// not be taken for a part of the text.
 void itcNDRReceive::takeText(char* dst, unsigned int capacity)
 {
     unsigned int length = 0;
     takeText(dst, capacity, length);
-    if (length >= capacity)
-        dst[capacity - 1] = '\0';
+    const unsigned int taken = std::min(length, capacity);
+    if (std::memchr(dst, '\0', taken) == nullptr)
+        dst[std::min(taken, capacity - 1)] = '\0';
 }
 
 itcNDRReceive& operator>>(itcNDRReceive& b, char* dst)

@@ -136,11 +136,43 @@ TEST(MsgHdr, WithTextsThatAreTooLongIsCutAndReadBehindThem)
 
 TEST(MsgHdr, TakesTheBytesOfItsTextsAndNoMore)
 {
-    OpenReceive in(wireHeader("abc\0"s, ""));
+    OpenReceive in(wireHeader("abc\0"s, "\0"s));
     OpenMsgHdr h = header(std::string(31, 'x'), std::string(31, 'y'));
     in >> h;
     EXPECT_EQ(std::string(h.text1, 32), "abc\0"s + std::string(27, 'x') + '\0');
-    EXPECT_EQ(std::string(h.text2, 32), std::string(31, 'y') + '\0');
+    EXPECT_EQ(std::string(h.text2, 32), "\0"s + std::string(30, 'y') + '\0');
+}
+
+TEST(MsgHdr, EndsTextsThatAPeerHasNotTerminated)
+{
+    OpenReceive in(wireHeader("abc", ""));
+    OpenMsgHdr h = header(std::string(31, 'x'), std::string(31, 'y'));
+    in >> h;
+    EXPECT_STREQ(h.text1, "abc");
+    EXPECT_STREQ(h.text2, "");
+}
+
+TEST(MsgHdr, PutsAtMostThirtyOneCharactersOfAFieldWithoutAZero)
+{
+    OpenMsgHdr h = header("", "");
+    std::memset(h.text1, 'a', sizeof h.text1);
+    std::memset(h.text2, 'b', sizeof h.text2);
+    OpenSend b;
+    b << h;
+    EXPECT_EQ(b.data(), wireHeader(std::string(31, 'a') + '\0', std::string(31, 'b') + '\0'));
+}
+
+TEST(MsgHdr, RelaysNoForeignMemoryBehindAnUnterminatedText)
+{
+    alignas(OpenMsgHdr) char memory[sizeof(OpenMsgHdr)];
+    std::memset(memory, 0x55, sizeof memory);
+    auto* const h = new (memory) OpenMsgHdr;
+    OpenReceive in(wireHeader("abc", "de"));
+    in >> *h;
+    OpenSend b;
+    b << *h;
+    EXPECT_EQ(b.data(), wireHeader("abc\0"s, "de\0"s));
+    h->~OpenMsgHdr();
 }
 
 TEST(MsgHdr, ThatIsCutAnywhereEndsWithZerosAndAWarning)
