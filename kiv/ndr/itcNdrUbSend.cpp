@@ -167,14 +167,14 @@ bool itcNdrUbSend::beginTransfer(int writeError)
     bytesSent = 0;
     switch (txState) {
     case Idle: {
+        const unsigned int length = raw_length();
+        sendRemaining = length + framePrefixSize; // also without storage: 0 would mean that all is sent
         if (raw_data() == nullptr) {
             fail(Itc_Ndr_Ub_Packet_Write_Failed, writeError);
             return false;
         }
-        const unsigned int length = raw_length();
         const unsigned int networkLength = OS_htonl(length);
         sendPos = raw_data() - framePrefixSize;
-        sendRemaining = length + framePrefixSize;
         std::memcpy(sendPos, frameMagic, sizeof frameMagic);
         std::memcpy(sendPos + sizeof frameMagic, &networkLength, sizeof networkLength);
         txState = Transferring;
@@ -194,15 +194,20 @@ bool itcNdrUbSend::beginTransfer(int writeError)
     }
 }
 
-// The rest of the frame ends where the content ends, unless the content has grown or moved behind our back.
+// The base class can still change the content. The frame is in place while its unsent rest ends where the length word of
+// its head says, and the content still reaches that far. Values that were put behind the frame do no harm: they are not
+// part of it. Addresses are compared as numbers, since `sendPos` may point into storage that is gone.
 bool itcNdrUbSend::isStillInPlace()
 {
-    char* const data = raw_data();
+    const char* const data = raw_data();
     if (data == nullptr)
         return false;
+    const auto first = reinterpret_cast<std::uintptr_t>(data);
     const auto position = reinterpret_cast<std::uintptr_t>(sendPos);
-    return position >= reinterpret_cast<std::uintptr_t>(data - framePrefixSize) &&
-           position + sendRemaining == reinterpret_cast<std::uintptr_t>(data + raw_length());
+    unsigned int networkLength = 0;
+    std::memcpy(&networkLength, data - sizeof networkLength, sizeof networkLength);
+    const unsigned int length = OS_ntohl(networkLength);
+    return position >= first - framePrefixSize && position + sendRemaining == first + length && length <= raw_length();
 }
 
 void itcNdrUbSend::advance(unsigned int sent)

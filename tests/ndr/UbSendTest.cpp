@@ -131,10 +131,11 @@ TEST_F(UbSend, APacketWithoutStorageIsAFailedWrite)
     OpenUbSend empty(1);
     connection.takesTheRest();
     connection.errorNumber = EXDEV;
-    EXPECT_EQ(connection << empty, 0U);
+    EXPECT_EQ(connection << empty, 8U) << "the head that was left to send: 0 would mean that all is sent";
     EXPECT_EQ(empty.txState, Failed);
     EXPECT_THAT(empty, HasStatus(Itc_Ndr_Ub_Packet_Write_Failed, Error, EXDEV));
     EXPECT_EQ(connection.written, "");
+    EXPECT_EQ(connection << empty, 0U) << "nothing is sent in Failed";
 }
 
 TEST_F(UbSend, APacketWithoutStorageIsAFailedWriteToAStreamToo)
@@ -180,11 +181,45 @@ TEST_F(UbSend, StorageThatMovedUnderWayIsAFailedWrite)
     EXPECT_EQ(connection.written, "");
 }
 
-TEST_F(UbSend, ContentThatChangedUnderWayIsAFailedWrite)
+TEST_F(UbSend, APutThroughTheBaseThatLeavesTheFrameInPlaceDoesNotDisturbIt)
 {
     bringTo(Transferring);
+    const std::string sentAlready = connection.written;
+    const std::string rest(packet.sendPos, packet.sendRemaining);
     static_cast<itcNDRSend&>(packet) << 'y';
-    connection.takesTheRest() << packet;
+    connection.written.clear();
+    EXPECT_EQ(connection.takesTheRest() << packet, 0U);
+    EXPECT_EQ(packet.txState, Complete);
+    EXPECT_EQ(connection.written, rest);
+}
+
+TEST_F(UbSend, ContentThatShrankUnderWayIsAFailedWrite)
+{
+    bringTo(Transferring);
+    packet.itcNDRSend::reset();
+    EXPECT_EQ(connection.takesTheRest() << packet, 70U);
+    EXPECT_EQ(packet.txState, Failed);
+    EXPECT_EQ(connection.written, "");
+}
+
+TEST_F(UbSend, StorageThatWasGivenBackUnderWayIsAFailedWrite)
+{
+    OpenUbSend large(1, 2 << 20);
+    large << 1;
+    connection.takes(3) << large;
+    connection.written.clear();
+    large.itcNDRSend::reset();
+    EXPECT_EQ(connection.takesTheRest() << large, 13U);
+    EXPECT_EQ(large.txState, Failed);
+    EXPECT_EQ(connection.written, "");
+}
+
+TEST_F(UbSend, ACallersBufferThatReplacesTheStorageUnderWayIsAFailedWrite)
+{
+    bringTo(Transferring);
+    alignas(8) char other[64];
+    packet.itcNDRSend::init(other, sizeof other);
+    EXPECT_EQ(connection.takesTheRest() << packet, 70U);
     EXPECT_EQ(packet.txState, Failed);
     EXPECT_EQ(connection.written, "");
 }
