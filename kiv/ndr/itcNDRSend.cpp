@@ -102,7 +102,8 @@ void itcNDRSend::create_buffer(unsigned int size)
 void itcNDRSend::extend_buffer(unsigned int pages)
 {
     clearStatus(*this);
-    const uint64_t length = raw_length_inline();
+    // A deriving class may count its content otherwise. What is really there is the bound.
+    const uint64_t length = std::min(raw_length(), raw_length_inline());
     const uint64_t used = length != 0 ? length + headerSize : 0;
     const uint64_t newSize = used + std::max(pages * pageSize, used / 2);
     constexpr unsigned int spare = 8; // for what the alignment of the data skips
@@ -240,8 +241,13 @@ itcNDRSend& itcNDRSend::put_opaque(const void* data, int len, bool align8, bool 
     const OwnBytes bytes(*this, data);
     const auto length = static_cast<size_t>(len);
     const unsigned int alignment = align8 ? 8 : 1;
-    if (withLength)
+    if (withLength) {
+        constexpr unsigned int roomForLength = 2 * sizeof len;
+        const bool mustGrow = free_buffer_size_inline() < roomForLength;
         *this << len;
+        if (mustGrow && severity == Error)
+            return *this; // a block must not follow a length that found no memory: the next growth may succeed
+    }
     const uint64_t need = uint64_t{length} + (align8 ? 8 : 0) + 8;
     if (need > free_buffer_size_inline() && !grow(pagesBeyond(need), alignment, length))
         return *this;
@@ -277,10 +283,8 @@ int itcNDRSend::end_transaction()
         writePos = frameStart + std::min<uint64_t>(end, transactionOffset - countSize);
         return severity;
     }
-    if (transactionOffset > end) { // dropped already, count included
-        setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
+    if (transactionOffset > end) // the transaction was dropped, count included: there is no place to patch
         return severity;
-    }
     // Patched in place: a put there would ask for room that a transaction at the buffer's end does not have.
     const auto count = static_cast<uint32_t>(end - transactionOffset);
     std::memcpy(frameStart + transactionOffset - countSize, &count, countSize);

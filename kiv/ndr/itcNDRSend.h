@@ -176,7 +176,9 @@ template <class Value> itcNDRSend& itcNDRSend::putAligned(Value value)
     if (KIV_UNLIKELY(lastUsable - place + 1 < room)) {
         extend_buffer(1);
         place = writePos;
-        if (lastUsable - place + 1 < room)
+        // A deriving class may grow by little: what the value and its gap need is enough.
+        const auto needed = (-reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1)) + sizeof(Value);
+        if (lastUsable - place + 1 < static_cast<std::ptrdiff_t>(needed))
             return noRoom();
     }
     if (KIV_UNLIKELY(severity == Error))

@@ -253,6 +253,45 @@ TEST(NdrSendExtend, MovesFromTheCallersBufferIntoItsOwn)
     }
 }
 
+// A deriving class may count its content in its own way, a trailer of its own left out for example.
+struct OwnLength : OpenSend {
+    using OpenSend::OpenSend;
+    unsigned int raw_length() const override { return said; }
+    unsigned int said = 0;
+};
+
+TEST(NdrSendExtend, KeepsTheContentThatTheBufferSaysItHas)
+{
+    OwnLength b(64);
+    b << 'a' << 'b' << 'c' << 'd';
+    b.said = 4;
+    b.extend_buffer(1);
+    b.said = b.raw_length_inline();
+    EXPECT_EQ(b.said, 4u);
+    EXPECT_EQ(b.values(), "ab");
+}
+
+TEST(NdrSendExtend, BeginsAFreshPacketWhenTheBufferSaysThatItIsEmpty)
+{
+    OwnLength b(64);
+    b << 'a' << 'b';
+    b.said = 0;
+    b.extend_buffer(1);
+    EXPECT_EQ(b.raw_length_inline(), 2u);
+}
+
+TEST(NdrSendExtend, KeepsNoMoreThanIsThereWhateverTheBufferSays)
+{
+    OwnLength b(64);
+    b << 'a' << 'b';
+    for (const unsigned int said : {5u, 1u << 20, 0xFFFFFFFFu}) {
+        b.said = said;
+        b.extend_buffer(1);
+        EXPECT_EQ(b.raw_length_inline(), 4u);
+        EXPECT_THAT(b, HasClearStatus());
+    }
+}
+
 TEST(NdrSendExtend, ByPagesBeyondThirtyTwoBitsFails)
 {
     refuseHugeAllocations();

@@ -94,6 +94,17 @@ TEST_P(NdrSendOpaque, StopsWhenTheBufferCannotGrow)
     EXPECT_EQ(b.values(), GetParam().withLength ? "\0\0"s + word(900) : "");
 }
 
+TEST_P(NdrSendOpaque, IsNotPutWhenItsLengthFindsNoMemory)
+{
+    OpenSend b(64);
+    b.leaveFree(7);
+    OsFaults::malloc().failNext(1, ENOMEM);
+    put(b, "xyz", 3);
+    EXPECT_THAT(b, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM));
+    EXPECT_EQ(b.values(), "");
+    EXPECT_EQ(b.pagesAsked.size(), 1u) << "no second growth, which would clear the status";
+}
+
 TEST_P(NdrSendOpaque, InABufferInErrorIsPutWithoutItsLength)
 {
     OpenSend b(256);

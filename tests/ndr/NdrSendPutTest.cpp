@@ -272,6 +272,37 @@ TEST(NdrSendPutRecord, CallsItWithThisBuffer)
     EXPECT_THAT(b.pagesAsked, IsEmpty());
 }
 
+// A deriving class may grow by just what the value and its gap need.
+template <class Value> class NdrSendPutWithLittleRoom : public testing::Test {};
+TYPED_TEST_SUITE(NdrSendPutWithLittleRoom, AlignedTypes);
+
+TYPED_TEST(NdrSendPutWithLittleRoom, NeedsTheGapAndTheValueAfterAGrowth)
+{
+    for (const unsigned int gap : {0u, static_cast<unsigned int>(sizeof(TypeParam)) - 1}) {
+        struct Frugal : OpenSend {
+            using OpenSend::OpenSend;
+            void extend_buffer(unsigned int) override { leaveFree(offered); }
+            unsigned int offered = 0;
+        } frugal(64);
+        const unsigned int alignedOffset = 8;
+        while (frugal.raw_length() < alignedOffset + sizeof(TypeParam) - gap)
+            frugal << 'a';
+        const unsigned int before = frugal.raw_length();
+        frugal.leaveFree(0);
+        frugal.offered = gap + sizeof(TypeParam) - 1;
+        frugal << countingValue<TypeParam>();
+        EXPECT_EQ(frugal.raw_length(), before) << "one byte too few";
+        EXPECT_THAT(frugal, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error));
+
+        static_cast<itcStatus&>(frugal) = itcStatus();
+        frugal.leaveFree(0);
+        frugal.offered = gap + sizeof(TypeParam);
+        frugal << countingValue<TypeParam>();
+        EXPECT_EQ(frugal.raw_length(), before + gap + sizeof(TypeParam));
+        EXPECT_THAT(frugal, HasClearStatus());
+    }
+}
+
 // A deriving class may decline to grow. Nothing is put then, and that is told.
 template <class Value> class NdrSendPutWithoutRoom : public testing::Test {};
 TYPED_TEST_SUITE(NdrSendPutWithoutRoom, ValueTypes);

@@ -62,6 +62,23 @@ TEST(NdrSendTransaction, VanishesWhenSomethingInItFails)
     }
 }
 
+TEST(NdrSendTransaction, ThatHasVanishedMayBeEndedASecondTime)
+{
+    OpenSend b;
+    b << 'a';
+    b.start_transaction();
+    b << 1 << 2;
+    b.severity = Warning;
+    b.end_transaction();
+    const std::string values = b.values();
+    for (const int severity : {Success, Warning, Error}) {
+        static_cast<itcStatus&>(b) = itcStatus{Itc_Ok, severity, 0};
+        EXPECT_EQ(b.end_transaction(), severity);
+        EXPECT_EQ(b.values(), values);
+        EXPECT_THAT(b, HasStatus(Itc_Ok, severity, 0));
+    }
+}
+
 TEST(NdrSendTransaction, VanishesWithThePutThatFailed)
 {
     OpenSend b(64);
