@@ -193,8 +193,9 @@ itcNDRReceive& itcNDRReceive::extract(char* dst, unsigned int& len)
     if (readPos == nullptr || dataLast == nullptr || dataStart == nullptr) {
         setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
     } else if (dst == nullptr) {
-        const int64_t rest =
-            transactionEnd != 0 ? transactionEnd - int64_t{readPos - dataStart} : int64_t{dataLast - readPos} + 1;
+        const int64_t leftOfTransaction = transactionEnd - int64_t{readPos - dataStart};
+        const bool isInside = transactionEnd != 0 && leftOfTransaction >= 0;
+        const int64_t rest = isInside ? leftOfTransaction : int64_t{dataLast - readPos} + 1;
         len = static_cast<unsigned int>(std::max<int64_t>(rest, 0));
     } else if (left() >= int64_t{len}) {
         std::memcpy(dst, readPos, len);
@@ -219,8 +220,9 @@ itcNDRReceive& itcNDRReceive::get_opaque(void*& dst, int cap, int& len)
     return *this;
 }
 
-// The array is replaced only once the bytes are known to be there: a peer that announces more than it sends cannot make
-// this side allocate it, and the caller's pointer stays good.
+// The array is replaced before the bytes are known to be there. A caller knows the size of its array by one rule only:
+// it is the larger of `cap` and `len`, also after a failure. An array that were kept because bytes are missing would be
+// smaller than `len` says, and the caller's next block would overflow it.
 void itcNDRReceive::takeBlock(char*& dst, int cap, int& len, Replace replace, unsigned int alignment)
 {
     if (readPos == nullptr || dataLast == nullptr) {
@@ -231,25 +233,30 @@ void itcNDRReceive::takeBlock(char*& dst, int cap, int& len, Replace replace, un
     *this >> len;
     if (severity > Success || len == 0)
         return;
-    readPos += gapTo(alignment, readPos);
-    if (len < 0 || left() < len) {
-        len = std::max(len, 0);
+    if (len < 0) { // no block has such a length: it comes from a broken peer
+        len = 0;
         endOfData();
         return;
     }
-    if (!makeArray(dst, cap, len, replace))
+    const bool isTooSmall = len > cap || (dst == nullptr && replace == Replace::alsoWhenNull);
+    if (isTooSmall && !replaceArray(dst, cap, len)) {
+        len = 0;
         return;
-    std::memcpy(dst, readPos, static_cast<size_t>(len));
-    readPos += len;
+    }
+    readPos += gapTo(alignment, readPos);
+    if (left() < len) {
+        endOfData();
+    } else if (dst == nullptr) {
+        setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
+    } else {
+        std::memcpy(dst, readPos, static_cast<size_t>(len));
+        readPos += len;
+    }
 }
 
-bool itcNDRReceive::makeArray(char*& dst, int cap, int len, Replace replace)
+// \return false without memory, with the status set and the array kept.
+bool itcNDRReceive::replaceArray(char*& dst, int cap, int len)
 {
-    if (len <= cap && (dst != nullptr || replace == Replace::whenTooSmall)) {
-        if (dst == nullptr)
-            setStatus(*this, Itc_Ndr_No_Buffer_Provided, Error);
-        return dst != nullptr;
-    }
     char* const fresh = new (std::nothrow) char[static_cast<size_t>(len)];
     if (fresh == nullptr) {
         failAllocation(*this);

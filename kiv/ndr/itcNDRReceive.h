@@ -94,13 +94,15 @@ public:
 
     /// Takes a block that was put with its length, unaligned (itcNDRSend::insert()). Clears the status.
     ///
-    /// \param dst an array of `cap` bytes. A longer block replaces it by a new array (array new) of exactly the block's
-    ///            size, the old one being deleted if `cap` is positive; the caller deletes it. It is replaced only when
-    ///            the bytes are really there.
-    /// \param len receives the length of the block.
-    /// \return this buffer. A length that is negative or beyond the data is (`Itc_Ndr_End_Of_Data`, Warning). Without a
-    ///         packet, or with a null `dst` that need not be replaced, (`Itc_Ndr_No_Buffer_Provided`, Error); without
-    ///         memory for the array (`Itc_Ndr_Buffer_Alloc_Failed`, Error).
+    /// When the announced length is greater than `cap`, the array is replaced, also when the bytes then turn out to be
+    /// missing. After every call the array has the larger of `cap` and `len` bytes: pass that as `cap` the next time.
+    /// \param dst an array of `cap` bytes. The new array comes from array new and has exactly `len` bytes. The old one is
+    ///            deleted if `cap` is positive. The caller deletes the new one.
+    /// \param len receives the announced length; 0 when it is negative or when there is no memory for the array.
+    /// \return this buffer, with a clear status or one of:
+    ///         (`Itc_Ndr_End_Of_Data`, Warning): the length is negative, or fewer bytes are there.
+    ///         (`Itc_Ndr_No_Buffer_Provided`, Error): there is no packet, or `dst` is null and was not replaced.
+    ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory for the array; `dst` is kept.
     itcNDRReceive& extract(char*& dst, int cap, int& len);
     /// Takes a block that was put with its length, aligned (itcNDRSend::put_opaque()). As the extract() above, except
     /// that a null `dst` is always replaced.
@@ -169,7 +171,7 @@ private:
     KIV_HIDDEN void moveTo(unsigned int offset);
     KIV_HIDDEN void takeText(char* dst, uint64_t capacity, unsigned int& length);
     KIV_HIDDEN void takeText(char* dst, unsigned int capacity);
-    KIV_HIDDEN bool makeArray(char*& dst, int cap, int len, Replace replace);
+    KIV_HIDDEN bool replaceArray(char*& dst, int cap, int len);
     KIV_HIDDEN void takeBlock(char*& dst, int cap, int& len, Replace replace, unsigned int alignment);
 };
 

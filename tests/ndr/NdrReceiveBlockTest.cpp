@@ -3,8 +3,27 @@
 #include "StatusMatchers.h"
 
 #include <limits>
+#include <new>
 
 using namespace std::string_literals;
+
+namespace {
+
+bool arraysAreRefused = false;
+
+// While it exists, array new finds no memory.
+struct NoArrays {
+    NoArrays() { arraysAreRefused = true; }
+    ~NoArrays() { arraysAreRefused = false; }
+};
+
+} // namespace
+
+// The blocks of the library are made by this form of array new.
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return arraysAreRefused ? nullptr : ::operator new[](size);
+}
 
 class NdrReceiveRaw : public testing::Test {
 protected:
@@ -99,6 +118,20 @@ TEST_F(NdrReceiveRaw, WithoutATargetTheBytesLeftOfTheTransactionAreReported)
     b.skip(4);
     b.extract(nullptr, length);
     EXPECT_EQ(length, 2u);
+}
+
+TEST_F(NdrReceiveRaw, WithoutATargetTheBytesBehindATransactionAreReportedToTheEndOfTheData)
+{
+    OpenReceive b(packet("\0\0"s + word(2) + "abcdefgh"));
+    b.start_transaction();
+    b.skip(2);
+    b.extract(nullptr, length);
+    EXPECT_EQ(length, 0u) << "exactly at the end of the transaction";
+    for (const unsigned int left : {5u, 4u}) {
+        b.readPos = b.dataLast + 1 - left;
+        b.extract(nullptr, length);
+        EXPECT_EQ(length, left);
+    }
 }
 
 // extract() and get_opaque() of a block: the same packet serves both, its block begins at a multiple of 8.
@@ -217,14 +250,31 @@ TEST_P(NdrReceiveBlock, BeyondTheDataIsNotCopiedInPart)
     EXPECT_EQ(b.position(), 8);
 }
 
-TEST_P(NdrReceiveBlock, BeyondTheDataLeavesAnArrayThatTheCallerCanDelete)
+// The caller knows the size of its array by one rule only: the larger of `cap` and `len`.
+TEST_P(NdrReceiveBlock, BeyondTheDataReplacesAnArrayThatIsTooSmallForTheAnnouncedLength)
 {
-    for (const unsigned int announced : {4u, 0x7FFFFFFFu}) {
-        OpenReceive b(block(announced, "xyz"));
-        dst = new char[2]{'a', 'b'};
-        take(b, 2);
-        const std::unique_ptr<char[]> owner(dst);
-        EXPECT_THAT(b, HasStatus(Itc_Ndr_End_Of_Data, Warning));
+    OpenReceive b(block(100, "0123456789"));
+    dst = new char[4]; // released by the take: the leak checker looks
+    take(b, 4);
+    const std::unique_ptr<char[]> owner(dst);
+    EXPECT_THAT(b, HasStatus(Itc_Ndr_End_Of_Data, Warning));
+    EXPECT_EQ(length, 100);
+    EXPECT_EQ(b.position(), 8);
+    std::memset(dst, 'x', 100); // the address checker looks
+}
+
+TEST_P(NdrReceiveBlock, WithoutMemoryForTheArrayKeepsTheCallersAndItsLengthIsZero)
+{
+    for (const std::string& present : {"xyz"s, std::string(100, 'x')}) {
+        OpenReceive b(block(100, present));
+        dst = area;
+        {
+            const NoArrays none;
+            take(b, 4);
+        }
+        EXPECT_EQ(dst, area);
+        EXPECT_EQ(length, 0);
+        EXPECT_THAT(b, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error, ENOMEM));
     }
 }
 

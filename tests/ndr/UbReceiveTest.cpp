@@ -339,7 +339,9 @@ TEST_F(UbReceive, StorageThatWasReplacedUnderWayIsAFailedRead)
 {
     connection.gives(frame(ndr).substr(0, 20));
     receiveFrom(connection);
-    packet.itcNDRReceive::extend_buffer(64); // so large that it cannot be the same place again
+    void* const elsewhere = std::malloc(1 << 20); // the freed storage could otherwise be handed out again
+    OsFaults::malloc().instead = [=](size_t) { return elsewhere; };
+    packet.itcNDRReceive::extend_buffer(64);
     connection.gives(frame(ndr).substr(20));
     receiveFrom(connection);
     EXPECT_EQ(packet.rxState, Failed);
