@@ -4,12 +4,14 @@
 
 #include <kiv/foundation/export.h>
 
-/// What the error-report hook is told beside its texts. The enumerators belong to the host's own error facility; the
-/// library passes plain numbers: priority 1, type 0 or 1, code 54.
+/// What the error-report hook is told beside its texts.
+///
+/// The library passes plain numbers. The names of the numbers belong to the host's own error facility: a host may define
+/// enumerators of its own in these enumerations (`namespace KivError { enum ErrPrio : int { High = 1 }; }`).
 namespace KivError {
-enum ErrPrio : int {};
-enum ErrType : int {};
-enum KivErrorCode : int {};
+enum ErrPrio : int;      ///< The priority. The library passes 1.
+enum ErrType : int;      ///< The type. The library passes 0 (wrong use) or 1 (a resource is lost).
+enum KivErrorCode : int; ///< The code. The library passes 54.
 } // namespace KivError
 
 /// The library has no log of its own. Until a host installs these hooks every trace is off and nothing is printed.

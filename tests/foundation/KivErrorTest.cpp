@@ -1,0 +1,42 @@
+// A host names the numbers of the error reports: its own enumerators stand in the library's enumerations.
+#include <kiv/foundation/KivDebug.h>
+
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+namespace KivError {
+enum ErrPrio : int { PrioHigh = 1 };
+enum ErrType : int { TypeUse = 0, TypeResource = 1 };
+enum KivErrorCode : int { CodeGeneral = 54 };
+} // namespace KivError
+
+static_assert(std::is_same_v<std::underlying_type_t<KivError::ErrPrio>, int>);
+static_assert(std::is_same_v<std::underlying_type_t<KivError::ErrType>, int>);
+static_assert(std::is_same_v<std::underlying_type_t<KivError::KivErrorCode>, int>);
+
+namespace {
+
+KivError::ErrPrio priorityTold;
+KivError::ErrType typeTold;
+KivError::KivErrorCode codeTold;
+
+void report(KivError::ErrPrio priority, KivError::ErrType type, KivError::KivErrorCode code, const char*, const char*,
+            const char*)
+{
+    priorityTold = priority;
+    typeTold = type;
+    codeTold = code;
+}
+
+} // namespace
+
+TEST(KivError, IsToldInTheHostsOwnEnumerators)
+{
+    KivDebug::initKivErrorPrint(report);
+    KivDebug::pKivErrorPrint(KivError::ErrPrio(1), KivError::ErrType(1), KivError::KivErrorCode(54), "", "", nullptr);
+    KivDebug::initKivErrorPrint(nullptr);
+    EXPECT_EQ(priorityTold, KivError::PrioHigh);
+    EXPECT_EQ(typeTold, KivError::TypeResource);
+    EXPECT_EQ(codeTold, KivError::CodeGeneral);
+}
