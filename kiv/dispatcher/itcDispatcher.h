@@ -257,7 +257,8 @@ private:
     KIV_HIDDEN bool connectHasFailed(int fd) const;
     KIV_HIDDEN void tellOneHandler(int fd);
     KIV_HIDDEN static void forgetReceiver(ICBKivReady* r);
-    KIV_HIDDEN static void retireWorker(QThread* thread);
-    KIV_HIDDEN static void deleteWorker(QThread* thread);
+    KIV_HIDDEN static void deliver(itcAsyncFuncReady& record);
+    KIV_HIDDEN static void retireWorker(QThread* worker);
+    KIV_HIDDEN static void deleteWorker(QThread* worker);
     KIV_HIDDEN static void awaitOtherThreads();
 };

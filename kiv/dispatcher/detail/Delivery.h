@@ -1,0 +1,36 @@
+/// \file
+/// Internal: the notifications that are being delivered at this moment.
+#pragma once
+
+#include <kiv/dispatcher/itcAsyncFuncReady.h>
+
+namespace kiv {
+
+/// Marks a record as being delivered while this object exists.
+///
+/// A receiver may run a dispatch cycle of its own inside ready(). Deliveries therefore nest, and each one is linked to
+/// the delivery around it. REQUIRES: the lock of the notifications is held.
+class Delivery {
+public:
+    explicit Delivery(itcAsyncFuncReady& record) : record(record), outer(innermost) { innermost = this; }
+    ~Delivery() { innermost = outer; }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+
+    /// Takes this worker out of every record under delivery: the worker is about to be deleted.
+    static void forget(const QThread* worker)
+    {
+        for (Delivery* delivery = innermost; delivery != nullptr; delivery = delivery->outer) {
+            if (delivery->record.thread == worker)
+                delivery->record.thread = nullptr;
+        }
+    }
+
+private:
+    static inline Delivery* innermost = nullptr;
+
+    itcAsyncFuncReady& record;
+    Delivery* outer;
+};
+
+} // namespace kiv
