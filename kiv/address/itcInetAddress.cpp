@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+using namespace kiv;
+
 const char* const itcInetAddress::Any = "0.0.0.0";
 const char* const itcInetAddress::Any6 = "::";
 const char* const itcInetAddress::Localhost = "127.0.0.1";
@@ -59,14 +61,6 @@ int socketTypeOf(int protocol)
 }
 
 } // namespace
-
-const char* hostNameOf(const sockaddr_storage& address, HostText& text, int flags)
-{
-    text[0] = '\0';
-    if (OS_getnameinfo(asSockaddr(address), addressLength(address), text, sizeof text, nullptr, 0, flags) != 0)
-        text[0] = '\0';
-    return text;
-}
 
 itcInetAddress::itcInetAddress()
 {

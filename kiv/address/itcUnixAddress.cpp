@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstring>
 
+using namespace kiv;
+
 namespace {
 
 constexpr char temporaryMark[] = "";

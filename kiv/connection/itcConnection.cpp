@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <new>
 
+using namespace kiv;
+
 int itcConnection::currentConns = 0;
 // Some descriptors are left to the host, and select() serves no more than 1024.
 int itcConnection::maxConns = std::min(OS_availablefds() - 16, 1024);

@@ -11,6 +11,8 @@
 #include <cstring>
 #include <new>
 
+using namespace kiv;
+
 namespace {
 
 constexpr int datagramSize = 512;

@@ -11,6 +11,8 @@
 #include <new>
 #include <optional>
 
+using namespace kiv;
+
 int itcInetSockStream::intrFlag = 0;
 
 namespace {

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <new>
 
+using namespace kiv;
+
 namespace {
 
 constexpr mode_t everybody = 0777;

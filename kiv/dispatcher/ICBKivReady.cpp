@@ -7,9 +7,11 @@
 #include <kiv/dispatcher/detail/AsyncLock.h>
 #include <kiv/dispatcher/itcDispatcher.h>
 
+using namespace kiv;
+
 ICBKivReady::ICBKivReady()
 {
-    if (kiv::asyncStateExists)
+    if (asyncStateExists)
         itcDispatcher::instance()->registerICBKivReady(this);
 }
 

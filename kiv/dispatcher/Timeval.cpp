@@ -3,6 +3,8 @@
 #include <kiv/foundation/detail/Micros.h>
 #include <kiv/foundation/detail/Saturate.h>
 
+using namespace kiv;
+
 namespace {
 
 void carry(timeval& t)

@@ -4,10 +4,13 @@
 
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/detail/Performance.h>
+#include <kiv/dispatcher/detail/Select.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
 #include <cstdlib>
 #include <new>
+
+using namespace kiv;
 
 /// One kind of interest as the tables keep it; all null for what is no single kind.
 struct itcDispatcher::Interest {
@@ -20,8 +23,6 @@ itcDispatcher* itcDispatcher::_instance = nullptr;
 bool itcDispatcher::checkCommunicationBuffer = true;
 
 namespace {
-
-constexpr itcDispatcherMask allKinds[] = {ReadMask, WriteMask, ExceptMask};
 
 int descriptorOf(const itcConnection& conn, itcDispatcherMask kind)
 {
@@ -101,7 +102,7 @@ int itcDispatcher::link(itcConnection* conn, char* clientData, itcDispatcherMask
     clearStatus(*this);
     if (conn == nullptr)
         return 0;
-    for (const itcDispatcherMask kind : allKinds) {
+    for (const itcDispatcherMask kind : eachKind) {
         if (mask & kind)
             attach(readMask->allocFd(descriptorOf(*conn, kind)), conn, clientData, kind, h);
     }
@@ -113,7 +114,7 @@ int itcDispatcher::unlink(itcConnection* conn, itcDispatcherMask mask)
     clearStatus(*this);
     if (conn == nullptr)
         return 0;
-    for (const itcDispatcherMask kind : allKinds) {
+    for (const itcDispatcherMask kind : eachKind) {
         if (mask & kind)
             detach(readMask->allocFd(descriptorOf(*conn, kind)), kind);
     }
@@ -169,7 +170,7 @@ void itcDispatcher::detach(int fd, itcDispatcherMask mask)
         setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
         return;
     }
-    for (const itcDispatcherMask kind : allKinds) {
+    for (const itcDispatcherMask kind : eachKind) {
         if (mask & kind) {
             const Interest interest = interestIn(kind);
             interest.mask->clrBit(fd);

@@ -15,6 +15,8 @@
 #include <limits>
 #include <new>
 
+using namespace kiv;
+
 namespace {
 
 long saturatedLong(double value)

@@ -16,8 +16,7 @@
 #include <memory>
 #include <new>
 
-using kiv::AsyncLock;
-using kiv::asyncStateExists;
+using namespace kiv;
 
 QRecursiveMutex itcDispatcher::asyncLock;
 QSet<ICBKivReady*> itcDispatcher::registered;
@@ -99,7 +98,7 @@ void itcDispatcher::processAsyncReadyNotify()
 // REQUIRES: the lock. A receiver that throws leaves its notification delivered and its worker retired.
 void itcDispatcher::deliver(itcAsyncFuncReady& record)
 {
-    const kiv::Delivery delivery(record);
+    const Delivery delivery(record);
     try {
         if (record.target != nullptr && registered.contains(record.target))
             record.target->ready(record.result, record.userData);

@@ -10,6 +10,8 @@
 
 #include <cerrno>
 
+using namespace kiv;
+
 namespace {
 
 // A zero-time select() of this descriptor alone.

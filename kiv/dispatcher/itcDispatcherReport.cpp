@@ -5,8 +5,7 @@
 #include <kiv/foundation/KivDebug.h>
 #include <kiv/foundation/detail/Trace.h>
 
-PerfFigures perfFigures;
-PerfStopwatches perfStopwatches;
+using namespace kiv;
 
 unsigned int itcDispatcher::messagesRead = 0;
 unsigned int itcDispatcher::bytesRead = 0;

@@ -4,6 +4,8 @@
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
+using namespace kiv;
+
 namespace {
 
 timeval clockBase{}; // all zero until the clock is first read

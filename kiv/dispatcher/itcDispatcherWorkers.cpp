@@ -12,6 +12,8 @@
 #include <QQueue>
 #include <QThread>
 
+using namespace kiv;
+
 namespace {
 
 constexpr qint64 workerPatienceMs = 10000;
@@ -36,6 +38,6 @@ void itcDispatcher::deleteWorker(QThread* worker)
         if (record != nullptr && record->thread == worker)
             record->thread = nullptr;
     }
-    kiv::Delivery::forget(worker);
+    Delivery::forget(worker);
     delete worker;
 }

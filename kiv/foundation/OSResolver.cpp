@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstring>
 
+using namespace kiv;
+
 namespace {
 
 // The numeric address and raw port of a trace, empty and 0 until something is captured.

@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+using namespace kiv;
+
 namespace {
 
 // SA_INTERRUPT: an interrupted call fails instead of going on. Linux takes it as the absence of SA_RESTART.

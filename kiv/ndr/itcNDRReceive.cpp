@@ -9,6 +9,8 @@
 #include <new>
 #include <tuple>
 
+using namespace kiv;
+
 namespace {
 
 // The inline takes of the header as symbols of the library.

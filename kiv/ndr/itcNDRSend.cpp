@@ -9,6 +9,8 @@
 #include <limits>
 #include <tuple>
 
+using namespace kiv;
+
 namespace {
 
 // The inline puts of the header as symbols of the library.

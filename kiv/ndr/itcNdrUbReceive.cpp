@@ -9,6 +9,8 @@
 #include <istream>
 #include <limits>
 
+using namespace kiv;
+
 /// What a source gave when it was asked for some bytes; what that means in the state at hand is not its business.
 struct itcNdrUbReceive::Piece {
     enum Outcome { arrived, wouldBlock, closed, broken };

@@ -8,6 +8,8 @@
 #include <limits>
 #include <ostream>
 
+using namespace kiv;
+
 itcNdrUbSend::itcNdrUbSend(unsigned int tag) : sendPos(nullptr), sendRemaining(0), txState(Idle), bytesSent(0), tag(tag)
 {}
 

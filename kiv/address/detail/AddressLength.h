@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+namespace kiv {
+
 /// The length that the system is told for an address of this family: 110, 28, or 16 for everything else.
 inline socklen_t addressLength(const sockaddr_storage& address)
 {
@@ -30,3 +32,5 @@ inline sockaddr* asSockaddr(sockaddr_storage& address)
 {
     return reinterpret_cast<sockaddr*>(&address);
 }
+
+} // namespace kiv

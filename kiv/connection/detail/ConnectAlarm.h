@@ -4,6 +4,8 @@
 
 #include <kiv/foundation/OS.h>
 
+namespace kiv {
+
 /// While it exists, SIGALRM interrupts the process after the given time. What was set before comes back in the end:
 /// first the timer, then the handler, so that our alarm cannot reach the host's handler or, where it has none, end the
 /// process. Where the handler cannot be installed no alarm is set, and the connect has no limit.
@@ -18,3 +20,5 @@ private:
     OS_signalHandler previousHandler;
     itimerval previousTimer{};
 };
+
+} // namespace kiv

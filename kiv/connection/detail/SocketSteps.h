@@ -11,6 +11,8 @@ class ICBKivReady;
 class itcConnection;
 class itcInetAddress;
 
+namespace kiv {
+
 /// What an operation says when it cannot have a socket; null where a transport prints nothing.
 struct SocketTexts {
     const char* limitReached;
@@ -74,3 +76,5 @@ int refuseToAccept(itcStatus& listener);
 
 /// Calls the callback, if there is one.
 void tell(ICBKivReady* cb, int result, void* clientData);
+
+} // namespace kiv

@@ -7,6 +7,8 @@
 
 #include <QElapsedTimer>
 
+namespace kiv {
+
 /// The places of a cycle that a host's profiler is told, by number.
 enum PerfMarker : int {
     DispatchBegin,
@@ -64,3 +66,5 @@ template <class Call> int measuredCall(PerfMarker begin, PerfMarker end, CallFig
     mark(end);
     return result;
 }
+
+} // namespace kiv

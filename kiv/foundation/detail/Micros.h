@@ -4,4 +4,8 @@
 
 #include <cstdint>
 
+namespace kiv {
+
 constexpr int64_t microsPerSecond = 1000000;
+
+} // namespace kiv

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <limits>
 
+namespace kiv {
+
 inline int64_t saturated(bool negative)
 {
     return negative ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
@@ -27,3 +29,5 @@ inline int64_t saturatingMul(int64_t a, int64_t b)
     int64_t product = 0;
     return __builtin_mul_overflow(a, b, &product) ? saturated((a < 0) != (b < 0)) : product;
 }
+
+} // namespace kiv

@@ -5,6 +5,8 @@
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/itcStatus.h>
 
+namespace kiv {
+
 inline void clearStatus(itcStatus& status)
 {
     status = itcStatus{};
@@ -22,3 +24,5 @@ inline void setStatus(itcStatus& status, ItcStatusCode code, StatusSeverity seve
 {
     setStatus(status, code, severity, OS_getLastError());
 }
+
+} // namespace kiv

@@ -11,6 +11,8 @@
 #include <sstream>
 #include <string>
 
+namespace kiv {
+
 inline bool traceWanted(short flag)
 {
     return KivDebug::pKivDebugCheck(flag);
@@ -84,3 +86,5 @@ inline void reportError(KivError::ErrType type, const char* text1, const char* t
     if (const KivDebug::ErrorHook report = KivDebug::pKivErrorPrint)
         report(KivError::ErrPrio(1), type, KivError::KivErrorCode(54), text1, text2, nullptr);
 }
+
+} // namespace kiv

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace kiv {
+
 /// The number of bytes from `position` to the next multiple of `alignment`, a power of two.
 inline unsigned int gapTo(unsigned int alignment, const char* position)
 {
@@ -53,3 +55,5 @@ inline void release(char* storage)
     if (storage != nullptr)
         OS_free(storage);
 }
+
+} // namespace kiv

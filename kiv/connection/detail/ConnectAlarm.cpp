@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+using namespace kiv;
+
 ConnectAlarm::ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler)
     : previousHandler(OS_signal(SIGALRM, handler))
 {

@@ -9,6 +9,8 @@
 
 #include <cerrno>
 
+namespace kiv {
+
 namespace {
 
 constexpr int listenBacklog = 5;
@@ -160,3 +162,5 @@ void tell(ICBKivReady* cb, int result, void* clientData)
     if (cb != nullptr)
         cb->ready(result, clientData);
 }
+
+} // namespace kiv

@@ -1,0 +1,5 @@
+// The figures and stopwatches that every dispatcher of the process shares.
+#include <kiv/dispatcher/detail/Performance.h>
+
+kiv::PerfFigures kiv::perfFigures;
+kiv::PerfStopwatches kiv::perfStopwatches;
