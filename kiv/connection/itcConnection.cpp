@@ -1,41 +1,24 @@
+// What every connection has: its descriptor, its mode, its end, and its place in the count of open descriptors.
+//
+// Close() writes the state first, also when the close then fails: a connection that was told to close is not used again.
+// The count of open descriptors is the only datum that threads share. It changes only by atomic operations.
 #include <kiv/connection/itcConnection.h>
 
-#include <kiv/address/detail/HostName.h>
-#include <kiv/address/itcInetAddress.h>
-#include <kiv/foundation/detail/SetStatus.h>
-#include <kiv/foundation/detail/Trace.h>
+#include <kiv/connection/detail/ConnectionSteps.h>
 
 #include <sys/ioctl.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <new>
 
 using namespace kiv;
 
 int itcConnection::currentConns = 0;
-// Some descriptors are left to the host, and select() serves no more than 1024.
+// 16 descriptors are left to the host. select() serves no more than 1024.
 int itcConnection::maxConns = std::min(OS_availablefds() - 16, 1024);
 
 namespace {
 
-// A negative length must not reach the system, which would take it for a huge one.
-ssize_t refuseLength()
-{
-    errno = EINVAL;
-    return -1;
-}
-
-// A host name that is wanted as text: the numeric form where there is no name. The addresses' own text buffers are
-// shared by all threads, connections are not: so the text is made here.
-std::string textOf(const itcInetAddress& address)
-{
-    HostText text;
-    std::string name = hostNameOf(address.address, text, 0);
-    if (name.empty())
-        name = hostNameOf(address.address, text, NI_NUMERICHOST);
-    return name;
-}
+constexpr StepTexts noTexts = {};
 
 } // namespace
 
@@ -79,11 +62,8 @@ int itcConnection::ExceptDescriptor() const
 
 int itcConnection::Pending()
 {
-    if (td < 0) {
-        traceFailure("itcConnection::Pending() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return -1;
-    }
+    if (td < 0)
+        return failWithoutDescriptor(*this, "itcConnection::Pending() wrong socket descriptor", -1);
     int n = 0;
     if (OS_ioctl(td, FIONREAD, &n) < 0) {
         traceFailure("itcConnection::Pending() ioctl call failed");
@@ -99,126 +79,11 @@ int itcConnection::InitRead()
     return 0;
 }
 
-int itcConnection::Read(void* buf, int len)
-{
-    if (KIV_UNLIKELY(td < 0)) {
-        traceFailure("itcConnection::Read() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return -1;
-    }
-    return connOptions == ItcStrictBlocking ? readAll(buf, len) : readOnce(buf, len);
-}
-
-// A request too large for what the socket has is never refused, so "would block" means that it has nothing. It is asked
-// for less all the same, as a write is, and only then reported. Would-block is -1 here but 0 in Write().
-int itcConnection::readOnce(void* buf, int len)
-{
-    for (;;) {
-        const ssize_t n = KIV_LIKELY(len >= 0) ? OS_recv(td, buf, static_cast<size_t>(len)) : refuseLength();
-        if (KIV_LIKELY(n != -1)) {
-            clearStatus(*this);
-            readCallCount += 1;
-            readByteCount += static_cast<uint64_t>(n);
-            return static_cast<int>(n);
-        }
-        const int error = OS_getLastError();
-        if (error == EINTR)
-            continue;
-        if (error == EAGAIN) {
-            if (len > 1) {
-                len /= 2;
-                continue;
-            }
-            setStatus(*this, Itc_Tp_Would_Block, Warning);
-            return -1;
-        }
-        traceFailure([&](std::ostream& out) {
-            out << "itcConnection::Read() read/recv call failed. td: " << td << " errno = " << error;
-        });
-        setStatus(*this, Itc_Tp_Read_Call_Failed, Error);
-        return -1;
-    }
-}
-
-// Only an end before the first byte counts as a disconnection. One that comes later is an ordinary count of 0, and the
-// loop goes on asking: whoever does not trust the peer must not read in this mode.
-int itcConnection::readAll(void* buf, int len)
-{
-    char* p = static_cast<char*>(buf);
-    int left = len;
-    while (left > 0) {
-        const ssize_t n = OS_recv(td, p, static_cast<size_t>(left));
-        if (n == 0 && p == buf) {
-            setStatus(*this, Itc_Tp_Unexpected_Disconnection, Warning);
-            return 0;
-        }
-        if (KIV_UNLIKELY(n == -1)) {
-            const int error = OS_getLastError();
-            if (error == EINTR)
-                continue;
-            traceFailure([&](std::ostream& out) {
-                out << "itcConnection::Read() read/recv (ItcStrictBlocking) call failed. td: " << td
-                    << " errno = " << error;
-            });
-            setStatus(*this, Itc_Tp_Read_Call_Failed, Error);
-            return -1;
-        }
-        left -= static_cast<int>(n);
-        p += n;
-    }
-    clearStatus(*this);
-    readCallCount += 1;
-    readByteCount += static_cast<uint64_t>(len);
-    return len;
-}
-
-// A socket buffer too full for the whole piece may still take a smaller one. So "would block" halves the request and
-// asks again at once, and only a refused single byte is reported.
-int itcConnection::Write(const void* buf, int len)
-{
-    if (KIV_UNLIKELY(td < 0)) {
-        traceFailure("itcConnection::Write() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return -1;
-    }
-    for (;;) {
-        const ssize_t n = KIV_LIKELY(len >= 0) ? OS_send(td, buf, static_cast<size_t>(len), 0) : refuseLength();
-        if (KIV_LIKELY(n != -1)) {
-            clearStatus(*this);
-            writeCallCount += 1;
-            writeByteCount += static_cast<uint64_t>(n);
-            return static_cast<int>(n);
-        }
-        const int error = OS_getLastError();
-        traceFailure([&](std::ostream& out) {
-            out << "itcConnection::Write() OS_send returned td: " << td << " nbw: " << n << " errno = " << error;
-        });
-        if (error == EINTR)
-            continue;
-        if (error == EAGAIN) {
-            if (len > 1) {
-                len >>= 1;
-                continue;
-            }
-            setStatus(*this, Itc_Tp_Would_Block, Warning);
-            return 0;
-        }
-        traceFailure([&](std::ostream& out) {
-            out << "itcConnection::Write() OS_send failed. td: " << td << " errno = " << error;
-        });
-        setStatus(*this, Itc_Tp_Write_Call_Failed, Error);
-        return -1;
-    }
-}
-
 bool itcConnection::SetOption(ConnOptions opt)
 {
-    if (td < 0) {
-        traceFailure("itcConnection::SetOption() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return false;
-    }
-    // A refused switch leaves the status as it was.
+    if (td < 0)
+        return failWithoutDescriptor(*this, "itcConnection::SetOption() wrong socket descriptor", false);
+    // A switch that the system refuses leaves the status as it was: the old mode goes on, and no transfer has failed.
     if (opt == ItcNonBlocking && OS_setNonBlocking(td) == 0) {
         traceFailure("itcConnection::SetOption() failed to set socket to non-blocking");
         return false;
@@ -238,7 +103,7 @@ int itcConnection::AcceptConnection(itcConnection**, ICBKivReady*, void*)
 
 bool itcConnection::Close()
 {
-    connState = ItcStateClosed;
+    Steps(*this, noTexts).becomeClosed();
     if (td >= 0) {
         if (OS_closesocket(td) == -1) {
             traceFailure("itcConnection::Close() close/closesocket call failed");
@@ -260,45 +125,8 @@ bool itcConnection::Shutdown(OS_shutdown_mode how)
         return false;
     }
     clearStatus(*this);
-    connState = ItcStateShutdown;
+    Steps(*this, noTexts).becomeShutdown();
     return true;
-}
-
-int itcConnection::GetPeername(itcInetAddress&)
-{
-    return 0;
-}
-
-int itcConnection::GetSockname(itcInetAddress&)
-{
-    return 0;
-}
-
-int itcConnection::GetPeerNameResolutionErr() const
-{
-    return OS_getLastError();
-}
-
-int itcConnection::GetSockNameResolutionErr() const
-{
-    return OS_getLastError();
-}
-
-// The text forms ask the address forms, which record their outcome: the object changes although it looks constant here.
-std::string itcConnection::GetPeername() const
-try {
-    itcInetAddress address;
-    return const_cast<itcConnection*>(this)->GetPeername(address) < 1 ? std::string() : textOf(address);
-} catch (const std::bad_alloc&) {
-    return {};
-}
-
-std::string itcConnection::GetSockname() const
-try {
-    itcInetAddress address;
-    return const_cast<itcConnection*>(this)->GetSockname(address) < 1 ? std::string() : textOf(address);
-} catch (const std::bad_alloc&) {
-    return {};
 }
 
 int itcConnection::flush()

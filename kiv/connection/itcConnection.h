@@ -187,6 +187,9 @@ protected:
     uint64_t readCallCount;  ///< Successful reads. Never reset.
     uint64_t writeCallCount; ///< Successful writes. Never reset.
 
+    /// Internal: the steps that the transports of the library share.
+    class KIV_HIDDEN Steps;
+
 private:
     KIV_HIDDEN int readOnce(void* buf, int len);
     KIV_HIDDEN int readAll(void* buf, int len);

@@ -1,10 +1,13 @@
+// UDP datagrams: InitRead() receives one datagram into a buffer, and Read() hands the buffer out in pieces.
+//
+// The buffer has 512 bytes: with its headers such a datagram fits into the 576 bytes that every IPv4 host can receive.
+// Read() never receives, so a reader that forgets InitRead() reads 0 bytes for ever. The buffer is made once and reused
+// for every datagram.
 #include <kiv/connection/itcInetSockDgram.h>
 
 #include <kiv/address/detail/AddressLength.h>
 #include <kiv/address/itcInetAddress.h>
-#include <kiv/connection/detail/SocketSteps.h>
-#include <kiv/foundation/detail/SetStatus.h>
-#include <kiv/foundation/detail/Trace.h>
+#include <kiv/connection/detail/ConnectionSteps.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +19,35 @@ using namespace kiv;
 namespace {
 
 constexpr int datagramSize = 512;
+
+constexpr StepTexts constructorTexts = {
+    "itcInetSockDgram::itcInetSockDgram() max connections reached",
+    "itcInetSockDgram::itcInetSockDgram() OS_socket() call failed. td = ",
+    nullptr,
+    "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = ",
+};
+
+constexpr StepTexts endpointTexts = {
+    "itcInetSockDgram::CreateEndpoint() max connections reached",
+    "itcInetSockDgram::CreateEndpoint() OS_socket() call failed. td = ",
+    nullptr,
+    "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = ",
+};
+
+constexpr StepTexts connectTexts = {
+    "itcInetSockDgram::OpenConnection() max connections reached",
+    "itcInetSockDgram::OpenConnection() OS_socket() call failed. td = ",
+};
+
+constexpr StepTexts noTexts = {};
+
+constexpr NameQuery peerName = {OS_getpeername, "itcInetSockDgram::GetPeername() wrong socket descriptor",
+                                "itcInetSockDgram::GetPeername() OS_getpeername() call failed",
+                                Itc_Tp_Getpeername_Call_Failed};
+
+constexpr NameQuery ownName = {OS_getsockname, "itcInetSockDgram::GetSockname() wrong socket descriptor",
+                               "itcInetSockDgram::GetSockname() OS_getsockname() call failed",
+                               Itc_Tp_Getsockname_Call_Failed};
 
 } // namespace
 
@@ -32,18 +64,9 @@ itcInetSockDgram::itcInetSockDgram(int fd, ConnType type) : itcNetConnection(fd,
 itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
 {
     makeBuffer();
-    if (!itcConnection::Close())
-        return;
-    if (!makeSocket(*this, td, local.address.ss_family, SOCK_DGRAM,
-                    {"itcInetSockDgram::itcInetSockDgram() max connections reached",
-                     "itcInetSockDgram::itcInetSockDgram() OS_socket() call failed. td = "}))
-        return;
-    if (!bindNetOrClose(*this, td, local.address,
-                        "itcInetSockDgram::itcInetSockDgram() OS_bind() call failed. errorNumber = "))
-        return;
-    connType = ItcTypeUnspecified;
-    connOptions = ItcBlocking;
-    connState = ItcStateBound;
+    Steps steps(*this, constructorTexts);
+    static_cast<void>(itcConnection::Close() && steps.makeSocket(local.address.ss_family, SOCK_DGRAM) &&
+                      steps.bindInternet(local.address) && steps.becomeBound());
 }
 
 itcInetSockDgram::~itcInetSockDgram()
@@ -51,7 +74,7 @@ itcInetSockDgram::~itcInetSockDgram()
     delete[] recvBuffer;
 }
 
-// Without memory for the buffer the object exists all the same: receiving then fails as a receive with ENOMEM does.
+// Without memory for the buffer the object exists all the same. Every receive then fails with ENOMEM.
 void itcInetSockDgram::makeBuffer()
 {
     recvBuffer = new (std::nothrow) char[datagramSize];
@@ -62,25 +85,17 @@ void itcInetSockDgram::makeBuffer()
 int itcInetSockDgram::InitRead()
 {
     buflen = 0;
-    if (td < 0) {
-        traceFailure("itcInetSockDgram::InitRead() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return -1;
-    }
+    if (td < 0)
+        return failWithoutDescriptor(*this, "itcInetSockDgram::InitRead() wrong socket descriptor", -1);
     do {
-        peerAddress = {};
-        socklen_t length = sizeof peerAddress;
-        if (recvBuffer != nullptr) {
-            buflen = static_cast<int>(OS_recvfrom(td, recvBuffer, datagramSize, 0, asSockaddr(peerAddress), &length));
-        } else {
-            errno = ENOMEM;
-            buflen = -1;
-        }
+        receiveOne();
     } while (buflen == -1 && OS_getLastError() == EINTR);
 
     if (buflen > 0)
         return buflen;
     if (buflen == 0) {
+        // An empty datagram looks like the end of a stream, which a datagram socket does not have. The code says "would
+        // block", the severity says Error: hosts drop the datagram, and go on with the next one.
         const int error = OS_getLastError();
         traceFailure("itcInetSockDgram::InitRead() OS_recvfrom() returns zero byte");
         setStatus(*this, Itc_Tp_Would_Block, Error, error);
@@ -94,13 +109,22 @@ int itcInetSockDgram::InitRead()
     return buflen;
 }
 
+void itcInetSockDgram::receiveOne()
+{
+    peerAddress = {};
+    socklen_t length = sizeof peerAddress;
+    if (recvBuffer != nullptr) {
+        buflen = static_cast<int>(OS_recvfrom(td, recvBuffer, datagramSize, 0, asSockaddr(peerAddress), &length));
+    } else {
+        errno = ENOMEM;
+        buflen = -1;
+    }
+}
+
 int itcInetSockDgram::Read(void* buf, int len)
 {
-    if (td < 0) {
-        traceFailure("itcInetSockDgram::Read() wrong socket descriptor");
-        setStatus(*this, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return -1;
-    }
+    if (td < 0)
+        return failWithoutDescriptor(*this, "itcInetSockDgram::Read() wrong socket descriptor", -1);
     if (len < 0) {
         setStatus(*this, Itc_Tp_Read_Call_Failed, Error, EINVAL);
         return -1;
@@ -116,66 +140,50 @@ int itcInetSockDgram::Read(void* buf, int len)
 
 int itcInetSockDgram::CreateEndpoint(itcInetAddress& local)
 {
-    if (connState == ItcStateConnected) {
-        setStatus(*this, Itc_Tp_Socket_Still_Connected, Warning);
-        return 0;
-    }
-    if (td < 0 && !makeSocket(*this, td, local.address.ss_family, SOCK_DGRAM,
-                              {"itcInetSockDgram::CreateEndpoint() max connections reached",
-                               "itcInetSockDgram::CreateEndpoint() OS_socket() call failed. td = "}))
-        return 0;
-    if (connState != ItcStateBound &&
-        !bindNetOrClose(*this, td, local.address, "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = "))
-        return 0;
-    connType = ItcTypeEndpoint;
-    connState = ItcStateBound;
-    clearStatus(*this);
-    return 1;
+    Steps steps(*this, endpointTexts);
+    return steps.mayBecomeEndpoint() && steps.makeSocket(local.address.ss_family, SOCK_DGRAM) &&
+           (steps.isBound() || steps.bindInternet(local.address)) && steps.becomeDatagramEndpoint();
 }
 
 int itcInetSockDgram::OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData)
 {
-    int result = 0;
-    if (td >= 0 || makeSocket(*this, td, remote.address.ss_family, SOCK_DGRAM,
-                              {"itcInetSockDgram::OpenConnection() max connections reached",
-                               "itcInetSockDgram::OpenConnection() OS_socket() call failed. td = "})) {
-        const bool failed = connectSocket(td, remote.address) < 0;
+    return tell(cb, fixPeer(remote), clientData);
+}
+
+// Connecting a datagram socket sends nothing: the system only notes the peer.
+int itcInetSockDgram::fixPeer(itcInetAddress& remote)
+{
+    Steps steps(*this, connectTexts);
+    if (!steps.makeSocket(remote.address.ss_family, SOCK_DGRAM))
+        return 0;
+    if (steps.connect(remote.address) < 0) {
         const int error = OS_getLastError();
-        if (failed && error != EAGAIN && error != EINPROGRESS) {
+        if (error != EAGAIN && error != EINPROGRESS) {
             traceFailure([&](std::ostream& out) {
                 out << "itcInetSockDgram::OpenConnection() OS_connect() call failed. errno = " << error;
             });
             Close();
             setStatus(*this, Itc_Tp_Connect_Call_Failed, Error, error);
-        } else {
-            connState = ItcStateConnected;
-            connType = ItcTypeConnection;
-            result = 1;
+            return 0;
         }
     }
-    tell(cb, result, clientData);
-    return result;
+    steps.becomeConnected();
+    connType = ItcTypeConnection;
+    return 1;
 }
 
 int itcInetSockDgram::GetPeername(itcInetAddress& addr)
 {
-    if (td >= 0 && connState != ItcStateConnected) {
-        std::memcpy(&addr.address, &peerAddress,
-                    peerAddress.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in));
-        return 1;
-    }
-    return askForName(*this, td,
-                      {OS_getpeername, "itcInetSockDgram::GetPeername() wrong socket descriptor",
-                       "itcInetSockDgram::GetPeername() OS_getpeername() call failed", Itc_Tp_Getpeername_Call_Failed},
-                      addr);
+    if (td < 0 || connState == ItcStateConnected)
+        return Steps(*this, noTexts).askForName(peerName, addr);
+    std::memcpy(&addr.address, &peerAddress,
+                peerAddress.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in));
+    return 1;
 }
 
 int itcInetSockDgram::GetSockname(itcInetAddress& addr)
 {
-    return askForName(*this, td,
-                      {OS_getsockname, "itcInetSockDgram::GetSockname() wrong socket descriptor",
-                       "itcInetSockDgram::GetSockname() OS_getsockname() call failed", Itc_Tp_Getsockname_Call_Failed},
-                      addr);
+    return Steps(*this, noTexts).askForName(ownName, addr);
 }
 
 bool itcInetSockDgram::setTcpNodelay(bool)

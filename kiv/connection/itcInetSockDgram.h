@@ -65,4 +65,6 @@ protected:
 
 private:
     KIV_HIDDEN void makeBuffer();
+    KIV_HIDDEN void receiveOne();
+    KIV_HIDDEN int fixPeer(itcInetAddress& remote);
 };

@@ -103,4 +103,6 @@ protected:
 private:
     KIV_HIDDEN int openNonBlocking(itcInetAddress& remote);
     KIV_HIDDEN int openBlocking(itcInetAddress& remote);
+    KIV_HIDDEN int connectWithinTime(itcInetAddress& remote);
+    KIV_HIDDEN void failByTimeout(int c);
 };

@@ -1,9 +1,13 @@
+// Local streams: sockets named by files.
+//
+// The operations of this class print no traces: failures are in the status only. The one that binds a path removes what
+// lies at the path first, gives the new file mode 0777, and removes the file in its destructor. Accepted connections and
+// clients bind nothing and remove nothing.
 #include <kiv/connection/itcUnixSockStream.h>
 
 #include <kiv/address/detail/AddressLength.h>
 #include <kiv/address/itcUnixAddress.h>
-#include <kiv/connection/detail/SocketSteps.h>
-#include <kiv/foundation/detail/SetStatus.h>
+#include <kiv/connection/detail/ConnectionSteps.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,9 +23,7 @@ namespace {
 
 constexpr mode_t everybody = 0777;
 
-// Local streams print nothing of their own.
-constexpr SocketTexts silently = {nullptr, nullptr};
-constexpr AcceptTexts acceptSilently = {nullptr, nullptr};
+constexpr StepTexts silently = {};
 
 // \return null for null, and without memory.
 char* copyOf(const char* path)
@@ -36,11 +38,9 @@ char* copyOf(const char* path)
 int askForPath(itcStatus& status, int td, int (*call)(int, sockaddr*, socklen_t*), ItcStatusCode failure,
                itcUnixAddress& out)
 {
-    if (td < 0) {
-        setStatus(status, Itc_Tp_Descriptor_Not_Yet_Set, Error);
-        return 0;
-    }
-    // A peer may have bound all 108 bytes of a path without a zero: what lies behind the name keeps the text in bounds.
+    if (td < 0)
+        return failWithoutDescriptor(status, nullptr, 0);
+    // A peer's path may fill all 108 bytes without a terminator. `name` is larger and zeroed, so the text ends behind it.
     sockaddr_storage name = {};
     socklen_t length = sizeof(sockaddr_un);
     if (call(td, asSockaddr(name), &length) != 0) {
@@ -52,6 +52,12 @@ int askForPath(itcStatus& status, int td, int (*call)(int, sockaddr*, socklen_t*
     return 1;
 }
 
+// \return an empty text for null.
+std::string textOf(const char* path)
+{
+    return path != nullptr ? path : "";
+}
+
 } // namespace
 
 itcUnixSockStream::itcUnixSockStream() = default;
@@ -60,25 +66,20 @@ itcUnixSockStream::itcUnixSockStream(int fd, ConnType type) : itcLocalConnection
 
 itcUnixSockStream::itcUnixSockStream(itcUnixAddress& addr)
 {
-    if (!itcConnection::Close())
-        return;
-    if (!makeSocket(*this, td, AF_UNIX, SOCK_STREAM, silently))
-        return;
-    if (!bindPath(addr))
-        return;
-    connOptions = ItcBlocking;
-    connType = ItcTypeUnspecified;
-    connState = ItcStateBound;
+    Steps steps(*this, silently);
+    static_cast<void>(itcConnection::Close() && steps.makeSocket(AF_UNIX, SOCK_STREAM) && bindPath(addr) &&
+                      steps.becomeBound());
 }
 
+// The file at the path is removed, whoever has bound the path by now.
 itcUnixSockStream::~itcUnixSockStream()
 {
     if (boundPath != nullptr)
         ::unlink(boundPath);
 }
 
-// Replaces an earlier copy of the path without freeing it: whoever binds one object to many paths, one after the other,
-// pays with their memory. Without memory for the copy nothing is bound, for the file could not be removed again.
+// Replaces an earlier copy of the path without freeing the copy: an object that binds many paths one after the other pays
+// with their memory. Without memory for the new copy nothing is bound, because the file could not be removed again.
 bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
 {
     boundPath = copyOf(addr.pathname());
@@ -89,7 +90,7 @@ bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
         setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, ENOMEM);
         return false;
     }
-    if (!bindOrClose(*this, td, addr.address, nullptr))
+    if (!Steps(*this, silently).bind(addr.address))
         return false;
     if (boundPath != nullptr)
         ::chmod(boundPath, everybody);
@@ -98,44 +99,26 @@ bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
 
 bool itcUnixSockStream::CreateEndpoint(itcUnixAddress& addr)
 {
-    if (connState == ItcStateConnected) {
-        setStatus(*this, Itc_Tp_Socket_Still_Connected, Warning);
-        return false;
-    }
-    if (td < 0 && !makeSocket(*this, td, AF_UNIX, SOCK_STREAM, silently))
-        return false;
-    const bool isBound = connState == ItcStateBound || connState == ItcStateListening;
-    if (!isBound && !bindPath(addr))
-        return false;
-    if (!listenOrClose(*this, td, nullptr))
-        return false;
-    connType = ItcTypeEndpoint;
-    connState = ItcStateListening;
-    clearStatus(*this);
-    return true;
+    Steps steps(*this, silently);
+    const auto isBound = [&] { return steps.isBound() || steps.isListening() || bindPath(addr); };
+    return steps.mayBecomeEndpoint() && steps.makeSocket(AF_UNIX, SOCK_STREAM) && isBound() && steps.listen() &&
+           steps.becomeListening();
 }
 
 int itcUnixSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData)
 {
-    int result = -1;
-    if (out == nullptr && connState == ItcStateListening) {
-        result = refuseToAccept(*this);
-    } else {
-        const int fd = acceptPeer(*this, td, connState, sizeof(sockaddr_un), acceptSilently);
-        if (fd >= 0)
-            result = handOut(new (std::nothrow) itcUnixSockStream(fd, ItcTypeConnection), fd, out, *this);
-        if (result == 1)
-            connType = ItcTypeEndpoint;
-    }
-    tell(cb, result, clientData);
-    return result;
+    Steps steps(*this, silently);
+    if (out == nullptr && steps.isListening())
+        return tell(cb, steps.refuseToAccept(), clientData);
+    const int fd = steps.accept(sizeof(sockaddr_un));
+    if (fd < 0)
+        return tell(cb, -1, clientData);
+    return tell(cb, steps.handOut(new (std::nothrow) itcUnixSockStream(fd, ItcTypeConnection), fd, out), clientData);
 }
 
 int itcUnixSockStream::OpenConnection(itcUnixAddress& addr, ICBKivReady* cb, void* clientData)
 {
-    const int result = OpenConnNormal(addr);
-    tell(cb, result, clientData);
-    return result;
+    return tell(cb, OpenConnNormal(addr), clientData);
 }
 
 int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr)
@@ -143,16 +126,17 @@ int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr)
     return OpenConn(addr);
 }
 
+// One would expect the state to become Connected. The state stays what it was: Closed, or Bound. Nothing therefore stops a
+// second connect on a connected client. The system refuses that connect, and the first connection is closed.
 int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
 {
-    if (connState != ItcStateClosed && connState != ItcStateBound) {
-        setStatus(*this, Itc_Tp_Socket_Still_Connected, Warning);
+    Steps steps(*this, silently);
+    if (!steps.mayConnect())
         return 0;
-    }
     for (;;) {
-        if (td < 0 && !makeSocket(*this, td, AF_UNIX, SOCK_STREAM, silently))
+        if (!steps.makeSocket(AF_UNIX, SOCK_STREAM))
             return 0;
-        if (connectSocket(td, addr.address) >= 0)
+        if (steps.connect(addr.address) >= 0)
             return 1;
         switch (OS_getLastError()) {
         case EINTR:
@@ -161,6 +145,8 @@ int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
             setStatus(*this, Itc_Tp_Would_Block, Warning);
             return -1;
         default:
+            // The number recorded is the one that is pending behind the close, as everywhere in this class. A TCP stream
+            // records the number of the connect.
             Close();
             setStatus(*this, Itc_Tp_Connect_Call_Failed, Error);
             return 0;
@@ -178,13 +164,11 @@ int itcUnixSockStream::GetPeername(itcUnixAddress& out)
     return askForPath(*this, td, OS_getpeername, Itc_Tp_Getpeername_Call_Failed, out);
 }
 
-// The text forms ask the address forms, which record their outcome: the object changes although it looks constant here.
+// The text forms ask the address forms, which record their outcome. The object changes although it looks constant here.
 std::string itcUnixSockStream::GetSockname() const
 try {
     itcUnixAddress address;
-    if (const_cast<itcUnixSockStream*>(this)->GetSockname(address) == 0 || address.pathname() == nullptr)
-        return {};
-    return address.pathname();
+    return const_cast<itcUnixSockStream*>(this)->GetSockname(address) == 1 ? textOf(address.pathname()) : "";
 } catch (const std::bad_alloc&) {
     return {};
 }
@@ -192,9 +176,7 @@ try {
 std::string itcUnixSockStream::GetPeername() const
 try {
     itcUnixAddress address;
-    if (const_cast<itcUnixSockStream*>(this)->GetPeername(address) == 0 || address.pathname() == nullptr)
-        return {};
-    return address.pathname();
+    return const_cast<itcUnixSockStream*>(this)->GetPeername(address) == 1 ? textOf(address.pathname()) : "";
 } catch (const std::bad_alloc&) {
     return {};
 }

@@ -15,6 +15,9 @@
 #include <string>
 #include <vector>
 
+using kiv::clearStatus;
+using kiv::setStatus;
+
 class OpenUbSend : public itcNdrUbSend {
 public:
     using itcNDRSend::frameStart;
