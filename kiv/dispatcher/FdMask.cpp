@@ -1,3 +1,5 @@
+// The two questions about a whole set. They go word by word: the sets are mostly empty.
+// The operations on single bits are in the header, because every dispatch cycle uses them for every descriptor.
 #include <kiv/dispatcher/FdMask.h>
 
 #include <algorithm>

@@ -8,36 +8,44 @@
 
 #include <cstdint>
 
-/// 1024 descriptor bits, laid out as the platform's `fd_set`, so that select() takes a set as it is.
+/// A set of descriptors from 0 to 1023: one bit for each.
 ///
-/// Bit `fd % 32` of word `fd / 32` stands for `fd`. A descriptor outside 0 to 1023 is nobody's bit: setting and
-/// clearing it does nothing, and it is never set.
+/// Bit `fd % 32` of word `fd / 32` stands for descriptor `fd`. This is the layout of the platform's `fd_set`. The
+/// dispatcher therefore hands a set to select() without converting it.
+///
+/// Descriptors outside 0 to 1023 are ignored: setBit() and clrBit() do nothing, isSet() is false.
+///
+/// \par Threads  One thread at a time per object.
 class KIV_EXPORT FdMask {
 public:
-    static constexpr int size = 1024; ///< Number of bits.
+    static constexpr int size = 1024; ///< The number of bits.
 
-    void zero() { *this = FdMask(); }
+    void zero() { *this = FdMask(); } ///< Clears all bits.
+    /// Adds `fd` to the set.
     void setBit(int fd)
     {
         if (isIndex(fd))
             words[fd / wordBits] |= bit(fd);
     }
+    /// Removes `fd` from the set.
     void clrBit(int fd)
     {
         if (isIndex(fd))
             words[fd / wordBits] &= ~bit(fd);
     }
+    /// True if `fd` is in the set.
     bool isSet(int fd) const { return isIndex(fd) && (words[fd / wordBits] & bit(fd)) != 0; }
-    bool anySet() const; ///< True when any bit is set.
+    bool anySet() const; ///< True if at least one bit is set.
     int numSet() const;  ///< The number of set bits.
 
     /// \name Descriptor and index
-    /// Where a platform's descriptors are no small integers, these map them to bit indexes and back. The dispatcher
-    /// calls them at every place where that matters; here a descriptor is its own index.
+    /// Translation between a descriptor and the index of its bit. On this platform a descriptor is its own index, so
+    /// nothing is translated. The dispatcher calls these operations nevertheless: a platform whose descriptors are not
+    /// small integers changes only them.
     /// \{
-    int allocFd(int fd) { return fd; }
-    int realFd(int fd) { return fd; }
-    void freeFd(int) {}
+    int allocFd(int fd) { return fd; } ///< \return the index for descriptor `fd`: here `fd` itself.
+    int realFd(int fd) { return fd; }  ///< \return the descriptor behind index `fd`: here `fd` itself.
+    void freeFd(int) {}                ///< The descriptor has lost its last handler. Here nothing happens.
     /// \}
 
 private:

@@ -1,3 +1,10 @@
+// Sums and differences of times. All arithmetic saturates: a host may pass any time.
+//
+// Addition and subtraction treat negative microseconds differently. A reader would expect one rule for both.
+// - A difference always borrows. The comparisons look at the seconds first, so the seconds must tell the sign.
+// - A sum borrows only from seconds of 1 or more. The library adds a delay to its clock, which is far above one second:
+//   there the two rules agree. They differ only for the small sums of a host. Hosts know these results, field by field,
+//   so the rule stays.
 #include <kiv/dispatcher/Timeval.h>
 
 #include <kiv/foundation/detail/Micros.h>
