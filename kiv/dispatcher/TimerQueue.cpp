@@ -1,3 +1,7 @@
+// The timers, as a list sorted by time: along `next`, `expiry` never decreases.
+//
+// A timer leaves the list before its handler is called. Handlers may therefore start and stop timers while expire()
+// runs, and expire() keeps no position in the list: each round begins at the head.
 #include <kiv/dispatcher/TimerQueue.h>
 
 #include <kiv/dispatcher/Timeval.h>
@@ -24,7 +28,8 @@ bool TimerQueue::insert(timeval when, timeval interval, itcIOHandler* handler)
     if (timer == nullptr)
         return false;
 
-    // The head yields only to an earlier timer, every later node already to an equal one: that is the order of ties.
+    // The order of equal timers: one would expect the order of their starts. Here a new timer goes behind an equal
+    // head, but in front of an equal later timer. Hosts see this order, so the two different tests stay as they are.
     Timer** place = &head;
     if (head != nullptr && !(when < head->expiry)) {
         place = &head->next;
@@ -46,6 +51,9 @@ void TimerQueue::remove(itcIOHandler* handler)
     }
 }
 
+// "Earlier", not "earlier or equal": a handler may start itself again with a delay of 0. Within the resolution of the
+// clock the new timer is due exactly at `now`. It must wait for the next cycle, since otherwise this loop would not
+// end.
 void TimerQueue::expire(timeval now)
 {
     while (head != nullptr && head->expiry < now) {

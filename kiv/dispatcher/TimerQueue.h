@@ -6,47 +6,70 @@
 
 class itcIOHandler;
 
-/// One-shot timers, sorted by the time at which they are due. The dispatcher owns one such queue.
+/// One-shot timers in the order in which they are due. Each dispatcher owns one queue.
 ///
-/// \par Ownership  The queue owns its nodes, never the handlers: a handler stays alive while it is queued.
+/// The queue is a singly linked list. Invariant: along Timer::next, Timer::expiry never decreases. Only insert() adds a
+/// timer, and it keeps the invariant.
+///
+/// All times are readings of one clock. The dispatcher uses itcDispatcher::currentTime().
+///
+/// \par Ownership  The queue owns its timers. A handler belongs to the host and must live while a timer of it is
+///                 queued.
 /// \par Threads    Only the thread that runs the dispatcher.
 class KIV_EXPORT TimerQueue {
 public:
-    TimerQueue() = default;
-    ~TimerQueue(); ///< Frees what is pending; no handler is called.
+    TimerQueue() = default; ///< An empty queue.
+    ~TimerQueue();          ///< Frees the pending timers. No handler is called.
     TimerQueue(const TimerQueue&) = delete;
     TimerQueue& operator=(const TimerQueue&) = delete;
 
-    /// Queues a timer due at `when`; a linear walk. Nothing is checked: a handler may be queued many times, a time may
-    /// lie in the past (it fires at the next expiry), a null handler expires silently.
+    /// Queues a timer. The cost grows with the number of timers that are due earlier.
     ///
-    /// Timers of equal time are not first in, first out: one equal to the head goes directly behind the head, one
-    /// equal to any later node in front of it.
-    /// \return true; false when there is no memory for the node, and nothing is queued.
+    /// Nothing is checked:
+    /// - A handler may be queued many times.
+    /// - A time in the past is accepted. The timer fires at the next expiry.
+    /// - A null handler is accepted. The timer expires and nobody is called.
+    ///
+    /// Timers of equal time do not fire in the order of their starts. A timer equal to the first one goes directly
+    /// behind the first one. A timer equal to later ones goes in front of all of these. Three equal timers A, B, C fire
+    /// as A, C, B. Where the order matters, give the timers different times.
+    /// \param when    the time at which the timer is due.
+    /// \param handler is called when the timer fires; not owned.
+    /// \return true: the timer is queued.
+    ///         false: there is no memory; nothing is queued.
     bool insert(timeval when, itcIOHandler* handler);
-    /// The same with an interval that the node carries and nothing reads: a timer fires once. A handler that wants to
-    /// be called again queues itself again from timerExpired().
+
+    /// Queues a timer that carries an interval. Nothing reads the interval: the timer fires once, as every timer does.
+    /// A handler that wants to be called again queues itself again in timerExpired().
+    /// \param when     the time at which the timer is due.
+    /// \param interval is stored in the timer.
+    /// \param handler  is called when the timer fires; not owned.
+    /// \return true: the timer is queued.
+    ///         false: there is no memory; nothing is queued.
     bool insert(timeval when, timeval interval, itcIOHandler* handler);
 
-    /// Removes the first timer of this handler; the others stay.
+    /// Removes the first timer of this handler. Other timers of the handler stay. Without a timer nothing happens.
     void remove(itcIOHandler* handler);
 
-    /// Fires and frees every timer due strictly before `now`; each handler is told `now`, not its own time.
+    /// Fires and frees every timer that is due before `now`. A timer that is due exactly at `now` stays.
     ///
-    /// A timer has left the queue before its handler runs, so the handler may start and stop timers. One that it
-    /// starts for a time before `now` fires in this same call: a handler that always does so never lets it end.
+    /// Each handler is told `now`, not the time of its timer. A timer leaves the queue before its handler runs: the
+    /// handler may start and stop timers.
+    /// \warning A timer that a handler starts for a time before `now` fires in this same call. A handler that always
+    ///          does this never lets the call end: start timers for `now` or later.
     void expire(timeval now);
 
-    bool empty() const { return head == nullptr; }
-    timeval earliest() const { return head->expiry; } ///< REQUIRES: not empty().
+    bool empty() const { return head == nullptr; }    ///< True if no timer is pending.
+    timeval earliest() const { return head->expiry; } ///< The time of the first timer. REQUIRES: not empty().
 
 protected:
+    /// One pending timer.
     struct Timer {
-        timeval expiry;
-        timeval interval;
-        itcIOHandler* handler; // may be null
-        Timer* next;
+        timeval expiry;        ///< The time at which the timer is due.
+        timeval interval;      ///< What insert() was given; otherwise a copy of `expiry`. Nothing reads it.
+        itcIOHandler* handler; ///< Not owned; may be null.
+        Timer* next;           ///< The timer behind this one: due at the same time or later. Null at the end.
     };
 
-    Timer* head = nullptr; ///< Along `next`, `expiry` never decreases.
+    Timer* head = nullptr; ///< The first timer; null if the queue is empty. Along `next`, `expiry` never decreases.
 };
