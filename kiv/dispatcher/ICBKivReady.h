@@ -4,26 +4,41 @@
 
 #include <kiv/foundation/export.h>
 
-/// Is told when an operation has completed: by a connection, synchronously, or through the dispatcher, from another
-/// thread (itcDispatcher::addAsyncReadyNotify()).
+/// The receiver of ready(): the host learns that an operation has completed.
 ///
-/// Every receiver registers itself with the dispatcher while it lives, so that a notification for one that is gone is
-/// dropped. The first receiver of a process therefore also creates the dispatcher. A receiver that outlives the
-/// dispatcher, or even the library's own static data, dies quietly and creates nothing.
+/// There are two callers:
+/// - A connection calls ready() directly, inside the operation (OpenConnection(), AcceptConnection() and others).
+/// - The dispatcher calls ready() for itcDispatcher::addAsyncReadyNotify(), which may be called on any thread.
 ///
-/// \par Threads  May be created and destroyed on any thread. But only the destructor of this base waits for a delivery
-///               that is under way, and by then the deriving part is gone: destroy receivers of cross-thread
-///               notifications on the dispatching thread.
+/// Each receiver registers itself with the dispatcher in its constructor and deregisters itself in its destructor. The
+/// dispatcher drops a notification whose receiver is not registered. The first receiver of a process therefore creates
+/// the dispatcher (itcDispatcher::instance()).
+///
+/// A receiver may outlive the dispatcher, and even the library's static data. Its destructor then does nothing harmful
+/// and creates no new dispatcher. A receiver that is created before the library's static data exists stays
+/// unregistered.
+///
+/// \par Threads  May be created and destroyed on any thread. The constructor and the destructor wait while the
+///               dispatching thread delivers a notification.
+/// \warning Destroy a receiver of notifications on the dispatching thread. Elsewhere ready() may run while the deriving
+///          class is being destroyed: only the destructor of this base class waits for the delivery, and it runs last.
 class KIV_EXPORT ICBKivReady {
 public:
-    ICBKivReady();
-    ICBKivReady(const ICBKivReady&);
-    ICBKivReady& operator=(const ICBKivReady&) = default;
+    ICBKivReady();                                        ///< Registers this receiver.
+    ICBKivReady(const ICBKivReady&);                      ///< Registers this receiver: a copy is a receiver of its own.
+    ICBKivReady& operator=(const ICBKivReady&) = default; ///< Copies nothing: both receivers stay registered.
 
     // Hosts derive from this class: the order of these operations is binary interface.
-    virtual ~ICBKivReady();
-    /// It may notify again; but what it queues is delivered in the same cycle, so it must not always do so.
+
+    virtual ~ICBKivReady(); ///< Deregisters this receiver. Notifications that are queued for it are dropped.
+
+    /// The operation has completed.
+    ///
+    /// Calls from the dispatcher come on the dispatching thread, with the notification lock held. The receiver may
+    /// notify, create receivers and destroy receivers here, also itself.
+    /// \warning A notification that is queued here is delivered in the same cycle. A ready() that always queues another
+    ///          one never lets the cycle end: let a timer queue it.
     /// \param result   what the operation returned, or what addAsyncReadyNotify() was given.
-    /// \param userData what the caller passed with the request.
+    /// \param userData what the caller passed with the request; unchanged.
     virtual void ready(int result, void* userData) = 0;
 };
