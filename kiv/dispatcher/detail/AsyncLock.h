@@ -10,16 +10,18 @@ namespace kiv {
 
 /// False before the library's registry, queue and lock exist, and after they are gone.
 ///
-/// Static receivers of a host, or of a plug-in that is unloaded late, may outlive the three objects. The flag has neither
-/// constructor nor destructor, so every receiver may ask the flag at any time.
+/// Static receivers of a host, or of a plug-in that is unloaded late, may outlive the three objects. The flag itself
+/// needs no run-time construction and no destruction, so every receiver may ask it at any time.
 extern std::atomic<bool> asyncStateExists;
 
-/// Holds the lock of the notifications while this object exists, unless the lock could not be had in time.
+/// Takes the lock of the notifications, and gives it back when this object is destroyed. With a limit the lock may not
+/// be had: ask isHeld().
 class AsyncLock {
 public:
     static constexpr int withoutLimit = -1; ///< Wait until the lock is free.
     static constexpr int notAtAll = 0;      ///< Take the lock only if nobody holds it.
 
+    /// Waits for the lock for `patienceMs` milliseconds, or as one of the two constants says.
     explicit AsyncLock(QRecursiveMutex& mutex, int patienceMs = withoutLimit)
         : mutex(mutex), held(mutex.tryLock(patienceMs))
     {
@@ -37,7 +39,7 @@ public:
     AsyncLock(const AsyncLock&) = delete;
     AsyncLock& operator=(const AsyncLock&) = delete;
 
-    bool isHeld() const { return held; }
+    bool isHeld() const { return held; } ///< False if the lock was not had in time. Then nothing may be touched.
 
 private:
     static inline std::atomic<bool> handedOver = false;

@@ -1,5 +1,8 @@
 /// \file
 /// Internal: the notifications that are being delivered at this moment.
+///
+/// A delivery holds a record that is no longer in the queue. When a worker is deleted, every record that names the
+/// worker must forget the worker, and this list is where the records under delivery are found.
 #pragma once
 
 #include <kiv/dispatcher/itcAsyncFuncReady.h>
@@ -8,8 +11,8 @@ namespace kiv {
 
 /// Marks a record as being delivered while this object exists.
 ///
-/// A receiver may run a dispatch cycle of its own inside ready(). Deliveries therefore nest, and each one is linked to
-/// the delivery around it. REQUIRES: the lock of the notifications is held.
+/// A receiver may run a dispatch cycle of its own inside ready(). Deliveries therefore nest: `innermost` is the latest
+/// one, and `outer` leads to the delivery around it. REQUIRES: the lock of the notifications is held.
 class Delivery {
 public:
     explicit Delivery(itcAsyncFuncReady& record) : record(record), outer(innermost) { innermost = this; }

@@ -1,4 +1,5 @@
-// The figures and stopwatches that every dispatcher of the process shares.
+// The figures and stopwatches. All dispatchers of the process share them: there is one report per process.
+// A host that makes a second dispatcher starts the report's minute again.
 #include <kiv/dispatcher/detail/Performance.h>
 
 kiv::PerfFigures kiv::perfFigures;
