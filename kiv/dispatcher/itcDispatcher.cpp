@@ -1,5 +1,9 @@
-// The dispatcher's tables: who is interested in which descriptor. The cycle that reads them is in
-// itcDispatcherCycle.cpp.
+// The dispatcher's tables: who is interested in which descriptor. itcDispatcherCycle.cpp reads them.
+//
+// attach() and detach() alone write the tables. link() and unlink() ask a connection for its descriptors and call those
+// two, so a deriving dispatcher that replaces attach() and detach() sees every change.
+// In a slot, the bit, the handler and the client data of a kind change together. The connection of a slot stays until
+// the last handler of the slot goes. nfds is one more than the highest slot with a handler, and never negative.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/connection/itcConnection.h>
@@ -12,7 +16,7 @@
 
 using namespace kiv;
 
-/// One kind of interest as the tables keep it; all null for what is no single kind.
+/// The tables of one kind of interest. All three pointers are null if the kind asked for was not exactly one kind.
 struct itcDispatcher::Interest {
     FdMask* mask;
     itcIOHandler** handlers;
@@ -36,7 +40,8 @@ int descriptorOf(const itcConnection& conn, itcDispatcherMask kind)
     }
 }
 
-// A handler can ask once per cycle to be called again, so with this room the lists do not grow, unless cycles nest.
+// A handler can ask once per cycle to be called again. With room for every descriptor the lists grow only if cycles
+// nest.
 std::vector<int>* newReadyList()
 {
     auto* const list = new std::vector<int>;
@@ -46,7 +51,7 @@ std::vector<int>* newReadyList()
 
 } // namespace
 
-// NOLINTBEGIN(bugprone-unhandled-exception-at-new): without memory for its tables the process ends, as promised
+// NOLINTBEGIN(bugprone-unhandled-exception-at-new): without memory for its tables the process ends, as the header says
 itcDispatcher::itcDispatcher() noexcept
     : capacity(FdMask::size), nfds(0), readMask(new FdMask), writeMask(new FdMask), exceptMask(new FdMask),
       readyRead(newReadyList()), readyWrite(newReadyList()), readyExcept(newReadyList()),
@@ -77,7 +82,7 @@ itcDispatcher::~itcDispatcher()
     delete[] writeData;
     delete[] exceptData;
 
-    // Receivers that die later must not find a dispatcher that is gone.
+    // A receiver that is destroyed later asks for the singleton, and must not find this object.
     if (_instance == this)
         _instance = nullptr;
     awaitOtherThreads();
@@ -97,6 +102,8 @@ void itcDispatcher::instance(itcDispatcher* d)
     _instance = d;
 }
 
+// One would expect each kind to ask its own set for the index. All kinds ask readMask: a descriptor has one index,
+// which the three sets and all tables share. A platform that maps descriptors keeps its mapping in this one set.
 int itcDispatcher::link(itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h)
 {
     clearStatus(*this);
@@ -146,7 +153,8 @@ itcIOHandler* itcDispatcher::handler(itcConnection* conn, itcDispatcherMask mask
 
 void itcDispatcher::attach(int fd, itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h)
 {
-    // No system call has failed in the two refusals, yet they carry the pending error number: a status always does.
+    // No system call has failed in the two refusals. Their status carries the pending error number nevertheless,
+    // because every status of the library is written in the same way. A host goes by the code.
     if (!isSlot(fd)) {
         setStatus(*this, Itc_Dp_Invalid_File_Descriptor, Error);
         return;
