@@ -1,5 +1,12 @@
-// One dispatch cycle, from dispatch(timeval*) downward: report, wait, merge those who asked to be called again, notify,
-// account. The other forms of dispatch() only make the time limit.
+// One dispatch cycle. Read it from dispatch(timeval*) downward: report, wait, add the descriptors whose handlers asked
+// to be called again, call the handlers, account for the time. The other forms of dispatch() only make the time limit.
+//
+// The order matters: requests to be called again are added after the wait, so that each event counts once. Timers
+// come last, so that a timer that gives up a connection runs after the data that has come in the same cycle was served.
+//
+// What may be trusted: after a successful select() the sets and the count n agree. After a failed select() the sets
+// hold what was asked, and tell nothing. Handlers may change any table and may run a cycle of their own: after each
+// call the tables are read again.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/connection/itcConnection.h>
@@ -41,7 +48,7 @@ timeval timevalOf(double seconds)
     return tv;
 }
 
-// \return false without memory.
+// \return true: `fd` is in the list. false: there is no memory.
 bool appendFd(std::vector<int>& fds, int fd)
 try {
     fds.push_back(fd);
@@ -50,7 +57,7 @@ try {
     return false;
 }
 
-// The limit of a wait as the caller gave it, to be compared with what the wait leaves of it.
+// The limit of a wait as the caller gave it. The wait overwrites the caller's timeval with what is left.
 class AskedTime {
 public:
     explicit AskedTime(const timeval* timeout)
@@ -103,7 +110,8 @@ int itcDispatcher::dispatch(long& sec, long& usec)
     const timeval begin = currentTime();
     const int result = dispatch(&tv);
     const timeval elapsed = currentTime() - begin;
-    // One would expect the rest to be handed back whole. It becomes zero whenever more was left than was used.
+    // One would expect the rest of the limit here, whatever it is. A rest longer than the cycle took becomes 0. A loop
+    // that passes the rest on therefore ends early, never late. Hosts rely on these values.
     if (tv > elapsed)
         tv = timeval{};
     sec = static_cast<long>(tv.tv_sec);
@@ -149,6 +157,8 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
         e = *exceptMask;
         std::vector<int> buffered;
         timeout = calculateTimeout(timeout, local, buffered);
+        // detach() never makes nfds negative. A deriving dispatcher may: nfds is a protected field. select() would
+        // refuse a negative number at once, and the loop would spin.
         if (nfds < 0)
             nfds = 0;
 
@@ -156,11 +166,14 @@ int itcDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
         int n = OS_select(nfds, asFdSet(r), asFdSet(w), asFdSet(e), timeout);
         perfFigures.selectTime += secondsOf(perfStopwatches.callTimer);
 
+        // One would expect this only after a successful select(). After a failed one it changes nothing: the sets are
+        // as they were asked, so the descriptors are found in r, and n stays -1. The bytes are still held: the next
+        // wait finds them.
         if (checkCommunicationBuffer && !buffered.empty())
             fillMask(n, r, buffered);
-        // A failed select() leaves the sets as they were asked. fillInReady() then takes the descriptors that asked to
-        // be called again for ready ones that are counted already: their request is lost, and the cycle returns 0.
-        // In practice such a wait has a zero limit, and a signal hardly ever meets it.
+        // For the same reason a request to be called again is lost in a failed wait: fillInReady() finds its descriptor
+        // in the set, does not count it, and empties the list. Such a wait has a limit of 0, so a signal seldom meets
+        // it.
         if (n < 0 && handleError() != 0)
             return 0;
         if (nfds == 0)
@@ -196,7 +209,7 @@ timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local, std::
     }
     if (checkCommunicationBuffer) {
         for (int fd = 0; fd < nfds; ++fd) {
-            // Without memory for the list this cycle must not wait either: select() does not see those bytes.
+            // Without memory for the list this cycle must not wait either: select() does not see held bytes.
             if (readHandlers[fd] != nullptr && bufferedBytes(fd) > 0 && !appendFd(buffered, fd))
                 somethingIsDue = true;
         }
@@ -210,7 +223,8 @@ timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local, std::
     return result;
 }
 
-// A descriptor may have been attached without a connection, or lost it to another interest's attach.
+// A slot with a read handler can be without a connection: attach() was given none, or a later attach() of another kind
+// was given none. Such a slot holds no bytes.
 int itcDispatcher::bufferedBytes(int fd) const
 {
     return connections[fd] != nullptr ? connections[fd]->bytes() : 0;
@@ -244,18 +258,22 @@ void itcDispatcher::fillInReady(int& n, FdMask& r, FdMask& w, FdMask& e)
     merge(e, *readyExcept);
 }
 
-// n counts ready events, not descriptors: at 0 nothing more can be set. A write event that turns into an exception is
-// still one event.
+// n counts events, not descriptors. When n is 0 every event has been served, and the loop ends early. An event counts
+// also when its handler is gone. A write event that becomes an exception is one event: it is counted as the exception.
+//
+// Exceptions are neither counted nor timed, unlike reads and writes. The report has no line for them, and its text is
+// known outside. A profiler is told their two markers.
 void itcDispatcher::notify(int n, FdMask& r, FdMask& w, FdMask& e)
 {
     const auto obey = [this](int result, int fd, std::vector<int>& ready) {
         if (result < 0)
             detach(fd, everyKind);
         else if (result > 0)
-            appendFd(ready, fd); // room is kept for every descriptor; nested cycles may ask for more
+            appendFd(ready, fd); // fails only without memory, in nested cycles: the lists have room for all slots
     };
 
-    // Handlers may detach any descriptor meanwhile: nfds and the tables are read anew at every step.
+    // A handler may detach any descriptor, or link another connection under a number that is still to come. Therefore
+    // nfds and the tables are read again at every step.
     for (int fd = 0; fd < nfds && n > 0; ++fd) {
         if (r.isSet(fd)) {
             if (itcIOHandler* const h = readHandlers[fd]) {
@@ -296,8 +314,12 @@ void itcDispatcher::notify(int n, FdMask& r, FdMask& w, FdMask& e)
         timers->expire(currentTime());
 }
 
-// A pending connect that fails makes its descriptor writable, with the error waiting in the socket. Where somebody
-// listens for exceptions, that is what it is told as.
+// A pending connect that fails makes its descriptor writable, and leaves an error in the socket. select() reports no
+// exception then. Hosts with an exception handler rely on this function: they are told of a failed connect there.
+//
+// SO_ERROR is the only way to find the failure, and asking clears it: the handler cannot learn the reason any more. So
+// without an exception handler the socket is not asked, and the host can ask. If asking fails, the connect counts as
+// failed.
 bool itcDispatcher::connectHasFailed(int fd) const
 {
     const itcConnection* const conn = connections[fd];
