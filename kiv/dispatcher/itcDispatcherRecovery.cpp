@@ -1,4 +1,9 @@
 // What happens after select() has failed.
+//
+// A host may close a descriptor without unlinking it. select() then refuses the whole set and does not say which
+// descriptor is bad. So every wanted descriptor is asked alone, the bad ones are removed, and waitFor() waits again.
+// The handler is told before the descriptor is detached: it still finds its connection, with the status of the failure.
+// Any other failure ends the cycle. The next cycle waits again, with the same sets.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/connection/itcConnection.h>
@@ -14,7 +19,8 @@ using namespace kiv;
 
 namespace {
 
-// A zero-time select() of this descriptor alone.
+// Asks select() for this descriptor alone, without waiting. Every failure counts, also an interruption: the cycle must
+// not wait again with a descriptor that cannot be judged.
 bool isBad(int fd)
 {
     FdMask single;
@@ -54,8 +60,8 @@ void itcDispatcher::checkConnections()
     }
 }
 
-// One handler is enough to let the host clean up; the one for exceptions is the first to be asked. What it answers does
-// not matter, since the descriptor goes in any case.
+// One call is enough: the host cleans up there, and may delete its other handlers. The handler for exceptions comes
+// first, because a bad descriptor is an exception to the host. The answer is ignored: the descriptor goes in any case.
 void itcDispatcher::tellOneHandler(int fd)
 {
     if (itcIOHandler* const except = exceptHandlers[fd])
