@@ -1,8 +1,8 @@
 // Ready callbacks: the registry of living receivers, and the queue of notifications that other threads fill.
 //
-// One recursive lock guards both. Other threads hold the lock while they register, deregister or append. The dispatching
-// thread holds the lock while it calls a receiver and while it waits for the worker behind a notification. The lock is
-// recursive because a receiver may notify, create receivers and destroy receivers inside ready().
+// One recursive lock guards both. Other threads hold the lock while they register, deregister or append. The
+// dispatching thread holds the lock while it calls a receiver and while it waits for the worker behind a notification.
+// The lock is recursive because a receiver may notify, create receivers and destroy receivers inside ready().
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/dispatcher/ICBKivReady.h>
@@ -26,7 +26,8 @@ std::atomic<bool> kiv::asyncStateExists;
 
 namespace {
 
-// Made after the three objects above and destroyed before them.
+// Made after the three objects above, and destroyed before them: within one file, objects are made in order
+// and destroyed in the reverse order.
 struct AsyncStateLife {
     AsyncStateLife() { asyncStateExists = true; }
     ~AsyncStateLife() { asyncStateExists = false; }
@@ -35,10 +36,12 @@ struct AsyncStateLife {
 // True while the queue is known to hold records. Written under the lock, read without the lock.
 std::atomic<bool> notificationAnnounced;
 
-// Flag set: the drain waits for the lock, however long another thread holds it.
-// Flag clear: the drain only tries the lock. An idle loop must not wait for other threads. The drain still looks into the
-// queue when the lock is free, because a deriving dispatcher may have appended without the flag.
-// Looking into the queue without the lock would be a data race with the threads that append.
+// - Flag set: the drain waits for the lock, however long another thread holds it.
+// - Flag clear: the drain only tries the lock, because an idle loop must not wait for other threads. If the lock is
+//   free the drain looks into the queue all the same: a deriving dispatcher may have appended records without the flag.
+//   The next drain that gets the lock finds them.
+//
+// Nobody may look into the queue without the lock: that would be a data race with the threads that append.
 int patienceOfADrain()
 {
     return notificationAnnounced ? AsyncLock::withoutLimit : AsyncLock::notAtAll;
@@ -52,7 +55,7 @@ try {
         return;
     const AsyncLock lock(asyncLock);
     registered.insert(r);
-} catch (const std::bad_alloc&) { // the receiver stays unknown: what is sent to it is dropped
+} catch (const std::bad_alloc&) { // the receiver stays unknown: notifications for it are dropped
 }
 
 void itcDispatcher::deregisterICBKivReady(ICBKivReady* r)
@@ -77,7 +80,7 @@ try {
     pending.enqueue(record.get());
     static_cast<void>(record.release());
     notificationAnnounced = true;
-} catch (const std::bad_alloc&) { // there is nobody to tell on this thread, and no memory to remember it with
+} catch (const std::bad_alloc&) { // the notification is dropped: this thread has no status to write into
 }
 
 void itcDispatcher::processAsyncReadyNotify()
@@ -90,12 +93,14 @@ void itcDispatcher::processAsyncReadyNotify()
         record.reset(pending.dequeue());
         if (record != nullptr)
             deliver(*record);
-        // Said under the lock: behind the last record the drain need not wait for the lock to find the queue empty.
+        // Written while the lock is held, so the flag is true to the queue. Behind the last record it is clear, and the
+        // next round of this loop does not wait for the lock only to find the queue empty.
         notificationAnnounced = !pending.isEmpty();
     }
 }
 
-// REQUIRES: the lock. A receiver that throws leaves its notification delivered and its worker retired.
+// REQUIRES: the lock is held. When a receiver throws, its notification counts as delivered, its worker is retired, and
+// the exception goes on to the caller of the cycle.
 void itcDispatcher::deliver(itcAsyncFuncReady& record)
 {
     const Delivery delivery(record);
@@ -110,6 +115,8 @@ void itcDispatcher::deliver(itcAsyncFuncReady& record)
     retireWorker(record.thread);
 }
 
+// For the destructor. A thread that is inside the lock may still use the dispatcher. When the lock has been taken once,
+// that thread has left.
 void itcDispatcher::awaitOtherThreads()
 {
     if (asyncStateExists) {

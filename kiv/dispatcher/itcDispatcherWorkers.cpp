@@ -1,7 +1,8 @@
 // The end of a worker thread that has notified: the dispatcher owns the thread from the notification on.
 //
-// A worker notifies as its last act. The dispatcher therefore waits a short time for the thread to finish, and deletes
-// the thread object. All this happens under the lock of the notifications.
+// A worker notifies last thing. So the thread is about to finish, and the dispatcher waits for that, at most 10 s,
+// before the dispatcher deletes the thread object. The lock of the notifications is held during the wait: a worker that
+// needs the lock to finish (it notifies again, or destroys a receiver) is waited for in vain.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/dispatcher/detail/Delivery.h>
@@ -31,7 +32,8 @@ void itcDispatcher::retireWorker(QThread* worker)
         reportError(KivError::ErrType(1), "workerThread is still running, memory leak expected!");
 }
 
-// Several records may name one worker, in the queue or under delivery. All of them forget the worker before it goes.
+// Several records may name one worker: records in the queue, and records under delivery while cycles nest. All of them
+// forget the worker before the worker is deleted. So no worker is waited for, or deleted, twice.
 void itcDispatcher::deleteWorker(QThread* worker)
 {
     for (itcAsyncFuncReady* const record : pending) {
