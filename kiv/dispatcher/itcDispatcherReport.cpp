@@ -1,4 +1,8 @@
-// The figures of the dispatcher and the report that shows them.
+// The report that shows the dispatcher's figures, and the hooks for a profiler.
+//
+// The literals of the report are known outside, byte for byte, blanks included. The figures are written by the cycle
+// (detail/Performance.h); messagesRead and bytesRead by the host. Only a report sets them back to 0. All of them belong
+// to the dispatching thread and are not locked.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/dispatcher/detail/Performance.h>
@@ -17,11 +21,12 @@ namespace {
 
 constexpr qint64 reportIntervalMs = 60000;
 
-// By PerfMarker.
+// One text per PerfMarker, in the order of the enumeration.
 constexpr const char* markerTexts[] = {"dispatch begin", "dispatch end", "inprdy begin", "inprdy end",
                                        "outrdy begin",   "outrdy end",   "except begin", "except end"};
 
-// The labels are padded so that the "#" stand in columns; the short one behind the messages stands in no column.
+// Labels are padded so that the "#" line up, except the short "Bytes / read#", which follows another figure.
+// selectCalls is at least 1 in a cycle: the cycle counts itself before it reports.
 void writeReport(std::ostream& out)
 {
     const PerfFigures& f = perfFigures;
@@ -66,7 +71,9 @@ void itcDispatcher::report()
         return;
     perfStopwatches.reportTimer.start();
 
-    // The text is complete before the hook is asked the second time: what the hook changes meanwhile is not in the text.
+    // The check hook is asked twice. Its first answer decides that the report is due: the figures start from 0 then.
+    // Its second answer, directly before the print, decides whether the text is printed, because a host may switch the
+    // flag off while the text is composed. The text is complete before the second question.
     const std::optional<std::string> text = composed(writeReport);
     if (traceWanted(KivDebug::DBG_NFR))
         print(KivDebug::DBG_NFR, text);
