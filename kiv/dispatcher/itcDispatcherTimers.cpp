@@ -1,4 +1,8 @@
-// Timers of the dispatcher, and the clock that they run on.
+// The timers of the dispatcher, and the clock that they run on.
+//
+// The clock is the sum of two readings: the wall clock when the clock was first read, and OS_getuptime() now. The first
+// reading is kept. The second reading follows the steps of the wall clock, so the timers follow them, too. The sum is
+// not the time of day, because the two begin at different moments. All timers use this clock: only differences matter.
 #include <kiv/dispatcher/itcDispatcher.h>
 
 #include <kiv/foundation/OS.h>
@@ -8,7 +12,7 @@ using namespace kiv;
 
 namespace {
 
-timeval clockBase{}; // all zero until the clock is first read
+timeval clockBase{}; // {0, 0} until the clock is first read
 
 } // namespace
 
@@ -28,8 +32,6 @@ void itcDispatcher::stopTimer(itcIOHandler* h)
     timers->remove(h);
 }
 
-// The base is never refreshed and the uptime at which it was taken is not subtracted, so this is not the wall clock.
-// Every timer measures with it, so only differences matter.
 timeval itcDispatcher::currentTime() const
 {
     if (clockBase == timeval{})
