@@ -207,7 +207,7 @@ public:
     virtual void deregisterICBKivReady(ICBKivReady* r);
 
     /// Registers a handler for one descriptor and one kind. Another registration of the same descriptor and kind is
-    /// replaced. Success does not clear the status.
+    /// replaced. Writes the status only on failure.
     ///
     /// On failure nothing changes. The status is then:
     /// - (Itc_Dp_Invalid_File_Descriptor, Error): `fd` is outside 0 to 1023.
@@ -226,8 +226,8 @@ public:
     ///                   called, so the loop would spin.
     virtual void attach(int fd, itcConnection* conn, char* clientData, itcDispatcherMask mask, itcIOHandler* h);
 
-    /// Removes the registrations of one descriptor for each kind in `mask`. Success does not clear the status. A kind
-    /// that is not registered is no error. After the last handler of the descriptor its connection is forgotten, too.
+    /// Removes the registrations of one descriptor for each kind in `mask`. Writes the status only on failure. A kind
+    /// that is not registered is no error. When the descriptor has no handler left, its connection is forgotten.
     ///
     /// On failure nothing changes, and the status is (Itc_Dp_Invalid_File_Descriptor, Error): `fd` is outside 0 to
     /// 1023.
@@ -431,8 +431,9 @@ protected:
     FdMask* writeMask;  ///< The descriptors that are wanted for writing. Owned.
     FdMask* exceptMask; ///< The descriptors that are wanted for exceptions. Owned.
 
-    // Invariant: a list holds the descriptors whose handlers of this kind have answered with a positive number since
-    // fillInReady() last emptied the list. A descriptor may have been detached meanwhile.
+    // Invariant: each list holds the descriptors whose handler of this kind has asked to be called again (a positive
+    // answer). notify() appends to the lists. fillInReady() empties them in the next cycle. detach() leaves them alone,
+    // so a listed descriptor may have no handler any more.
     std::vector<int>* readyRead;   ///< Asked to be called again: inputReady(). Owned.
     std::vector<int>* readyWrite;  ///< Asked to be called again: outputReady(). Owned.
     std::vector<int>* readyExcept; ///< Asked to be called again: exceptionRaised(). Owned.

@@ -10,7 +10,7 @@ namespace kiv {
 /// The kinds of interest, in the order in which link(), unlink() and detach() go through them and notify() serves them.
 constexpr itcDispatcherMask eachKind[] = {ReadMask, WriteMask, ExceptMask};
 
-/// All kinds of interest in one mask: what is detached when a descriptor goes.
+/// All kinds of interest in one mask: detaches a descriptor completely.
 constexpr itcDispatcherMask everyKind = ReadMask | WriteMask | ExceptMask;
 
 /// An FdMask has the layout of an `fd_set`: FdMask.h asserts the size and the alignment.
