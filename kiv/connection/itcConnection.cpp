@@ -1,7 +1,7 @@
 // What every connection has: its descriptor, its mode, its end, and its place in the count of open descriptors.
 //
-// Close() writes the state first, also when the close then fails: a connection that was told to close is not used again.
-// The count of open descriptors is the only datum that threads share. It changes only by atomic operations.
+// Close() writes the state first, also when the close then fails: a connection that was told to close is not used
+// again. The count of open descriptors is the only datum that threads share. It changes only by atomic operations.
 #include <kiv/connection/itcConnection.h>
 
 #include <kiv/connection/detail/ConnectionSteps.h>

@@ -1,7 +1,7 @@
 // The ends of a connection as texts.
 //
-// The base class has no address. The text forms ask the virtual address forms, and a transport overrides those. Each text
-// waits for the resolver.
+// The base class has no address. The text forms ask the virtual address forms, and a transport overrides those. Each
+// text waits for the resolver.
 #include <kiv/connection/itcConnection.h>
 
 #include <kiv/address/detail/HostName.h>

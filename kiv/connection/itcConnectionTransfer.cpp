@@ -29,9 +29,9 @@ int itcConnection::Read(void* buf, int len)
     return connOptions == ItcStrictBlocking ? readAll(buf, len) : readOnce(buf, len);
 }
 
-// A receive takes what is there, however much was asked for. "Would block" therefore means that the socket is empty. The
-// request is halved all the same, as in Write(), before would-block is reported: hosts that count the calls of OS_recv()
-// know both loops. Would-block is -1 here but 0 in Write(), because 0 means here that the peer has closed.
+// A receive takes what is there, however much was asked for. "Would block" therefore means that the socket is empty.
+// The request is halved all the same, as in Write(), before would-block is reported: hosts that count the calls of
+// OS_recv() know both loops. Would-block is -1 here but 0 in Write(), because 0 means here that the peer has closed.
 int itcConnection::readOnce(void* buf, int len)
 {
     for (;;) {
@@ -61,9 +61,10 @@ int itcConnection::readOnce(void* buf, int len)
     }
 }
 
-// Receives until all `len` bytes are there. Only an end before the first byte counts as a disconnection. After the first
-// byte the caller has a part of a message, and a result must not be mistaken for a clean end. A later end is therefore an
-// ordinary count of 0, and the loop receives again, for ever: whoever does not trust the peer must not read in this mode.
+// Receives until all `len` bytes are there. Only an end before the first byte counts as a disconnection. After the
+// first byte the caller has a part of a message, and a result must not be mistaken for a clean end. A later end is
+// therefore an ordinary count of 0, and the loop receives again, for ever: whoever does not trust the peer must not
+// read in this mode.
 int itcConnection::readAll(void* buf, int len)
 {
     char* p = static_cast<char*>(buf);
@@ -94,8 +95,8 @@ int itcConnection::readAll(void* buf, int len)
     return len;
 }
 
-// A socket buffer too full for the whole piece may still take a smaller piece. "Would block" therefore halves the request
-// and asks again at once. Only a single byte that is refused is reported as would-block.
+// A socket buffer too full for the whole piece may still take a smaller piece. "Would block" therefore halves the
+// request and asks again at once. Only a single byte that is refused is reported as would-block.
 int itcConnection::Write(const void* buf, int len)
 {
     if (KIV_UNLIKELY(td < 0))

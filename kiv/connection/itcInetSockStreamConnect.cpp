@@ -1,11 +1,11 @@
 // How a TCP stream connects: at once and asynchronously in ItcNonBlocking mode, blocking in every other mode.
 //
-// A blocking connect may have a limit. The limit is an alarm: SIGALRM interrupts the connect, and the flag that the signal
-// handler sets tells the alarm from other signals. Signal, timer and flag belong to the whole process.
+// A blocking connect may have a limit. The limit is an alarm: SIGALRM interrupts the connect, and the flag that the
+// signal handler sets tells the alarm from other signals. Signal, timer and flag belong to the whole process.
 //
-// After a failed connect the socket is closed. The status records the error number of the connect, which the trace shows
-// too. After a time-out the status records the number that is pending behind the close instead: the connect's own number
-// would be EINTR, which tells a host nothing that the trace does not tell.
+// After a failed connect the socket is closed. The status records the error number of the connect, which the trace
+// shows too. After a time-out the status records the number that is pending behind the close instead: the connect's own
+// number would be EINTR, which tells a host nothing that the trace does not tell.
 #include <kiv/connection/itcInetSockStream.h>
 
 #include <kiv/address/itcInetAddress.h>
@@ -61,8 +61,8 @@ int itcInetSockStream::OpenConnection(itcInetAddress& remote, ICBKivReady* cb, v
 }
 
 // One would expect that a stream in ItcStrictBlocking is Connected, since its connect has completed. Its state is
-// ConnectPending: only ItcBlocking counts as blocking here. The dispatcher therefore looks for an error once, at the first
-// write readiness, and finds none.
+// ConnectPending: only ItcBlocking counts as blocking here. The dispatcher therefore looks for an error once, at the
+// first write readiness, and finds none.
 int itcInetSockStream::OpenConnNormal(itcInetAddress& remote)
 {
     const int result = OpenConn(remote);

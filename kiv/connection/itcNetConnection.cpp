@@ -1,3 +1,4 @@
+// What Internet connections add to the base: gathering of small pieces, and the name of a cipher that they do not have.
 #include <kiv/connection/itcNetConnection.h>
 
 #include <netinet/in.h>

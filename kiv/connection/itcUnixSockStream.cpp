@@ -1,8 +1,8 @@
 // Local streams: sockets named by files.
 //
 // The operations of this class print no traces: failures are in the status only. The one that binds a path removes what
-// lies at the path first, gives the new file mode 0777, and removes the file in its destructor. Accepted connections and
-// clients bind nothing and remove nothing.
+// lies at the path first, gives the new file mode 0777, and removes the file in its destructor. Accepted connections
+// and clients bind nothing and remove nothing.
 #include <kiv/connection/itcUnixSockStream.h>
 
 #include <kiv/address/detail/AddressLength.h>
@@ -40,7 +40,8 @@ int askForPath(itcStatus& status, int td, int (*call)(int, sockaddr*, socklen_t*
 {
     if (td < 0)
         return failWithoutDescriptor(status, nullptr, 0);
-    // A peer's path may fill all 108 bytes without a terminator. `name` is larger and zeroed, so the text ends behind it.
+    // A peer's path may fill all 108 bytes without a terminator. `name` is larger and zeroed, so the text ends behind
+    // it.
     sockaddr_storage name = {};
     socklen_t length = sizeof(sockaddr_un);
     if (call(td, asSockaddr(name), &length) != 0) {
@@ -78,8 +79,9 @@ itcUnixSockStream::~itcUnixSockStream()
         ::unlink(boundPath);
 }
 
-// Replaces an earlier copy of the path without freeing the copy: an object that binds many paths one after the other pays
-// with their memory. Without memory for the new copy nothing is bound, because the file could not be removed again.
+// Replaces an earlier copy of the path without freeing the copy: an object that binds many paths one after the other
+// pays with their memory. Without memory for the new copy nothing is bound, because the file could not be removed
+// again.
 bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
 {
     boundPath = copyOf(addr.pathname());
@@ -126,8 +128,8 @@ int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr)
     return OpenConn(addr);
 }
 
-// One would expect the state to become Connected. The state stays what it was: Closed, or Bound. Nothing therefore stops a
-// second connect on a connected client. The system refuses that connect, and the first connection is closed.
+// One would expect the state to become Connected. The state stays what it was: Closed, or Bound. Nothing therefore
+// stops a second connect on a connected client. The system refuses that connect, and the first connection is closed.
 int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
 {
     Steps steps(*this, silently);
@@ -145,8 +147,8 @@ int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
             setStatus(*this, Itc_Tp_Would_Block, Warning);
             return -1;
         default:
-            // The number recorded is the one that is pending behind the close, as everywhere in this class. A TCP stream
-            // records the number of the connect.
+            // The number recorded is the one that is pending behind the close, as everywhere in this class. A TCP
+            // stream records the number of the connect.
             Close();
             setStatus(*this, Itc_Tp_Connect_Call_Failed, Error);
             return 0;

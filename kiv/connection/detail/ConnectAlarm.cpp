@@ -1,3 +1,5 @@
+// The alarm of a timed connect. The order matters: first our handler, then our timer; in the end first the timer, then
+// the handler. An alarm of ours therefore never reaches a handler of the host.
 #include <kiv/connection/detail/ConnectAlarm.h>
 
 #include <csignal>

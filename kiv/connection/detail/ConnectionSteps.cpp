@@ -1,8 +1,8 @@
 // The steps of the transports.
 //
-// Status and traces: the trace comes first, then the status. An Internet endpoint that cannot bind or listen records the
-// error number of the failed call, which its trace shows. A local endpoint prints nothing, and records the error number
-// that is pending after the close: the caller finds the same number in `errno`.
+// Status and traces: the trace comes first, then the status. An Internet endpoint that cannot bind or listen records
+// the error number of the failed call, which its trace shows. A local endpoint prints nothing, and records the error
+// number that is pending after the close: the caller finds the same number in `errno`.
 #include <kiv/connection/detail/ConnectionSteps.h>
 
 #include <kiv/address/detail/AddressLength.h>

@@ -15,8 +15,8 @@ class itcInetAddress;
 
 namespace kiv {
 
-/// What an operation prints when a step fails. Each text is a whole sentence, because log readers search for it. Null: the
-/// transport prints nothing, or the operation does not have this step.
+/// What an operation prints when a step fails. Each text is a whole sentence, because log readers search for it. Null:
+/// the transport prints nothing, or the operation does not have this step.
 struct StepTexts {
     const char* limitReached = nullptr;
     const char* socketFailed = nullptr; ///< The descriptor is appended.
@@ -86,8 +86,8 @@ public:
     ///         (`Itc_Tp_Max_Connections_Reached`, Error): the limit is reached; the listener is closed.
     int accept(socklen_t peerSize);
 
-    /// Gives an accepted connection to the caller. Without memory for the connection (`accepted` is null) the descriptor
-    /// is closed and no longer counted.
+    /// Gives an accepted connection to the caller. Without memory for the connection (`accepted` is null) the
+    /// descriptor is closed and no longer counted.
     /// \return 1 with a clear status; -1 with (`Itc_Tp_Accept_Call_Failed`, Error).
     int handOut(itcConnection* accepted, int fd, itcConnection** out);
 
@@ -108,8 +108,8 @@ public:
     bool isBound() const { return c.connState == ItcStateBound; }
     bool isListening() const { return c.connState == ItcStateListening; }
 
-    /// \return false with (`Itc_Tp_Socket_Still_Connected`, Warning): only a connection that is not connected becomes an
-    ///         endpoint.
+    /// \return false with (`Itc_Tp_Socket_Still_Connected`, Warning): only a connection that is not connected becomes
+    ///         an endpoint.
     bool mayBecomeEndpoint();
     /// \return false with (`Itc_Tp_Socket_Still_Connected`, Warning): only Closed and Bound connections connect.
     bool mayConnect();
