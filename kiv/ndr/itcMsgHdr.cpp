@@ -1,3 +1,7 @@
+// The message header: eight fields in a fixed order, two of them bounded texts.
+//
+// Texts come from peers and from hosts, and neither can be trusted to end them with a zero. Every text is ended here:
+// when it is set, when it is taken, and on the way out.
 #include <kiv/ndr/itcMsgHdr.h>
 
 #include <kiv/ndr/itcNDRReceive.h>
@@ -46,8 +50,8 @@ itcNDRSend& itcMsgHdr::to_external(itcNDRSend& b) const
 itcNDRReceive& itcMsgHdr::to_internal(itcNDRReceive& b)
 {
     b >> number >> type;
-    b.takeText(text1, sizeof text1);
-    b.takeText(text2, sizeof text2);
+    b.takeBoundedText(text1, sizeof text1);
+    b.takeBoundedText(text2, sizeof text2);
     return b >> value1 >> value2 >> value3 >> value4;
 }
 

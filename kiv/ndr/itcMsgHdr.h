@@ -23,8 +23,8 @@ public:
     /// Takes the eight fields in their order. A text of more than 31 characters is cut to 31, and the fields behind it
     /// are read where they are. Each text is ended by a zero, also when the peer has sent none.
     itcNDRReceive& to_internal(itcNDRReceive& b) override;
-    /// Puts the eight fields in their order: `number`, `type`, the texts, the values. Of each text at most 31 characters
-    /// are put, also when a field holds no zero.
+    /// Puts the eight fields in their order: `number`, `type`, the texts, the values. Of each text at most 31
+    /// characters are put, also when a field holds no zero.
     itcNDRSend& to_external(itcNDRSend& b) const override;
 
     int number;

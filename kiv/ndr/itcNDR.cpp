@@ -1,3 +1,4 @@
+// The format codes of this process. Hosts may change them before the first packet is built.
 #include <kiv/ndr/itcNDR.h>
 
 itcNDR::~itcNDR() = default;

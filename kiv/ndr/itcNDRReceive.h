@@ -16,110 +16,139 @@
 
 class itcConnection;
 
-/// Holds one received packet: `connection >> buffer` reads a frame, then values are taken out with `>>`, in the order
-/// in which they were put. Byte order and floating-point format are converted where the packet's label demands it.
+/// Holds one received packet. `connection >> buffer` reads a frame. Values are then taken with `>>`, in the order in
+/// which the sender put them. Byte order and floating-point format are converted where the packet's label demands that.
 ///
 /// \code
 /// | label 2    | values taken ... | values to come ...        | free ...      |
 /// ^dataStart (8-aligned)          ^readPos         dataLast^         bufferLast^
 /// \endcode
 ///
-/// \par Ownership  Owns its storage, unless init() gave it the caller's.
+/// \par Invariant  Without storage all pointers are null. With storage, between any two calls:
+///                 dataStart <= dataLast, dataStart <= bufferLast + 1, and dataStart <= readPos <= dataLast + 8. A take
+///                 that finds too little leaves the gap before its value skipped: readPos may then stand up to 7 bytes
+///                 behind the end. dataLast <= bufferLast, except in a wrapped buffer; see init(). Without a packet
+///                 dataLast equals dataStart.
+/// \par Ownership  The buffer owns its storage. Storage that init() was given stays the caller's.
 /// \par Threads    One thread at a time per object.
-/// \par Errors     Taking beyond the data gives zero and (`Itc_Ndr_End_Of_Data`, Warning). `>>` never clears the
-///                 status, so after the framed read it need be tested only once more, after the last take. An object
-///                 that holds no packet is at the end of its data. Nothing throws, and no packet makes it read outside
-///                 its buffers.
+/// \par Errors     Nothing throws, and no packet makes this object read outside its buffers. A take beyond the data
+///                 gives zero and (`Itc_Ndr_End_Of_Data`, Warning). `>>` never clears the status. Two tests are
+///                 therefore enough: one after the framed read, one after the last take. A buffer without a packet is
+///                 at the end of its data.
 class KIV_EXPORT itcNDRReceive : public itcNDR {
 public:
-    itcNDRReceive(); ///< No storage: the framed read makes some.
-    /// With storage for `size` bytes, none for a size below 1. Test the status.
+    itcNDRReceive(); ///< No storage. The framed read makes storage.
+    /// Makes storage for `size` bytes, or none for a size below 1. Test the status: there may be no memory.
     explicit itcNDRReceive(int size);
-    /// A copy of NDR data that came by other means, label first. Without data, or with 2 bytes or fewer, it stays empty
-    /// with a clear status.
+    /// Holds a copy of NDR data that came by other means. The first two bytes are the label. With null `data`, or with
+    /// 2 bytes or fewer, the object stays empty and its status clear.
     itcNDRReceive(const char* data, unsigned int len);
     itcNDRReceive(const itcNDRReceive&) = delete;
     itcNDRReceive& operator=(const itcNDRReceive&) = delete;
 
     // Hosts derive from this class: the order of these operations is binary interface.
 
-    ~itcNDRReceive() override; ///< Frees the storage if it is owned.
+    ~itcNDRReceive() override; ///< Frees the storage that the buffer owns.
 
-    /// Back to the first value of the same packet, and clears the status. Does nothing without storage of its own: so
-    /// a caller's buffer is wrapped anew with init(). Storage of more than 1 MiB is given back, and the packet with it.
+    /// Goes back to the first value of the packet, forgets the transaction, and clears the status.
+    ///
+    /// Storage of more than 1 MiB is given back, and the packet with it. Without storage of its own the buffer is left
+    /// as it is: a caller's buffer is read again after another init().
     virtual void reset();
-    /// The first byte of the NDR data: the label.
+    /// \return the first byte of the NDR data, which is the label; null without storage.
     virtual char* raw_data();
-    /// The number of bytes of NDR data, label included.
+    /// \return the number of bytes of NDR data, label included; 0 without a packet.
     virtual unsigned int raw_length() const;
-    /// Makes new storage of `pages` times 4096 bytes; the content is gone, since this side grows only before it reads
-    /// a packet. Clears the status.
+    /// Makes new storage of `pages` times 4096 bytes and clears the status. The content is gone: this side grows only
+    /// before it reads a packet.
     ///
-    /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error), and there is no storage any more until the next success here,
-    /// in create_buffer() or in init(). More pages than the longest readable frame needs (2 GiB) always fail.
+    /// On failure the status is (`Itc_Ndr_Buffer_Alloc_Failed`, Error), and there is no storage until this operation,
+    /// create_buffer() or init() succeeds. More pages than the longest readable frame needs (2 GiB) always fail.
+    /// Hosts override this operation to refuse what is too long: set that status, and return.
     virtual void extend_buffer(unsigned int pages);
-    /// The capacity for NDR data: not what is unused of it.
+    /// \return the capacity for NDR data, used or not.
     virtual unsigned int free_buffer_size() const;
-    /// Makes new storage of `size` bytes, at least 32, with no packet in it, and clears the status.
+    /// Makes new storage without a packet and clears the status.
     ///
-    /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and everything stays as it was.
-    /// \warning Storage that the object has already is not freed: call it on an object without storage only.
+    /// On failure the status is (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and nothing else changes.
+    /// \param size the size in bytes; at least 32 bytes are made.
+    /// \warning Storage that the buffer has already is not freed. Call this operation only without storage.
     virtual void create_buffer(unsigned int size);
 
-    /// Wraps the caller's buffer, which holds NDR data from its first multiple of 8 on; storage of its own is freed.
+    /// Wraps the caller's buffer. The NDR data begins at the first multiple of 8 in `buf`. Storage of its own is freed.
     /// Clears the status.
     ///
-    /// raw_length() counts `size` bytes from that multiple on, even where the buffer ends before; takes stop at the
-    /// buffer's end all the same.
-    /// Failures: `Itc_Ndr_No_Buffer_Provided` for null, `Itc_Ndr_Buffer_Size_Too_Small` below 3 bytes or where not even
-    /// the label is left; Error.
+    /// raw_length() counts `size` bytes from that multiple on, also where the buffer ends before: peers and hosts know
+    /// the number that they passed. Takes stop at the buffer's end all the same.
+    ///
+    /// Results, in the status:
+    /// - clear: `buf` is in use.
+    /// - (`Itc_Ndr_No_Buffer_Provided`, Error): `buf` is null.
+    /// - (`Itc_Ndr_Buffer_Size_Too_Small`, Error): `size` is below 3, or the label does not fit behind the multiple of
+    ///   8.
     void init(char* buf, unsigned int size);
 
-    unsigned int free_buffer_size_inline() const ///< free_buffer_size(), not virtual.
+    /// free_buffer_size() of this class, not virtual.
+    unsigned int free_buffer_size_inline() const
     {
         return bufferLast == nullptr || dataStart == nullptr || bufferLast < dataStart
                    ? 0
                    : static_cast<unsigned int>(bufferLast - dataStart) + 1;
     }
 
-    /// The number of bytes not yet read, except that a single one is reported as 0, as if the packet had ended. Hosts
-    /// that end packets with single bytes test the status instead.
+    /// The number of bytes that are not yet read. A single byte is reported as 0: hosts loop until the number is 0, and
+    /// the number 1 has never been among the answers. A host whose packets end with single bytes tests the status
+    /// instead.
     unsigned int pending_length() const;
 
-    /// Copies `len` raw bytes. With a null `dst` it only reports in `len` how many are left: to the end of
-    /// the latest transaction of this packet, as its sender has announced it, 0 once that is passed; else to the end of
-    /// the data. Clears the status.
-    /// \return this buffer; `Itc_Ndr_End_Of_Data`, Warning, nothing copied; `Itc_Ndr_No_Buffer_Provided`, Error.
+    /// Copies raw bytes. Clears the status.
+    ///
+    /// With a null `dst`, `len` receives the number of bytes left: up to the end of the latest transaction if the read
+    /// position is not behind its end, otherwise up to the end of the data. The end of a transaction is what the sender
+    /// has announced.
+    /// \return this buffer, with a clear status or one of:
+    ///         (`Itc_Ndr_End_Of_Data`, Warning): fewer than `len` bytes are there; nothing is copied.
+    ///         (`Itc_Ndr_No_Buffer_Provided`, Error): there is no storage.
     itcNDRReceive& extract(char* dst, unsigned int& len);
 
-    /// Takes a block that was put with its length, unaligned (itcNDRSend::insert()). Clears the status.
+    /// Takes a block that itcNDRSend::insert() has put with its length. Clears the status.
     ///
     /// When the announced length is greater than `cap`, the array is replaced, also when the bytes then turn out to be
-    /// missing. After every call the array has the larger of `cap` and `len` bytes: pass that as `cap` the next time.
-    /// \param dst an array of `cap` bytes. The new array comes from array new and has exactly `len` bytes. The old one is
-    ///            deleted if `cap` is positive. The caller deletes the new one.
-    /// \param len receives the announced length; 0 when it is negative or when there is no memory for the array.
+    /// missing. After every call the array has the larger of `cap` and `len` bytes: pass that number as `cap` the next
+    /// time.
+    /// \param dst an array of `cap` bytes. A new array comes from array new and has exactly `len` bytes. The old array
+    ///            is deleted if `cap` is positive. The caller deletes the new array.
+    /// \param cap the number of bytes in the array `dst`; 0 with a null `dst`.
+    /// \param len receives the announced length; 0 when the length is negative, or when there is no memory for the
+    ///            array.
     /// \return this buffer, with a clear status or one of:
     ///         (`Itc_Ndr_End_Of_Data`, Warning): the length is negative, or fewer bytes are there.
     ///         (`Itc_Ndr_No_Buffer_Provided`, Error): there is no packet, or `dst` is null and was not replaced.
     ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory for the array; `dst` is kept.
     itcNDRReceive& extract(char*& dst, int cap, int& len);
-    /// Takes a block that was put with its length, aligned (itcNDRSend::put_opaque()). As the extract() above, except
-    /// that a null `dst` is always replaced.
+    /// Takes a block that itcNDRSend::put_opaque() has put with a gap and with its length. Clears the status.
+    ///
+    /// Works like extract() of a block, with two differences. The read position moves to a multiple of 8 before the
+    /// bytes. A null `dst` is always replaced, and the new array has exactly `len` bytes, also when `cap` is larger:
+    /// pass 0 as `cap` with a null `dst`.
     itcNDRReceive& get_opaque(void*& dst, int cap, int& len);
 
-    /// Moves on by `n` bytes, or back if that is negative. Does not clear the status.
-    /// \return this buffer; (`Itc_Ndr_End_Of_Data`, Warning), not moved, where that leaves the data on either side.
+    /// Moves the read position by `n` bytes; a negative `n` moves back. Does not clear the status.
+    /// \return this buffer. If the target lies before the first or behind the last byte, the position is kept and the
+    ///         status is (`Itc_Ndr_End_Of_Data`, Warning).
     itcNDRReceive& skip(int n);
 
-    /// Opens a transaction: reads where its content ends. There is one at a time.
+    /// Opens a transaction: reads the count of its bytes. Only one transaction is open at a time.
+    /// \return this buffer; (`Itc_Ndr_End_Of_Data`, Warning) when the count is not there.
     itcNDRReceive& start_transaction();
-    /// Closes the transaction: whatever has been read of it, reading goes on behind it, or at the end of the data if
-    /// its end is announced beyond.
+    /// Closes the transaction. Reading goes on behind the transaction, whatever has been read of it, or at the end of
+    /// the data if the announced end lies beyond.
     ///
-    /// \return the severity. If nothing had failed, but too little or too much has been read, 2 with a status of
-    ///         (-1, Error): a code of its own, outside the table. (`Itc_Ndr_No_Buffer_Provided`, Error) without
-    ///         storage.
+    /// \return 0: the content was read exactly to its end.
+    ///         The severity, the status unchanged: something had failed before.
+    ///         2, with code -1 (outside ItcStatusCode) and Error: the content was read without failure, but not exactly
+    ///         to its end. A code of its own lets hosts tell a newer sender from a broken packet.
+    ///         2, with (`Itc_Ndr_No_Buffer_Provided`, Error): there is no storage.
     int end_transaction();
 
     /// Internal to the operators below, which hosts use.
@@ -129,14 +158,14 @@ public:
 
 protected:
     unsigned int transactionEnd; ///< Offset from dataStart to the end of the latest transaction; 0 without one.
-    int peerEndian;              ///< From the label; 2 until a packet is present.
-    int peerChar;                ///< From the label; 2 until a packet is present.
-    int peerFloat;               ///< From the label; 4 until a packet is present.
-    char* dataStart;             ///< Null without storage.
-    char* readPos;
-    char* dataLast; ///< The last byte of the data; equal to dataStart while there is none.
-    char* bufferLast;
-    char* storage; ///< What the destructor frees: null without storage or with the caller's.
+    int peerEndian;              ///< Byte order, from the label; 2 until a packet is present.
+    int peerChar;                ///< Character set, from the label; 2 until a packet is present.
+    int peerFloat;               ///< Floating-point format, from the label; 4 until a packet is present.
+    char* dataStart;             ///< The first byte of the NDR data. Null without storage.
+    char* readPos;               ///< The next byte to be read.
+    char* dataLast;              ///< The last byte of the data. Equal to dataStart without a packet.
+    char* bufferLast;            ///< The last byte of the storage.
+    char* storage;               ///< What the destructor frees. Null without storage, and with a caller's buffer.
 
 private:
     friend class itcMsgHdr;
@@ -149,7 +178,7 @@ private:
 
     // The data of a wrapped buffer may be announced beyond the buffer's end.
     KIV_INLINE const char* lastReadable() const { return std::min(dataLast, bufferLast); }
-    // What is left to read from a place on, less one; negative at the end.
+    // The bytes left from `place` on, less one. Negative at the end.
     KIV_INLINE std::ptrdiff_t room(const char* place) const { return lastReadable() - place; }
     KIV_INLINE void endOfData()
     {
@@ -160,70 +189,47 @@ private:
     KIV_INLINE bool hasPacket() const { return dataLast != dataStart; }
     KIV_INLINE std::uint32_t converted(std::uint32_t word) const;
     KIV_INLINE std::uint64_t converted(std::uint64_t word) const;
-    KIV_INLINE static std::uint16_t reversed(std::uint16_t word);
-    KIV_INLINE static std::uint32_t reversed(std::uint32_t word);
-    KIV_INLINE static std::uint64_t reversed(std::uint64_t word);
+    KIV_INLINE static std::uint16_t reversed(std::uint16_t word) { return __builtin_bswap16(word); }
+    KIV_INLINE static std::uint32_t reversed(std::uint32_t word) { return __builtin_bswap32(word); }
+    KIV_INLINE static std::uint64_t reversed(std::uint64_t word) { return __builtin_bswap64(word); }
 
     KIV_HIDDEN int64_t left() const { return hasPacket() ? int64_t{room(readPos)} + 1 : 0; }
+    KIV_HIDDEN bool isSound() const;
     KIV_HIDDEN void forgetPeer();
-    KIV_HIDDEN void installPacket(unsigned int length);
+    KIV_HIDDEN void useStorage(char* fresh, std::uint64_t size);
     KIV_HIDDEN void dropStorage();
+    KIV_HIDDEN void installPacket(unsigned int length);
+    KIV_HIDDEN bool makeRoomFor(unsigned int length);
     KIV_HIDDEN void moveTo(unsigned int offset);
-    KIV_HIDDEN void takeText(char* dst, uint64_t capacity, unsigned int& length);
-    KIV_HIDDEN void takeText(char* dst, unsigned int capacity);
+    KIV_HIDDEN unsigned int takeText(char* dst, uint64_t capacity);
+    KIV_HIDDEN void takeBoundedText(char* dst, unsigned int capacity);
     KIV_HIDDEN bool replaceArray(char*& dst, int cap, int len);
     KIV_HIDDEN void takeBlock(char*& dst, int cap, int& len, Replace replace, unsigned int alignment);
 };
 
-/// \name Takes
-/// Each skips the gap before its value and returns the buffer. Where the data does not hold the value, it becomes zero
-/// with (`Itc_Ndr_End_Of_Data`, Warning); the gap stays skipped. None clears the status.
-/// \{
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v); ///< Any byte but zero is true.
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v);
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v);
-/// Takes a text. It becomes empty if it is not all there, and also while the status is anything but clear, be it from
-/// an earlier take: test the status before texts. A null `dst` leaves (`Itc_Ndr_No_Buffer_Provided`, Error).
-/// \warning `dst` must have room for what the peer may send, and is terminated only if the packet's own text is. Where
-///          the peer is not trusted, use extract().
-KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
-/// Takes a block into the record's own area; see itcBinData. It is left as it is while the status is anything but
-/// clear. A null area leaves (`Itc_Ndr_No_Buffer_Provided`, Error).
-KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
-/// Whatever the record takes.
-KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
-/// \}
+// Only the two known formats are converted. Whatever else a peer announces is taken as it is.
+inline std::uint32_t itcNDRReceive::converted(std::uint32_t word) const
+{
+    if (ndr_float == 1 && peerFloat == 0)
+        Itc_itof(&word);
+    else if (ndr_float == 0 && peerFloat == 1)
+        Itc_ftoi(&word);
+    return word;
+}
 
-/// Reads one frame: magic, length and data with one Read() each, so over a connection that may deliver less than was
-/// asked for it needs ItcStrictBlocking; where the peer is not trusted, use the resumable itcNdrUbReceive.
-///
-/// On success the status is clear and the first value is next. Otherwise, each Error:
-/// - `Itc_Ndr_Conn_Read_Failed`: the connection failed, its own status says how;
-/// - `Itc_Ndr_Disconnection`: the peer has closed, or announced a frame of length 0;
-/// - `Itc_Ndr_Packet_Length_Read_Failed`: magic or length came in part only;
-/// - `Itc_Ndr_Magic_Error`: this is no frame;
-/// - `Itc_Ndr_Buffer_Alloc_Failed`: no memory for a frame of the announced length, or none could ever be read;
-/// - `Itc_Ndr_Packet_Read_Not_All_Data`: only the beginning of the data came; it can be taken.
-///
-/// The announced length has no bound but 2 GiB: whoever can connect can make this side ask for that much memory.
-/// \return the connection.
-KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);
+inline std::uint64_t itcNDRReceive::converted(std::uint64_t word) const
+{
+    if (ndr_float == 1 && peerFloat == 0)
+        Itc_itod(&word);
+    else if (ndr_float == 0 && peerFloat == 1)
+        Itc_dtoi(&word);
+    return word;
+}
 
-// Inline as the puts are, and exported as they are.
-
+// Without a packet dataLast equals dataStart, so "one byte left" must not be believed.
 template <class Byte> itcNDRReceive& itcNDRReceive::takeByte(Byte& value)
 {
     static_assert(sizeof(Byte) == 1);
-    // The last byte may be no byte at all, but the empty place of a buffer without a packet.
     if (KIV_UNLIKELY(room(readPos) <= 0) && (room(readPos) < 0 || !hasPacket())) {
         value = Byte{};
         endOfData();
@@ -233,8 +239,8 @@ template <class Byte> itcNDRReceive& itcNDRReceive::takeByte(Byte& value)
     return *this;
 }
 
-// The value is kept as a word of its size until it is in the right form: a floating-point register might change it. The
-// position is kept in a local, as it is in the puts.
+// The value stays an integer word until its bytes are in the right order and format: a floating-point register might
+// change bytes that are no number yet. `place` is a local copy of readPos, as in the puts.
 template <class Value> itcNDRReceive& itcNDRReceive::takeAligned(Value& value)
 {
     using Word = std::conditional_t<sizeof(Value) == 2, std::uint16_t,
@@ -261,96 +267,52 @@ template <class Value> itcNDRReceive& itcNDRReceive::takeAligned(Value& value)
     return *this;
 }
 
-inline std::uint16_t itcNDRReceive::reversed(std::uint16_t word)
-{
-    return __builtin_bswap16(word);
-}
+/// \name Takes
+/// Each skips the gap before its value and returns the buffer. None clears the status. Where the data does not hold the
+/// value, the value becomes zero and the status (`Itc_Ndr_End_Of_Data`, Warning). The gap stays skipped then.
+///
+/// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
+/// \{
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v) { return b.takeByte(v); } ///< Not 0 is true.
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
+/// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the status was not
+/// clear before, also from an earlier take: test the status before texts. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`,
+/// Error).
+/// \warning `dst` must have room for what the peer may send: no size is checked. The text ends with a zero only if the
+///          packet's own text does. Where the peer is not trusted, use extract().
+KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
+/// Takes a block into the record's own area; see itcBinData. The area is left alone while the status is not clear. A
+/// null area: (`Itc_Ndr_No_Buffer_Provided`, Error).
+KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
+/// Takes what the record takes.
+KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
+/// \}
 
-inline std::uint32_t itcNDRReceive::reversed(std::uint32_t word)
-{
-    return __builtin_bswap32(word);
-}
-
-inline std::uint64_t itcNDRReceive::reversed(std::uint64_t word)
-{
-    return __builtin_bswap64(word);
-}
-
-// Only the two formats that are known are converted; whatever else a peer announces is taken as it is.
-inline std::uint32_t itcNDRReceive::converted(std::uint32_t word) const
-{
-    if (ndr_float == 1 && peerFloat == 0)
-        Itc_itof(&word);
-    else if (ndr_float == 0 && peerFloat == 1)
-        Itc_ftoi(&word);
-    return word;
-}
-
-inline std::uint64_t itcNDRReceive::converted(std::uint64_t word) const
-{
-    if (ndr_float == 1 && peerFloat == 0)
-        Itc_itod(&word);
-    else if (ndr_float == 0 && peerFloat == 1)
-        Itc_dtoi(&word);
-    return word;
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v)
-{
-    return b.takeByte(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v)
-{
-    return b.takeByte(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v)
-{
-    return b.takeByte(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v)
-{
-    return b.takeByte(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v)
-{
-    return b.takeAligned(v);
-}
-
-inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v)
-{
-    return b.takeAligned(v);
-}
+/// Reads one frame. Magic, length and data are read with one Read() each. A connection that may deliver less than was
+/// asked for must therefore be in ItcStrictBlocking. Where the peer is not trusted, read with the resumable
+/// itcNdrUbReceive.
+///
+/// The announced length has no bound but 2 GiB: whoever can connect can make this side ask for that much memory.
+/// Override extend_buffer() to refuse.
+/// \return the connection. Results, in the status of the buffer:
+///         clear: the packet is there, and its first value is next.
+///         (`Itc_Ndr_Conn_Read_Failed`, Error): the connection failed; its own status says why.
+///         (`Itc_Ndr_Disconnection`, Error): the peer has closed, or has announced a frame of length 0.
+///         (`Itc_Ndr_Packet_Length_Read_Failed`, Error): magic or length came only in part.
+///         (`Itc_Ndr_Magic_Error`, Error): the bytes are no frame.
+///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory for a frame of the announced length.
+///         (`Itc_Ndr_Packet_Read_Not_All_Data`, Error): only the beginning of the data came. It can be taken.
+/// \warning From a datagram connection call InitRead() first, once for each datagram. Without InitRead() every read
+///          gives
+///          (`Itc_Ndr_Disconnection`, Error), and a dispatcher loop spins.
+KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);

@@ -14,94 +14,125 @@
 
 class itcConnection;
 
-/// Builds one packet: values are streamed in with `<<`, and `connection << buffer` sends them as one frame.
+/// Builds one packet. Values are put with `<<`. `connection << buffer` sends the packet as one frame.
 ///
 /// \code
 /// | unused 4    | magic 4   | length 4 | label 2    | values ...   | free ...     |
 /// ^frameStart   ^the frame             ^raw_data()                 ^writePos      ^lastUsable
 /// \endcode
-/// Once there is storage: frameStart + 14 <= writePos <= lastUsable + 1. The room in front of the data is why a packet
-/// leaves in one Write() without being copied. Gaps before aligned values are zero.
+/// The room in front of the data is why a packet leaves in one Write() without a copy. Gaps before aligned values are
+/// zero.
 ///
-/// \par Ownership  Owns its storage, unless init() gave it the caller's.
+/// \par Invariant  Without storage all pointers are null. With storage, between any two calls:
+///                 frameStart + 14 <= writePos <= lastUsable + 1, and raw_data() is a multiple of 8. In a caller's
+///                 buffer raw_data() is 4 modulo 8 instead; see init().
+/// \par Ownership  The buffer owns its storage. Storage that init() was given stays the caller's.
 /// \par Threads    One thread at a time per object.
-/// \par Errors     A put that grows the buffer clears the status, every other leaves it alone. Growth fails only for
-///                 want of memory; a host that counts on surviving that tests the status after each put, or makes room
-///                 for the whole packet when it constructs the buffer. A buffer in Error refuses values of 2, 4 and 8
-///                 bytes but still takes single bytes, strings and binary data. Nothing throws.
+/// \par Errors     Nothing throws. A put that makes the buffer grow clears the status. Every other put leaves the
+///                 status alone. A growth fails only when there is no memory.
+///                 A later growth may succeed and clear the status of an earlier failure. A host that must survive
+///                 running out of memory tests the status after every put, or makes room for the whole packet in the
+///                 constructor. A buffer in Error refuses values of 2, 4 and 8 bytes. Single bytes, texts and binary
+///                 data are still put: they look at the severity only after a growth of their own. Hosts and peers
+///                 know packets that were built in this way.
 class KIV_EXPORT itcNDRSend : public itcNDR {
 public:
-    itcNDRSend(); ///< No storage: the first put makes some.
-    /// With storage for about `size` bytes, none for a size below 1. Test the status.
+    itcNDRSend(); ///< No storage. The first put makes storage.
+    /// Makes storage for about `size` bytes, or none for a size below 1. Test the status: there may be no memory.
     explicit itcNDRSend(int size);
     itcNDRSend(const itcNDRSend&) = delete;
     itcNDRSend& operator=(const itcNDRSend&) = delete;
 
     // Hosts derive from this class: the order of these operations is binary interface.
 
-    ~itcNDRSend() override; ///< Frees the storage if it is owned.
+    ~itcNDRSend() override; ///< Frees the storage that the buffer owns.
 
-    /// Forgets the values and clears the status, ready for the next packet. Does nothing without storage of its own: so
-    /// a caller's buffer is set up anew with init(). Storage of more than 1 MiB is given back; the next put makes new.
+    /// Forgets the values and clears the status: the buffer is ready for the next packet.
+    ///
+    /// Storage of more than 1 MiB is given back, and the next put makes new storage. Without storage of its own the
+    /// buffer is left as it is: after a caller's buffer call init() again.
     virtual void reset();
-    /// The first byte of the NDR data: the label.
+    /// \return the first byte of the NDR data, which is the label; null without storage.
     virtual char* raw_data();
-    /// The number of bytes of NDR data, label included; 0 without storage.
+    /// \return the number of bytes of NDR data, label included; 0 without storage.
     virtual unsigned int raw_length() const;
-    /// Makes the storage larger by `pages` times 4096 bytes, or by half of what is in it if that is more, and clears
-    /// the status. All growth goes through here.
+    /// Makes the storage larger and clears the status. Every put that needs room calls this operation.
     ///
-    /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and everything stays as it was; so ends also a size that 32
-    /// bits cannot tell, and a growth by 0 pages of an empty buffer.
+    /// The storage grows by `pages` times 4096 bytes, or by half of the content if that is more. The content keeps its
+    /// offsets. What raw_length() counts is kept, but no more than is really there.
+    ///
+    /// On failure the status is (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and nothing else changes. Failures: no memory; a
+    /// new size above 2^32 - 1; 0 pages for an empty buffer.
+    /// \param pages the growth in units of 4096 bytes.
     virtual void extend_buffer(unsigned int pages);
-    /// The number of bytes that may still be put.
+    /// \return the number of bytes that may still be put.
     virtual unsigned int free_buffer_size() const;
-    /// Makes new storage of `size` bytes, at least 32, with an empty packet in it, and clears the status.
+    /// Makes new storage with an empty packet and clears the status.
     ///
-    /// On failure (`Itc_Ndr_Buffer_Alloc_Failed`, Error) everything stays as it was.
-    /// \warning Storage that the object has already is not freed: call it on an object without storage only.
+    /// On failure the status is (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and nothing else changes.
+    /// \param size the size in bytes; at least 32 bytes are made.
+    /// \warning Storage that the buffer has already is not freed. Call this operation only without storage.
     virtual void create_buffer(unsigned int size);
 
-    /// Uses the caller's buffer, which must outlive its use here; storage of its own is freed. Clears the status.
+    /// Builds the packet in the caller's buffer. Storage of its own is freed. Clears the status.
     ///
-    /// The packet begins at the first multiple of 8 in `buf`. Its data then lies 12 bytes behind such a multiple, so
-    /// values of 8 bytes come to offsets that are 4 modulo 8. When a put outgrows the buffer, storage of its own takes
-    /// its place, and from there on they come to multiples of 8. Keep such values out of a caller's buffer.
+    /// The caller's buffer must live as long as this object uses it. The header area begins at the first multiple of 8
+    /// in `buf`, and the data begins 12 bytes behind. Values of 8 bytes are therefore aligned to 4 modulo 8, seen from
+    /// the start of the data. If the packet outgrows the caller's buffer, it moves to storage of its own, and later
+    /// values of 8 bytes are aligned to multiples of 8. A reader always counts from the start of the data, and looks
+    /// for values of 8 bytes at multiples of 8. Do not put values of 8 bytes into a caller's buffer.
     ///
-    /// Failures: `Itc_Ndr_No_Buffer_Provided` for null, `Itc_Ndr_Buffer_Size_Too_Small` below 32 bytes; Error. More
-    /// than 1 MiB is ignored without a word: the status is clear and the object unchanged.
+    /// Results, in the status:
+    /// - clear: `buf` is in use.
+    /// - clear, and the object unchanged: `size` is above 1 MiB. No code tells this case.
+    /// - (`Itc_Ndr_No_Buffer_Provided`, Error): `buf` is null.
+    /// - (`Itc_Ndr_Buffer_Size_Too_Small`, Error): `size` is below 32.
     void init(char* buf, unsigned int size);
 
-    unsigned int raw_length_inline() const ///< raw_length(), not virtual.
+    /// raw_length() of this class, not virtual.
+    unsigned int raw_length_inline() const
     {
         return writePos == nullptr || frameStart == nullptr
                    ? 0
                    : static_cast<unsigned int>(writePos - frameStart) - headerSize;
     }
-    unsigned int free_buffer_size_inline() const ///< free_buffer_size(), not virtual.
+    /// free_buffer_size() of this class, not virtual.
+    unsigned int free_buffer_size_inline() const
     {
         return lastUsable == nullptr || writePos == nullptr || lastUsable < writePos
                    ? 0
                    : static_cast<unsigned int>(lastUsable - writePos) + 1;
     }
 
-    /// Puts a block of raw bytes; `data` may lie in this very buffer.
+    /// Puts a block of raw bytes. With no bytes, or with null `data`, nothing happens.
     ///
-    /// Without bytes, or without data, nothing happens. Growing clears the status, like every growth.
-    /// \param align8     pads to a multiple of 8 first.
-    /// \param withLength puts `len` as an int before that, as every int: not into a buffer in Error.
-    /// \return this buffer; (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error) for a negative `len`,
-    ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error) without memory; nothing, or only the length, is put then.
+    /// \param data      the bytes. They may lie in this very buffer.
+    /// \param len       the number of bytes.
+    /// \param align8    true: zero bytes up to a multiple of 8 go in front of the block.
+    /// \param withLength true: `len` is put as an int in front of the gap. Like every int, the length is refused by a
+    ///                  buffer in Error, and then the block is put without its length.
+    /// \return this buffer. Failures, in the status:
+    ///         (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error): `len` is negative; nothing is put.
+    ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory. When the length found no memory, nothing is
+    ///         put. When the block found no memory, only the length is put.
     itcNDRSend& put_opaque(const void* data, int len, bool align8, bool withLength);
-    /// Puts a block of raw bytes unaligned; itcNDRReceive::extract() takes it.
+    /// put_opaque() without a gap. itcNDRReceive::extract() takes the block.
     itcNDRSend& insert(const char* data, int len, bool withLength);
 
-    /// Opens a transaction: a count of bytes, patched by end_transaction(), that lets the reader skip what it does not
-    /// know. There is one at a time: a second one replaces the first, whose count is then never patched. In a buffer
-    /// in Error none is opened.
+    /// Opens a transaction: a count of bytes, which end_transaction() fills in. A reader can skip by the count what the
+    /// reader does not know.
+    ///
+    /// Only one transaction is open at a time. A second start replaces the first, whose count then stays 0xFFFFFFFF. A
+    /// buffer in Error opens no transaction.
+    /// \return this buffer.
     itcNDRSend& start_transaction();
-    /// Closes the transaction. If anything failed in it, the transaction vanishes from the packet, count included.
-    /// \return the severity; (`Itc_Ndr_No_Buffer_Provided`, Error) if none was opened in this packet.
+    /// Closes the transaction. If anything has failed in it, the transaction is taken out of the packet, count
+    /// included.
+    ///
+    /// Closing the same transaction a second time counts what has been put since. A transaction that was taken out can
+    /// be closed a second time, too: nothing is written.
+    /// \return the severity: 0, or what has failed in the transaction.
+    ///         2, with (`Itc_Ndr_No_Buffer_Provided`, Error): no transaction was opened in this packet.
     int end_transaction();
 
     /// Internal to the operators below, which hosts use.
@@ -111,10 +142,10 @@ public:
 
 protected:
     unsigned int transactionOffset; ///< From frameStart to behind the latest transaction's count; 0 without one.
-    char* frameStart;               ///< Null without storage.
-    char* writePos;
-    char* lastUsable; ///< One byte before the last one of the storage.
-    char* storage;    ///< What the destructor frees: null without storage or with the caller's.
+    char* frameStart;               ///< Start of the header area. Null without storage.
+    char* writePos;                 ///< Where the next byte is put.
+    char* lastUsable;               ///< The last byte that may be written: one byte before the end of the storage.
+    char* storage;                  ///< What the destructor frees. Null without storage, and with a caller's buffer.
 
 private:
     static constexpr unsigned int headerSize = 12;
@@ -126,65 +157,33 @@ private:
     class OwnBytes;
 
     KIV_INLINE itcNDRSend& noRoom();
+    KIV_HIDDEN bool isSound() const;
     KIV_HIDDEN void beginPacket();
+    KIV_HIDDEN void forgetStorage();
     KIV_HIDDEN bool grow(unsigned int pages, unsigned int alignment, uint64_t bytes);
     KIV_HIDDEN void putBytes(unsigned int alignment, const void* bytes, size_t length);
     KIV_HIDDEN void putCounted(const char* data, size_t length);
 };
 
-/// \name Puts
-/// They grow the buffer when it is full, which clears the status, and return the buffer.
-/// Failure: (`Itc_Ndr_Buffer_Alloc_Failed`, Error), nothing put.
-/// \{
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v);
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v);
-/// A zero-terminated text: its length with the zero, then the bytes with the zero. A null text is not put and leaves
-/// (`Itc_Ndr_No_Buffer_Provided`, Error).
-KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const char* text);
-/// The length, then the bytes. Bytes that are announced but null are not put and leave
-/// (`Itc_Ndr_No_Buffer_Provided`, Error).
-KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcBinData& data);
-/// Whatever the record puts.
-KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcXNDR& record);
-/// \}
-
-/// Sends the packet as one frame, in one Write().
-///
-/// On success the buffer's status is clear. A failed, short or would-block write leaves (`Itc_Ndr_Packet_Write_Failed`,
-/// Error), and so does a buffer without storage; the connection's own status says why. The packet stays in the buffer
-/// either way: call reset() before building the next. What a non-blocking connection may take in pieces is sent with
-/// the resumable itcNdrUbSend.
-/// \return the connection.
-KIV_EXPORT itcConnection& operator<<(itcConnection& c, itcNDRSend& b);
-
-// Room for twice a value's size is made before it is put: it may need that but for one byte, padding included. The
-// position is kept in a local, since a store through it could change the field for all that the compiler knows.
+// A value of N bytes needs up to N - 1 bytes of padding, so 2N bytes are ensured first. After a growth the gap and the
+// value are enough: a deriving class may grow by little. `place` is a local copy of writePos: a store through char* may
+// alias the field, and the compiler would read the field again after each store.
 template <class Value> itcNDRSend& itcNDRSend::putAligned(Value value)
 {
-    constexpr std::ptrdiff_t room = 2 * sizeof(Value);
+    constexpr std::ptrdiff_t ensured = 2 * sizeof(Value);
+    const auto gapBefore = [](const char* place) {
+        return static_cast<std::ptrdiff_t>(-reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1));
+    };
     char* place = writePos;
-    if (KIV_UNLIKELY(lastUsable - place + 1 < room)) {
+    if (KIV_UNLIKELY(lastUsable - place + 1 < ensured)) {
         extend_buffer(1);
         place = writePos;
-        // A deriving class may grow by little: what the value and its gap need is enough.
-        const auto needed = (-reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1)) + sizeof(Value);
-        if (lastUsable - place + 1 < static_cast<std::ptrdiff_t>(needed))
+        if (lastUsable - place + 1 < gapBefore(place) + static_cast<std::ptrdiff_t>(sizeof(Value)))
             return noRoom();
     }
     if (KIV_UNLIKELY(severity == Error))
         return *this;
-    const auto gap = -reinterpret_cast<std::uintptr_t>(place) & (sizeof(Value) - 1);
-    if (gap != 0) {
+    if (const std::ptrdiff_t gap = gapBefore(place)) {
         std::memset(place, 0, sizeof(Value)); // what it writes behind the gap is the value's own place
         place += gap;
     }
@@ -219,63 +218,44 @@ inline itcNDRSend& itcNDRSend::noRoom()
     return *this;
 }
 
-// The bodies are inline for speed; the library exports each all the same, for hosts that link to it by name.
-inline itcNDRSend& operator<<(itcNDRSend& b, bool v)
-{
-    return b.putByte(v);
-}
+/// \name Puts
+/// Each returns the buffer. A put that needs room makes the buffer grow, which clears the status.
+/// Failure: (`Itc_Ndr_Buffer_Alloc_Failed`, Error), and nothing is put.
+///
+/// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
+/// \{
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v) { return b.putAligned(v); }
+/// Puts a zero-terminated text: its length with the zero as an `unsigned int`, then the bytes with the zero. A null
+/// text is not put: (`Itc_Ndr_No_Buffer_Provided`, Error).
+KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const char* text);
+/// Puts the length as an `unsigned int`, then the bytes. Null bytes of a length above 0 are not put:
+/// (`Itc_Ndr_No_Buffer_Provided`, Error).
+KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcBinData& data);
+/// Puts what the record puts.
+KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcXNDR& record);
+/// \}
 
-inline itcNDRSend& operator<<(itcNDRSend& b, char v)
-{
-    return b.putByte(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, signed char v)
-{
-    return b.putByte(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v)
-{
-    return b.putByte(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, short v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, int v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, float v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, double v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, long long v)
-{
-    return b.putAligned(v);
-}
-
-inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v)
-{
-    return b.putAligned(v);
-}
+/// Sends the packet as one frame, in one Write().
+///
+/// The packet stays in the buffer: call reset() before the next packet is built. Over a non-blocking connection send
+/// with the resumable itcNdrUbSend.
+/// \return the connection. Results, in the status of the buffer:
+///         clear: the whole frame is sent.
+///         (`Itc_Ndr_Packet_Write_Failed`, Error): the write failed, would block, or sent only a part; or the buffer
+///         has no storage. The connection's own status says why. A part of the frame may be on the wire: close the
+///         connection.
+/// \warning A signal that is handled cuts the Write() of a frame that is larger than the free socket buffer, also with
+///          SA_RESTART. Half a frame stays on the wire, and the connection's status is clear. Block signals during the
+///          write, or send with itcNdrUbSend.
+KIV_EXPORT itcConnection& operator<<(itcConnection& c, itcNDRSend& b);

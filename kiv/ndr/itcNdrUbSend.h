@@ -14,9 +14,10 @@
 ///                            `--write error------> Failed
 ///  Back to Idle, from Idle, Complete and Failed: reset() for new content, reset_transmission_state() for the same.
 /// \endcode
-/// The content is frozen while a frame is in transit: it is built in Idle only, transactions included. The base class can
-/// still change the content. Values put through the base class go behind the frame and are not sent with it. Storage
-/// that moved or was given back, and content that shrank, end the transfer: the next call fails as a failed write does.
+/// The content is frozen while a frame is in transit: it is built in Idle only, transactions included. The base class
+/// can still change the content. Values put through the base class go behind the frame and are not sent with it.
+/// Storage that moved or was given back, and content that shrank, end the transfer: the next call fails as a failed
+/// write does.
 ///
 /// \par Threads  One thread at a time per object, typically from the dispatcher's outputReady().
 /// \par Errors   Every operation of this class clears the status first. A would-block of the connection is no error.
