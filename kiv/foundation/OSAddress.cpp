@@ -1,4 +1,6 @@
 // Byte order, address conversion and text-to-number calls of the portability layer.
+// Only the byte-order functions do work of their own; the other functions forward. Network byte order is big-endian.
+// Swapping is its own inverse, so one helper per width serves both directions.
 #include <kiv/foundation/OS.h>
 
 #include <arpa/inet.h>
@@ -86,7 +88,7 @@ int OS_inet_pton(int family, const char* text, void* address)
 
 double OS_atof(const char* text)
 {
-    return ::atof(text); // NOLINT(cert-err34-c): forwards as it is named
+    return ::atof(text); // NOLINT(cert-err34-c): the name promises atof(), which reports no errors
 }
 
 unsigned long OS_strtoul(const char* text, char** end, int base)
@@ -98,7 +100,7 @@ int OS_sprintf(char* buffer, const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int written = ::vsprintf(buffer, format, arguments); // NOLINT: unbounded, as it is named
+    const int written = ::vsprintf(buffer, format, arguments); // NOLINT: sprintf() has no bound
     va_end(arguments);
     return written;
 }

@@ -1,4 +1,6 @@
 // Error numbers and their texts.
+// The number stands in front of the text. A text that is cut therefore still names the error.
+// If not even the number fits, the result is an empty text: half a number would name another error.
 #include <kiv/foundation/OS.h>
 
 #include <cerrno>
@@ -16,7 +18,7 @@ const char* OS_getStrError(int errorNumber, char* buffer, size_t size)
     if (written < 1 || static_cast<size_t>(written) >= size)
         return "";
 
-    // The variant of strerror() that several threads may call at once; its texts are the same.
+    // strerror_r() gives the texts of strerror(), and several threads may call strerror_r() at the same time.
     char scratch[128];
     const char* text = ::strerror_r(errorNumber, scratch, sizeof scratch);
     std::strncat(buffer, text, size - 1 - static_cast<size_t>(written));

@@ -1,4 +1,6 @@
-// The allocation calls of the portability layer: success is always a usable pointer, also for a size of 0.
+// The allocation calls of the portability layer.
+// For a size of 0 the C library may return null or a pointer, and realloc() may free the block.
+// Here a size of 0 counts as 1. Callers can therefore take null as "no memory" without a look at the size.
 #include <kiv/foundation/OS.h>
 
 #include <algorithm>

@@ -1,6 +1,16 @@
-// The resolver calls. Name resolution is where a communication layer most often hangs or fails in the field, so each
-// call is traced before and after, the two texts paired by the call's number. Each step asks the check hook anew: a
-// flag that is switched on during a lookup gives the second text alone, with number 0 and no address taken before.
+// The resolver calls, each traced before and after the call.
+// In the field a communication layer most often hangs or fails in name resolution. A call that hangs shows as a first
+// text without its second text. Both texts carry the number of the call; each function counts its own traced calls.
+//
+// The order of the steps in each function:
+// 1. Ask the check hook. If yes: take a number, and read the address from the arguments if there is one.
+// 2. Ask the check hook again. If yes: print the first text.
+// 3. Make the wrapped call, whatever the hook said.
+// 4. Ask the check hook again. If yes: print the second text.
+// A host may switch the flag on during a call. Then only the second text appears, with number 0 and without an address
+// from step 1.
+//
+// Arguments come from hosts. Where a host gives a length, a trace reads no byte behind this length.
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/Trace.h>
 
@@ -12,9 +22,9 @@ using namespace kiv;
 
 namespace {
 
-// The numeric address and raw port of a trace, empty and 0 until something is captured.
+// The numeric address and the raw port of a trace. Until something is captured the text is empty and the port is 0.
 struct Endpoint {
-    char ip[INET6_ADDRSTRLEN] = {}; // 46 bytes: the longest IPv6 text with its terminator
+    char ip[INET6_ADDRSTRLEN] = {}; // 46 bytes: the longest IPv6 text and its terminating zero
     unsigned int port = 0;
 
     // Every family but AF_INET is shown as the 16 bytes of an IPv6 address.
@@ -30,7 +40,7 @@ struct Endpoint {
     {
         if (address == nullptr || length < sizeof(sa_family_t))
             return;
-        sa_family_t family = AF_UNSPEC; // copied like the rest: a host's address may lie at any place
+        sa_family_t family = AF_UNSPEC; // copied byte by byte: the address of a host may be misaligned
         std::memcpy(&family, reinterpret_cast<const char*>(address) + offsetof(sockaddr, sa_family), sizeof family);
         if (family == AF_INET) {
             if (length < sizeof(sockaddr_in))
@@ -55,13 +65,13 @@ const char* textOrEmpty(const char* text)
     return text != nullptr ? text : "";
 }
 
-// What a caller's buffer holds: nothing to show when there is none or when it is not terminated.
+// The text in a caller's buffer. A null buffer, or a buffer without a terminating zero, gives an empty text.
 const char* bufferText(const char* buffer, socklen_t size)
 {
     return buffer != nullptr && ::strnlen(buffer, size) < size ? buffer : "";
 }
 
-// A host and a service as the traces of getaddrinfo show them: in quotes, or the bare word "empty".
+// A host or a service as the traces of getaddrinfo show it: in quotes; if it is null, the word empty without quotes.
 struct Quoted {
     const char* text;
 
@@ -76,7 +86,7 @@ struct Quoted {
 int OS_getaddrinfo(const char* host, const char* service, const addrinfo* hints, addrinfo** result)
 {
     static std::atomic<int> resolverTraceCounter;
-    const bool hasText = host != nullptr || service != nullptr; // a lookup of neither leaves no trace
+    const bool hasText = host != nullptr || service != nullptr; // with two null texts nothing is traced
     int number = 0;
     if (traceWanted(KivDebug::DBG_KIV))
         number = resolverTraceCounter++;
@@ -136,7 +146,8 @@ int OS_getnameinfo(const sockaddr* address, socklen_t addressLength, char* host,
         number = resolverTraceCounter++;
         asked.capture(address, addressLength);
     }
-    // The quote behind the port has no partner, and never had one.
+    // The quote behind the port has no opening quote. The text has always been printed like this, and programs that
+    // read the traces may expect it.
     trace(KivDebug::DBG_KIV, [&](std::ostream& out) {
         out << "before calling getnameinfo #" << number << " with ip:\"" << asked.ip << "\" port:" << asked.port
             << "\" host:\"" << bufferText(host, hostLength) << '"';

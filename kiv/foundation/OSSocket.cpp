@@ -1,4 +1,7 @@
 // The socket, descriptor and file calls of the portability layer.
+// Each function is one line on purpose. The rest of the library never names the platform, and a program or a test
+// replaces a system call by defining the function of the same name. What a function adds to the wrapped call stands in
+// OS.h.
 #include <kiv/foundation/OS.h>
 
 #include <fcntl.h>

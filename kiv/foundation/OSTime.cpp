@@ -1,4 +1,7 @@
 // Clocks, interval timers and signals of the portability layer.
+// OS_getuptime() is the clock of the dispatcher's timers. OS_getuptime() keeps the only state of this file: the time of
+// its first successful call. This state has no lock: the first call must come before other threads call.
+// OS_signal() exists for the timed connect, whose alarm must end a blocked connect().
 #include <kiv/foundation/OS.h>
 #include <kiv/foundation/detail/Micros.h>
 #include <kiv/foundation/detail/Saturate.h>
@@ -9,10 +12,11 @@ using namespace kiv;
 
 namespace {
 
-// SA_INTERRUPT: an interrupted call fails instead of going on. Linux takes it as the absence of SA_RESTART.
+// SA_INTERRUPT: an interrupted system call fails with EINTR. Linux ignores this bit; the absence of SA_RESTART has the
+// effect. The bit says what is meant. SA_INTERRUPT is not in POSIX, so a header may lack the name.
 constexpr int interruptSystemCalls = 0x20000000;
 
-timeval uptimeStart{}; // all zero until the first successful OS_getuptime()
+timeval uptimeStart{}; // all zero: OS_getuptime() has not succeeded yet
 
 } // namespace
 

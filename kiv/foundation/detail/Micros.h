@@ -1,11 +1,15 @@
 /// \file
-/// Internal: the unit of the second field of a timeval.
+/// Internal: the number of microseconds in a second.
+///
+/// The second field of a timeval counts microseconds. Adding and subtracting times carries and borrows with this
+/// constant: OS_getuptime() does, and so do the dispatcher and its operators on timeval.
 #pragma once
 
 #include <cstdint>
 
 namespace kiv {
 
+/// Microseconds in one second.
 constexpr int64_t microsPerSecond = 1000000;
 
 } // namespace kiv
