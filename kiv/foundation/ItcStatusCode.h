@@ -3,16 +3,23 @@
 #pragma once
 
 /// How bad the condition is that an itcStatus records.
-///
-/// The library itself sets only Success, Warning (the caller may retry or ignore it: would block, end of data, not
-/// allowed in the present state) and Error (the operation failed). The two upper ones are for hosts.
-enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3, FatalError = 4 };
+enum StatusSeverity : int {
+    Success = 0,     ///< Nothing has failed.
+    Warning = 1,     ///< Nothing is broken; retry or ignore. Examples: would block, end of data, wrong state.
+    Error = 2,       ///< The operation has failed.
+    SystemError = 3, ///< For hosts. The library never sets this value.
+    FatalError = 4   ///< For hosts. The library never sets this value.
+};
 
-/// Every code, once: the enumeration and the table of names behind itcStatus::STATUS_text() both come from this list.
+/// The list of all codes. Two things are made from this list: the enumeration ItcStatusCode, and the table of names
+/// behind itcStatus::STATUS_text().
 ///
-/// The number of a code is its place here. The numbers are part of the interface, so none may be moved, removed or
-/// reused, although no operation of this library sets the monitor, detour and environment-variable codes.
+/// The number of a code is its place in the list. The numbers are part of the interface: hosts compare and store them.
+/// Therefore no code may be moved, removed or reused. No operation of the library sets the monitor, detour and
+/// environment-variable codes, and some others. The numbers of these codes must stay, too. docs/status-codes.md shows
+/// them with "nothing" in the column "Set by".
 #define KIV_STATUS_CODES(X)                                                                                            \
+    /* 0 to 14: marshalling */                                                                                         \
     X(Itc_Ok)                                                                                                          \
     X(Itc_Ndr_End_Of_Data)                                                                                             \
     X(Itc_Ndr_Buffer_Alloc_Failed)                                                                                     \
@@ -28,10 +35,12 @@ enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3
     X(Itc_Ndr_Buffer_Size_Too_Small)                                                                                   \
     X(Itc_Ndr_Buffer_Size_Too_Large)                                                                                   \
     X(Itc_Ndr_Magic_Error)                                                                                             \
+    /* 15 to 18: dispatcher */                                                                                         \
     X(Itc_Dp_Invalid_Mask)                                                                                             \
     X(Itc_Dp_Invalid_File_Descriptor)                                                                                  \
     X(Itc_Dp_Select_Call_Failed_EBADF)                                                                                 \
     X(Itc_Dp_No_Connection_Linked)                                                                                     \
+    /* 19 to 26: resumable transfer */                                                                                 \
     X(Itc_Ndr_Ub_Wrong_Transmission_State)                                                                             \
     X(Itc_Ndr_Ub_Packet_Write_Failed)                                                                                  \
     X(Itc_Ndr_Ub_Packet_Read_Failed)                                                                                   \
@@ -40,6 +49,7 @@ enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3
     X(Itc_Ndr_Ub_Stream_Queue_Send_Failed)                                                                             \
     X(Itc_Ndr_Ub_Disconnection)                                                                                        \
     X(Itc_Ndr_Ub_Extend_Buffer_Failed)                                                                                 \
+    /* 27 to 74: addresses and transport */                                                                            \
     X(Itc_Tp_Unknown_Peer)                                                                                             \
     X(Itc_Tp_Unknown_Service)                                                                                          \
     X(Itc_Tp_No_Path_Given)                                                                                            \
@@ -89,7 +99,9 @@ enum StatusSeverity : int { Success = 0, Warning = 1, Error = 2, SystemError = 3
     X(Itc_Tp_Unknown_Protocol)                                                                                         \
     X(Itc_Tp_Max_Connections_Reached)
 
+/// Makes an enumerator from a code. Only for the enumeration below, not for hosts.
 #define KIV_AS_ENUMERATOR(name) name,
-/// What went wrong; 0 (`Itc_Ok`) when nothing has failed. docs/status-codes.md says what a host does on each.
+/// What went wrong. `Itc_Ok` (0): nothing has failed. For each code docs/status-codes.md says which operation sets the
+/// code and what a host does about the failure.
 enum ItcStatusCode : int { KIV_STATUS_CODES(KIV_AS_ENUMERATOR) };
 #undef KIV_AS_ENUMERATOR

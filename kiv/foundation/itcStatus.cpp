@@ -1,3 +1,7 @@
+// The status as text.
+// The names of the codes come from the list that makes the numbers, so names and numbers always agree.
+// A status may hold anything: hosts write the fields, too. Every value outside the tables gets a text.
+// Memory may be short when a failure is reported. Then the text is empty, and nothing is thrown.
 #include <kiv/foundation/itcStatus.h>
 
 #include <kiv/foundation/OS.h>
@@ -37,7 +41,7 @@ try {
         text << "code = " << code;
     if (errorNumber != 0)
         text << ", " << STATUS_errorno_text();
-    if (!text) // the stream keeps an allocation failure to itself
+    if (!text) // a stream that finds no memory does not throw: it only sets its fail bit
         return {};
     return text.str();
 } catch (const std::bad_alloc&) {
@@ -48,7 +52,7 @@ std::string itcStatus::STATUS_errorno_text() const
 try {
     char buffer[errorTextSize];
     const char* const text = OS_getStrError(errorNumber, buffer, sizeof buffer);
-    return text != nullptr ? text : ""; // a program's own OS_getStrError() may have none
+    return text != nullptr ? text : ""; // a program may define its own OS_getStrError(), which may return null
 } catch (const std::bad_alloc&) {
     return {};
 }
