@@ -1,3 +1,7 @@
+// The hooks of the host, and the flags that are registered through them.
+// At first the check hook and the registration hook are the two built-in functions below. The library therefore calls
+// both hooks without a test for null. The print hook is null at first. The library calls the print hook only after a
+// yes of the check hook, and the built-in check hook answers no to every flag. A library without hooks is silent.
 #include <kiv/foundation/KivDebug.h>
 
 namespace {
@@ -12,6 +16,7 @@ short nothingIsRegistered(const char*, const char*, const char*, const char*)
     return -1;
 }
 
+// Reads the registration hook from the global before each call: a hook may install another hook.
 short registerInCommunication(const char* name, const char* description)
 {
     return KivDebug::pRegisterDbgFlag("Core", "Communication", name, description);

@@ -1,5 +1,9 @@
 /// \file
-/// Internal: the one way in which the library prints.
+/// Internal: the functions through which the library prints.
+///
+/// The order: ask the check hook; after a yes compose the text; hand the text to the print hook.
+/// A trace that is off therefore costs one call of the check hook.
+/// If there is no memory for a text, the text is dropped. The traced operation goes on.
 #pragma once
 
 #include <kiv/foundation/KivDebug.h>
@@ -13,47 +17,55 @@
 
 namespace kiv {
 
+/// Asks the check hook of the host.
 inline bool traceWanted(short flag)
 {
     return KivDebug::pKivDebugCheck(flag);
 }
 
-/// Composes a text. The stream has the classic locale: numbers are plain digits also in a host whose locale groups them.
-/// \return nothing when there is no memory for the text.
+/// Composes a text: `compose` writes into the stream that it is given.
+///
+/// The stream has the classic locale. A host may have set a global locale that writes 1,234 for 1234. Traces always
+/// show plain digits.
+/// \return the text; nothing if there is no memory for the text.
 template <class Compose> std::optional<std::string> composed(Compose&& compose)
 try {
     std::ostringstream out;
     out.imbue(std::locale::classic());
     compose(out);
-    if (!out) // the stream keeps an allocation failure to itself
+    if (!out) // a stream that finds no memory does not throw: it only sets its fail bit
         return std::nullopt;
     return out.str();
 } catch (const std::bad_alloc&) {
     return std::nullopt;
 }
 
-/// Hands a composed text to the print hook. A text for which there was no memory is dropped. An exception of the hook
-/// is the host's own and passes.
+/// Hands a composed text to the print hook. Does nothing if there is no text.
+///
+/// An exception of the print hook is not caught: the hook belongs to the host, and so does its exception.
 inline void print(short flag, const std::optional<std::string>& text)
 {
     if (text)
         KivDebug::pKivDebugPrint(flag, text->c_str());
 }
 
-/// Composes and prints without asking the check hook: for callers that have asked.
+/// Composes and prints a text without asking the check hook. For callers that have asked already.
 template <class Compose> void printTrace(short flag, Compose&& compose)
 {
     print(flag, composed(compose));
 }
 
-/// Composes and prints only after the check hook said yes, so that a trace costs one call while it is off.
+/// Asks the check hook. If the hook says yes, composes and prints a text.
 template <class Compose> void trace(short flag, Compose&& compose)
 {
     if (traceWanted(flag))
         printTrace(flag, compose);
 }
 
-/// Keeps `errno` while a failure is traced: the status that is set next records it, whatever the hook has done.
+/// Keeps `errno` while a failure is traced: saves it at construction and restores it at destruction.
+///
+/// The hook of the host may change `errno`. The status that is set after the trace must record the `errno` of the
+/// failure.
 class ErrnoKept {
 public:
     ErrnoKept() : kept(errno) {}
@@ -65,7 +77,7 @@ private:
     int kept;
 };
 
-/// A failure trace that is a fixed text.
+/// Traces a failure with a fixed text, under `DBG_KIV`. Keeps `errno`.
 inline void traceFailure(const char* text)
 {
     const ErrnoKept errnoKept;
@@ -73,14 +85,17 @@ inline void traceFailure(const char* text)
         KivDebug::pKivDebugPrint(KivDebug::DBG_KIV, text);
 }
 
-/// A failure trace with values in it.
+/// Traces a failure with a text that holds values, under `DBG_KIV`. Keeps `errno`.
 template <class Compose> void traceFailure(Compose&& compose)
 {
     const ErrnoKept errnoKept;
     trace(KivDebug::DBG_KIV, compose);
 }
 
-/// The library's error reports differ only in their type and their texts.
+/// Reports an error to the host; does nothing if the host has installed no error-report hook.
+///
+/// The reports of the library differ only in their type and in their texts. The priority is always 1. The code is
+/// always 54.
 inline void reportError(KivError::ErrType type, const char* text1, const char* text2 = nullptr)
 {
     if (const KivDebug::ErrorHook report = KivDebug::pKivErrorPrint)
