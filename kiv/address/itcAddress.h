@@ -1,5 +1,5 @@
 /// \file
-/// The common base of the endpoint addresses.
+/// The common base of the address classes.
 #pragma once
 
 #include <kiv/foundation/export.h>
@@ -7,10 +7,14 @@
 
 #include <sys/socket.h>
 
-/// A socket address with the status of its making. A plain record: nothing virtual, nothing owned, copy it freely.
+/// A socket address, together with the status of the operation that made the address.
 ///
-/// The constructor zero-fills both fields; itcInetAddress and itcUnixAddress say how they are filled.
+/// A plain record without virtual functions and without owned memory: copy an address freely. The constructor fills
+/// both fields with zeros. itcInetAddress and itcUnixAddress describe what is written into the fields.
 struct KIV_EXPORT itcAddress {
-    itcStatus status;           ///< How the last lookup or setting ended.
-    sockaddr_storage address{}; ///< What the socket calls are given. The family decides how much of it counts.
+    /// How the last lookup or setting ended.
+    itcStatus status;
+    /// The address that is passed to the socket calls. The family decides how many bytes are used. Family 0 means: no
+    /// address.
+    sockaddr_storage address{};
 };

@@ -1,3 +1,10 @@
+// Internet addresses: lookups, names, and the flags that a host reads.
+// The resolver wants to know the family of a wildcard. Each lookup therefore begins with the preferred family. The
+// first lookup of the process finds the preferred family with two sockets; later lookups use the stored result.
+//
+// Host texts may come from a configuration or from a user: the length is checked before a text is copied. The answer of
+// the resolver is trusted except for its length. The status is set before the answer is freed: freeing prints traces,
+// and the print hook of the host may do anything, `errno` included.
 #include <kiv/address/itcInetAddress.h>
 
 #include <kiv/address/detail/AddressLength.h>
@@ -29,14 +36,15 @@ bool hasInet()
     return true;
 }
 
-// Whether this IPv6 socket can be told to serve IPv4 peers as well. A socket that could not be made cannot.
+// True if this IPv6 socket can serve IPv4 peers, too. False for -1, the descriptor of a socket that could not be made.
 bool servesBothFamilies(int inet6)
 {
     const int off = 0;
     return OS_setsockopt(inet6, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off) == 0;
 }
 
-// Copies the host, an IPv6 literal without the brackets that URLs put around it. REQUIRES: it fits.
+// Copies the host text. URLs put an IPv6 address in brackets; a pair of brackets is left out.
+// The caller has checked that the text fits.
 void copyHost(HostText& copy, const char* host)
 {
     size_t length = std::strlen(host);
@@ -129,11 +137,13 @@ bool itcInetAddress::lookup(const char* host, const char* service, int protocol)
     addrinfo* answers = nullptr;
     int returnCode = OS_getaddrinfo(askedHost, service, &hints, &answers);
     if (protocol == 0 && returnCode == EAI_SERVICE) {
-        // A service that the database lists for one protocol only is not found for "either": ask for streams.
+        // The database may list a service for one protocol only. Then the resolver does not find the service for
+        // "either", and the second question asks for streams.
         hints.ai_socktype = SOCK_STREAM;
         returnCode = OS_getaddrinfo(askedHost, service, &hints, &answers);
     }
 
+    // Only the first answer is used: the order of the resolver decides.
     const addrinfo* const first = returnCode == 0 ? answers : nullptr;
     if (first != nullptr && first->ai_addr != nullptr) {
         if (first->ai_addrlen <= sizeof address)
@@ -143,7 +153,7 @@ bool itcInetAddress::lookup(const char* host, const char* service, int protocol)
     }
     if (returnCode != 0)
         setStatus(status, Itc_Tp_Unknown_Peer, Error, returnCode);
-    computeFlags();
+    computeFlags(); // also after a failure: a host may have written `address` itself
     OS_freeaddrinfo(answers);
     return status.severity < Warning;
 }
@@ -164,7 +174,7 @@ int itcInetAddress::port() const
 {
     if (address.ss_family != AF_INET && address.ss_family != AF_INET6)
         return 0;
-    sockaddr_in inet; // the port lies at the same place in both families
+    sockaddr_in inet; // the port lies at the same place in sockaddr_in and in sockaddr_in6
     std::memcpy(&inet, &address, sizeof inet);
     return static_cast<int>(OS_ntohs(inet.sin_port));
 }
@@ -188,7 +198,9 @@ void itcInetAddress::computeFlags()
     }
 }
 
-// Threads that race on the first lookup find the same; the atomic access keeps that defined.
+// Several threads may make the first lookup at the same time. Each thread then asks the machine, and all find the same
+// family, so no lock is needed. The atomic access makes this defined behaviour in C++; hosts see `preferredFamily` as a
+// plain int, so the variable itself is not a std::atomic.
 int itcInetAddress::preferredWildcardFamily()
 {
     const auto family = [] { return __atomic_load_n(&preferredFamily, __ATOMIC_RELAXED); };
@@ -197,7 +209,7 @@ int itcInetAddress::preferredWildcardFamily()
         return family();
     if (!hasInet()) {
         prefer(AF_INET6);
-    } else if (family() == 0) { // another thread may have stored the preference meanwhile
+    } else if (family() == 0) { // another thread may have stored the family in between
         const int inet6 = OS_socket(AF_INET6, SOCK_STREAM, 0);
         prefer(servesBothFamilies(inet6) ? AF_INET6 : AF_INET);
         if (inet6 != -1)

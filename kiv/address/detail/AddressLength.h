@@ -1,5 +1,8 @@
 /// \file
-/// Internal: how much of a socket-address storage counts.
+/// Internal: how many bytes of a socket-address storage are used.
+///
+/// A sockaddr_storage has room for every family. The socket calls want the length of the actual family, and
+/// refuse a length that is too short for the family.
 #pragma once
 
 #include <netinet/in.h>
@@ -8,7 +11,10 @@
 
 namespace kiv {
 
-/// The length that the system is told for an address of this family: 110, 28, or 16 for everything else.
+/// The length of an address, by its family: 110 bytes for a local address, 28 for IPv6, 16 for every other family.
+///
+/// A local address always has its full length, not the length of its path. The path ends with a zero, and the system
+/// reads the path up to this zero.
 inline socklen_t addressLength(const sockaddr_storage& address)
 {
     switch (address.ss_family) {
@@ -23,11 +29,13 @@ inline socklen_t addressLength(const sockaddr_storage& address)
 
 static_assert(sizeof(sockaddr_un) == 110 && sizeof(sockaddr_in6) == 28 && sizeof(sockaddr_in) == 16);
 
+/// The type that the socket calls take.
 inline const sockaddr* asSockaddr(const sockaddr_storage& address)
 {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+/// The type that the socket calls take.
 inline sockaddr* asSockaddr(sockaddr_storage& address)
 {
     return reinterpret_cast<sockaddr*>(&address);

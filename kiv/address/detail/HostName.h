@@ -1,5 +1,8 @@
 /// \file
 /// Internal: host names as texts.
+///
+/// One size serves everywhere, for the host text that a lookup takes and for the names that the resolver gives. A name
+/// from the resolver can therefore be passed to a lookup again.
 #pragma once
 
 #include <sys/socket.h>
@@ -8,12 +11,15 @@
 
 namespace kiv {
 
+/// The largest number of characters in a host text, without the terminating zero.
 constexpr std::size_t maxHostLength = 1024;
 
-/// Host texts have one size everywhere: what a lookup takes and what the name functions give.
+/// Room for a host text with its terminating zero.
 using HostText = char[maxHostLength + 1];
 
-/// The name of an address, by `NI_` flags, written to `text`; empty if it has none.
+/// Writes the name of an address to `text`; an empty text if there is no name. Waits for the resolver.
+/// \param flags  the flags of getnameinfo(): `NI_NUMERICHOST` for the numeric text, 0 for a name.
+/// \return `text`.
 const char* hostNameOf(const sockaddr_storage& address, HostText& text, int flags);
 
 } // namespace kiv
