@@ -1,5 +1,5 @@
 /// \file
-/// Everything that the library offers.
+/// Includes every public header of the library. A host that wants fewer declarations includes single headers instead.
 #pragma once
 
 #include <kiv/address/itcAddress.h>
