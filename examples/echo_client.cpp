@@ -1,4 +1,6 @@
-// Sends a number and a text, prints what comes back.   echo_client [host] [port] [text]
+// Sends a number and a text to the echo server, and prints the answer.   echo_client [host] [port] [text]
+// The shortest way through the library: look up an address, connect, put values, send, receive, take values.
+// Each step leaves its status in the object that did the work, and each status is tested.
 #include <kiv/kiv.h>
 
 #include <csignal>
@@ -12,7 +14,7 @@ static int fail(const char* what, const itcStatus& status)
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE, SIG_IGN); // writing to a server that has gone fails, it does not end the client
+    std::signal(SIGPIPE, SIG_IGN); // a write to a server that has gone then fails; without this the process ends
     const char* const host = argc > 1 ? argv[1] : "localhost";
     const char* const port = argc > 2 ? argv[2] : "5000";
     const char* const text = argc > 3 ? argv[3] : "hello";
@@ -21,13 +23,13 @@ int main(int argc, char** argv)
     if (server.status.severity != Success)
         return fail(host, server.status);
 
-    itcInetSockStream connection(itcConnection::ItcStrictBlocking); // packets are read whole
+    itcInetSockStream connection(itcConnection::ItcStrictBlocking); // each read waits for the whole packet
     if (connection.OpenConnection(server, nullptr, nullptr) != 1)
         return fail("connect", connection);
 
     itcNDRSend request;
     request << 42 << text;
-    connection << request; // one frame, one send()
+    connection << request; // the whole packet leaves in one send()
     if (request.severity != Success)
         return fail("send", request);
 
@@ -39,9 +41,9 @@ int main(int argc, char** argv)
     int number = 0;
     char answer[256] = "";
     if (reply.raw_length() >= sizeof answer)
-        return fail("too long an answer", reply); // a text may be as long as its packet, so from here on it fits
+        return fail("too long an answer", reply); // no text is longer than its packet: from here on the text fits
     reply >> number >> answer;
-    if (reply.severity != Success) // asked after the last take: nothing clears it in between
+    if (reply.severity != Success) // one test after the last take is enough: takes do not clear the status
         return fail("answer", reply);
     std::cout << number << ' ' << answer << '\n';
 }

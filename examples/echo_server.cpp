@@ -1,4 +1,6 @@
-// Answers every packet with the number and the text that it brought.   echo_server [port]
+// Answers every packet with the number and the text of the packet.   echo_server [port]
+// One handler serves the listener and all clients. The dispatcher tells the handler which connection has input.
+// A client that sends something wrong loses its connection; the server goes on.
 #include <kiv/kiv.h>
 
 #include <csignal>
@@ -14,17 +16,18 @@ struct EchoServer : itcIOHandler {
         *conn >> request;
         if (request.severity == Success && answer(*conn))
             return 0;
-        itcDispatcher::instance()->unlink(conn, ReadMask); // first: the dispatcher keeps only pointers
-        delete conn;                                       // it has left, or does not speak our language
+        itcDispatcher::instance()->unlink(conn, ReadMask); // before the delete: the dispatcher keeps the pointer
+        delete conn; // the client has left, or has sent a packet with other content
         return 0;
     }
 
     int accept()
     {
-        itcConnection* peer = nullptr; // ours: inputReady() deletes it
+        itcConnection* peer = nullptr; // owned by this server: inputReady() deletes the connection
         if (listener.AcceptConnection(&peer, nullptr, nullptr) != 1)
-            return -1; // at the connection limit, or out of descriptors: main() ends
-        // Packets are read whole. A peer that closes inside one would hang us; docs/integration.md tells another way.
+            return -1; // -1 unlinks the listener; the loop in main() ends
+        // Each read waits for the whole packet. A client that closes inside a packet would block this server for ever;
+        // docs/integration.md shows a way without this risk.
         peer->SetOption(itcConnection::ItcStrictBlocking);
         itcDispatcher::instance()->link(peer, nullptr, ReadMask, this);
         return 0;
@@ -35,11 +38,11 @@ struct EchoServer : itcIOHandler {
         int number = 0;
         char text[256] = "";
         if (request.raw_length() >= sizeof text)
-            return false; // a text may be as long as its packet, so from here on it fits
+            return false; // no text is longer than its packet: from here on the text fits
         request >> number >> text;
         itcNDRSend reply;
         reply << number << text;
-        if (request.severity == Success) // asked after the last take: nothing clears it in between
+        if (request.severity == Success) // one test after the last take is enough: takes do not clear the status
             peer << reply;
         return request.severity == Success && reply.severity == Success;
     }
@@ -47,12 +50,13 @@ struct EchoServer : itcIOHandler {
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE, SIG_IGN); // writing to a client that has gone fails, it does not end the server
+    std::signal(SIGPIPE, SIG_IGN); // a write to a client that has gone then fails; without this the process ends
     EchoServer server;
-    itcInetAddress local(nullptr, argc > 1 ? argv[1] : "5000", IPPROTO_TCP); // no host: IPv4 and IPv6
+    // No host: the server serves IPv4 and IPv6 clients, if the machine can.
+    itcInetAddress local(nullptr, argc > 1 ? argv[1] : "5000", IPPROTO_TCP);
     server.listener.CreateEndpoint(local);
     itcDispatcher::instance()->link(&server.listener, nullptr, ReadMask, &server);
-    while (server.listener.severity == Success) // else it could not be made, or cannot accept any more
+    while (server.listener.severity == Success) // until the listener fails: at the start, or at an accept
         itcDispatcher::instance()->dispatch();
     std::cerr << "listen: " << server.listener.STATUS_text() << '\n';
     return 1;

@@ -1,14 +1,17 @@
-// A record of one's own that puts and takes itself, behind a header that says which record it is.   own_record
+// Sends a record of this program's own.   own_record
+// The record derives from itcXNDR and lists its fields for putting and for taking. A header in front of the record says
+// which record follows. The receiver takes the header first, and the record only if the receiver knows the type.
 #include <kiv/kiv.h>
 
 #include <sys/socket.h>
 
 #include <iostream>
 
-constexpr auto readingType = static_cast<itcMsgHdr::itcMsgType>(1); // what a number means is ours to say
+// The meaning of the numbers belongs to the program. The library gives them none.
+constexpr auto readingType = static_cast<itcMsgHdr::itcMsgType>(1);
 
-// Both sides put and take the fields in the same order. Only types whose size is the same everywhere can travel: int
-// and long long, but not long.
+// Both sides put and take the fields in the same order. The types must have the same size on every machine: int and
+// long long have, long has not.
 struct Reading : itcXNDR {
     int sensor = 0;
     double celsius = 0;
@@ -38,7 +41,7 @@ static bool receive(itcConnection& connection)
     if (packet.severity == Success)
         packet >> header;
     if (packet.severity == Success && header.type == readingType)
-        packet >> reading; // a type that is not known is left alone: nobody can say how long it is
+        packet >> reading; // an unknown type is not taken: its length is unknown, too
     if (packet.severity != Success || header.type != readingType) {
         std::cerr << "no reading: " << packet.STATUS_text() << '\n';
         return false;
@@ -53,7 +56,8 @@ int main()
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
         return 1;
-    itcConnection near(ends[0], itcConnection::ItcStrictBlocking); // the base class serves for any stream socket
+    // The base class is enough for a socket that is connected already.
+    itcConnection near(ends[0], itcConnection::ItcStrictBlocking);
     itcConnection far(ends[1], itcConnection::ItcStrictBlocking);
 
     Reading reading;

@@ -1,4 +1,6 @@
-// A packet of 1 MB goes through sockets that take a few kilobytes at a time, and nobody waits.   resumable_transfer
+// Sends a packet of 1 MB through a socket that takes a few kilobytes at a time.   resumable_transfer
+// No call waits. Each call of the handler moves as many bytes as the socket can take or has received. The buffer keeps
+// the position of the transfer. The dispatcher calls the handler again when the socket is ready again.
 #include <kiv/kiv.h>
 
 #include <sys/socket.h>
@@ -7,8 +9,7 @@
 #include <numeric>
 #include <vector>
 
-// Both ends in one handler; usually they are in two processes. Each call moves what the socket takes or has, and the
-// dispatcher calls again when it takes or has more.
+// The sender and the receiver in one handler. Usually they are in two processes.
 class Transfer : public itcIOHandler {
 public:
     itcNdrUbSend outgoing{0};
@@ -21,7 +22,7 @@ public:
     {
         ++writes;
         const unsigned int unsent = *connection << outgoing;
-        return unsent == 0 || outgoing.severity == Error ? -1 : 0; // -1: unlinked, there is nothing more to send
+        return unsent == 0 || outgoing.severity == Error ? -1 : 0; // -1 unlinks: nothing is left to send
     }
 
     int inputReady(itcConnection* connection, char*) override

@@ -1,9 +1,11 @@
-// A timer that ticks, one that fires once, and one that is stopped before it fires.   timers
+// Three timers: the first ticks, the second fires once, the third is stopped before it fires.   timers
+// A timer belongs to a handler and fires once. A timer that shall fire again is started again in timerExpired().
+// A handler stops its timers before the handler is destroyed: the dispatcher keeps a pointer.
 #include <kiv/kiv.h>
 
 #include <iostream>
 
-// The library's timers fire once. One that is to go on starts itself again.
+// Ticks: each tick starts the timer for the next tick.
 class Metronome : public itcIOHandler {
 public:
     int beats = 0;
@@ -18,6 +20,7 @@ public:
     }
 };
 
+// Fires once.
 class Alarm : public itcIOHandler {
 public:
     explicit Alarm(const char* text) : text(text) {}
@@ -46,9 +49,9 @@ int main()
     dispatcher.startTimer(0, 500000, &never);
     dispatcher.stopTimer(&never);
     while (!second.hasRung)
-        dispatcher.dispatch(5.0); // ends for each timer, and after 5 seconds in any case
+        dispatcher.dispatch(5.0); // returns after each timer, and after 5 seconds at the latest
 
-    metronome.stop(); // a timer left running would call a handler that is gone
+    metronome.stop(); // without this the timer would call a handler that no longer exists
     dispatcher.dispatch(0.5);
     delete &dispatcher;
     return metronome.beats == 5 && !never.hasRung ? 0 : 1;

@@ -1,4 +1,7 @@
-// Two terminals talk through a socket file. The first to come listens, the second connects.   unix_chat [path]
+// Two terminals talk through a socket file.   unix_chat [path]
+// The program first tries to connect. If nobody listens at the path, the program listens there itself and waits. So the
+// first of the two listens, and the second connects. Then both do the same: what is typed is written to the peer, and
+// what the peer has written is printed.
 #include <kiv/kiv.h>
 
 #include <unistd.h>
@@ -8,7 +11,8 @@
 #include <memory>
 #include <string>
 
-// Serves the terminal, which is a bare descriptor to the dispatcher, and the peer, which is a connection.
+// Serves the terminal and the peer. The dispatcher knows the terminal as a descriptor without a connection: then
+// `connection` is null. The peer is a connection.
 class Chat : public itcIOHandler {
 public:
     explicit Chat(itcConnection& peer) : peer(peer) {}
@@ -22,11 +26,11 @@ public:
         const auto size =
             static_cast<int>(isTyped ? read(STDIN_FILENO, text, sizeof text) : peer.Read(text, sizeof text));
         if (size > 0 && isTyped)
-            isOver = peer.Write(text, size) != size; // blocking: all of it or an error
+            isOver = peer.Write(text, size) != size; // the peer is blocking: less than `size` is an error
         else if (size > 0)
             std::cout << "> " << std::string(text, static_cast<std::size_t>(size)) << std::flush;
         else
-            isOver = true; // the end of the input, or the peer has gone
+            isOver = true; // the input has ended, or the peer has gone
         return 0;
     }
 
@@ -34,14 +38,14 @@ private:
     itcConnection& peer;
 };
 
-// \return null after saying why.
+// Connects to the peer, or waits for the peer. Returns null after printing the reason.
 static std::unique_ptr<itcConnection> meet(const char* path)
 {
     itcUnixAddress address(path);
     auto client = std::make_unique<itcUnixSockStream>();
     if (client->OpenConnection(address, nullptr, nullptr) == 1)
         return client;
-    itcUnixSockStream listener; // removes the socket file at the end of this function: two is company
+    itcUnixSockStream listener; // its destructor removes the socket file: no third one can connect
     itcConnection* accepted = nullptr;
     std::cout << "waiting for the other one at " << path << std::endl;
     if (!listener.CreateEndpoint(address) || listener.AcceptConnection(&accepted, nullptr, nullptr) != 1)
@@ -51,7 +55,7 @@ static std::unique_ptr<itcConnection> meet(const char* path)
 
 int main(int argc, char** argv)
 {
-    std::signal(SIGPIPE, SIG_IGN); // writing to a peer that has gone fails, it does not end us
+    std::signal(SIGPIPE, SIG_IGN); // a write to a peer that has gone then fails; without this the process ends
     const std::unique_ptr<itcConnection> peer = meet(argc > 1 ? argv[1] : "/tmp/unix_chat");
     if (peer == nullptr)
         return 1;

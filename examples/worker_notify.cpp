@@ -1,4 +1,7 @@
-// A worker thread finds something out, and the dispatching thread is told.   worker_notify
+// A worker thread computes a result and gives the result to the dispatching thread.   worker_notify
+// The worker takes two steps. First, addAsyncReadyNotify() queues the result; any thread may call this operation.
+// Second, the worker writes a byte to a connection that the dispatcher waits for. The second step is needed because a
+// result in the queue does not end a wait of the dispatcher that is under way.
 #include <kiv/kiv.h>
 
 #include <QThread>
@@ -7,7 +10,8 @@
 
 #include <iostream>
 
-// Called on the dispatching thread, so it needs no lock. If it were gone by then, the result would be dropped.
+// Receives the result. ready() runs on the dispatching thread, so no lock is needed. If this object were destroyed
+// before the delivery, the result would be dropped.
 class Result : public ICBKivReady {
 public:
     bool hasCome = false;
@@ -19,7 +23,7 @@ public:
     }
 };
 
-// A notification does not end a wait that is under way. A byte for a connection that is linked does.
+// Ends the wait: a byte has come for a linked connection. The byte itself has no meaning.
 class WakeUp : public itcIOHandler {
 public:
     int inputReady(itcConnection* connection, char*) override
@@ -41,7 +45,7 @@ int main()
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
         return 1;
     itcConnection here(ends[0], itcConnection::ItcBlocking);
-    itcConnection there(ends[1], itcConnection::ItcBlocking); // the worker's: a connection belongs to one thread
+    itcConnection there(ends[1], itcConnection::ItcBlocking); // used by the worker alone: one connection, one thread
     itcDispatcher& dispatcher = *itcDispatcher::instance();
     WakeUp wakeUp;
     dispatcher.link(&here, nullptr, ReadMask, &wakeUp);
@@ -50,7 +54,8 @@ int main()
     static char question[] = "the answer";
     QThread* const worker = QThread::create([&] {
         const int answer = findOut();
-        // Last things: the dispatcher, once awake, waits for this thread to end and deletes it.
+        // The notification names this thread, and the dispatcher waits for the thread to end and deletes the QThread.
+        // So these two calls are the last of the thread.
         dispatcher.addAsyncReadyNotify(answer, &result, question, QThread::currentThread());
         there.Write("!", 1);
     });
