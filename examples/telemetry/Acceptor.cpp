@@ -1,3 +1,5 @@
+// Accepts one connection for each report of the dispatcher. The connection limit is asked before the accept. A listener
+// that cannot accept rests: unlinked, until a timer of the dispatcher starts it again.
 #include "Acceptor.h"
 
 #include <utility>
@@ -20,14 +22,15 @@ Acceptor::~Acceptor()
 
 bool Acceptor::start()
 {
-    // Non-blocking: who waited to be accepted may be gone when it comes to that.
+    // Non-blocking: a client that has connected may be gone before the accept. A blocking accept would then wait.
     return listener->SetOption(itcConnection::ItcNonBlocking) &&
            dispatcher.link(listener.get(), nullptr, ReadMask, this) == 1;
 }
 
 int Acceptor::inputReady(itcConnection* /*conn*/, char* /*clientData*/)
 {
-    // Asked first, since at the limit AcceptConnection() would close the listener for good.
+    // The limit is asked first. At the limit AcceptConnection() would close the listener, and nobody could connect
+    // again.
     if (itcConnection::hasMaxConnCount())
         return rest("as many connections as this process may have; further ones wait");
     itcConnection* peer = nullptr;
@@ -44,7 +47,7 @@ int Acceptor::rest(const std::string& reason)
 {
     note(reason);
     dispatcher.startTimer(restSeconds, 0, this);
-    return -1; // unlinked
+    return -1; // -1 unlinks the listener
 }
 
 void Acceptor::timerExpired(long /*sec*/, long /*usec*/)

@@ -1,4 +1,4 @@
-// Taking in those who connect.
+// Accepts the connections of agents.
 #pragma once
 
 #include <kiv/kiv.h>
@@ -7,25 +7,30 @@
 #include <memory>
 #include <string>
 
-/// Accepts what connects to one listener, of whatever transport, until it is destroyed.
+/// Accepts the connections of one listener, until the Acceptor is destroyed. The listener may be of any transport.
 ///
-/// A listener that cannot accept, for lack of descriptors or because the process has as many connections as it may,
-/// stays readable: left linked, it would be reported over and over. So it rests for a while then.
+/// A listener sometimes cannot accept: no descriptor is free, or the process has as many connections as it may have.
+/// The listener then stays readable, and the dispatcher would report it again and again. So the Acceptor unlinks the
+/// listener for one second.
 class Acceptor : public itcIOHandler {
 public:
     using Accepted = std::function<void(std::unique_ptr<itcConnection>)>;
     using Note = std::function<void(const std::string&)>;
 
     /// \param listener  listens already.
+    /// \param accepted  is called with each new connection and owns the connection from then on.
+    /// \param note      is called with a text that says why the listener rests.
     Acceptor(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> listener, Accepted accepted, Note note);
     ~Acceptor() override;
 
+    /// Links the listener to the dispatcher. \return false if that fails.
     bool start();
 
     int inputReady(itcConnection* conn, char* clientData) override;
     void timerExpired(long sec, long usec) override;
 
 private:
+    /// Unlinks the listener until the timer fires. \return the result for the dispatcher.
     int rest(const std::string& reason);
 
     itcDispatcher& dispatcher;

@@ -1,3 +1,5 @@
+// The table trusts no number: samples come from other programs. Sequence numbers must ascend, and a gap is limited.
+// Differences of times and byte counts are calculated in floating point, where nothing overflows.
 #include "AgentTable.h"
 
 #include <algorithm>
@@ -5,7 +7,8 @@
 
 namespace {
 
-// More samples than this do not get lost between two that arrive: such a number is no agent's.
+// The largest number of samples that may be lost between two samples. A larger gap cannot come from an agent: the
+// number itself is wrong.
 constexpr long long widestGap = 1000000;
 
 double perSecond(long long from, long long to, double seconds)
@@ -24,7 +27,7 @@ bool Agent::add(const Sample& sample)
         return false;
     lost += gap;
     if (latest.sequence > 0) {
-        // In floating point: these numbers are a stranger's, and their differences must not overflow.
+        // In floating point: the numbers come from another program, and the difference of two integers could overflow.
         const double seconds =
             (static_cast<double>(sample.sentMicros) - static_cast<double>(latest.sentMicros)) / 1000000;
         receiveRate = perSecond(latest.bytesReceived, sample.bytesReceived, seconds);
@@ -38,7 +41,7 @@ bool Agent::add(const Sample& sample)
     return true;
 }
 
-// They come by another way than the samples: late, twice, not in their order, or not at all.
+// Heartbeats are datagrams. A datagram may come late, twice, in another order, or never.
 void Agent::addHeartbeat(long long number)
 {
     ++heartbeats;
@@ -53,7 +56,7 @@ Agent& AgentTable::arrive(const std::string& name, const std::string& from)
     agent.name = name;
     agent.from = from;
     agent.connected = true;
-    agent.latest = {}; // the numbers of a new connection begin anew, those of the heartbeats too
+    agent.latest = {}; // on a new connection samples and heartbeats are counted from 1 again
     agent.heartbeats = agent.latestHeartbeat = 0;
     return agent;
 }

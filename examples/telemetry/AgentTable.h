@@ -1,4 +1,4 @@
-// What the collector knows of its agents.
+// What the collector knows about its agents.
 #pragma once
 
 #include "Sample.h"
@@ -8,10 +8,10 @@
 #include <deque>
 #include <string>
 
-/// One agent: its latest sample and the figures over all of them.
+/// One agent: its latest sample, and figures over all its samples.
 struct Agent {
     std::string name;
-    std::string from; ///< The address that it connects from.
+    std::string from; ///< The address of the agent's connection.
     bool connected = true;
     long long samples = 0;
     long long lost = 0;
@@ -23,21 +23,24 @@ struct Agent {
     RunningStatistics load;
 
     long long heartbeats = 0;
-    long long latestHeartbeat = 0; ///< Its number; if that is larger than `heartbeats`, some were lost.
+    long long latestHeartbeat = 0; ///< The largest number so far. If it is larger than `heartbeats`, some were lost.
     std::chrono::steady_clock::time_point latestHeartbeatTime;
 
-    /// \return false, nothing changed, if the sample is none that may follow on the latest.
+    /// Enters the next sample.
+    /// \return false if the sequence number does not come after the latest one, or is too far away. Nothing has
+    ///         changed then.
     bool add(const Sample& sample);
+    /// Enters a heartbeat. Heartbeats may come in any order.
     void addHeartbeat(long long number);
 };
 
-/// All agents in the order of their coming; those that have left stay, so that the summary shows them.
+/// All agents, in the order in which they came. An agent that has left stays in the table: the summary shows it.
 class AgentTable {
 public:
-    /// The row for an agent that has just connected. One that left and comes back finds its row again.
-    /// References stay good.
+    /// The row for an agent that has just connected. An agent that left and comes back gets its old row.
+    /// The returned reference stays valid as long as the table.
     Agent& arrive(const std::string& name, const std::string& from);
-    /// An agent of this name that is connected; null if there is none.
+    /// The connected agent with this name; null if there is none.
     Agent* connected(const std::string& name);
 
     const std::deque<Agent>& agents() const { return rows; }

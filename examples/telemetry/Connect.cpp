@@ -1,3 +1,5 @@
+// The connect itself may wait: the agent has nothing to do before it is connected. Only then the connection becomes
+// non-blocking. By TCP the wait has a limit: a machine that is switched off never answers.
 #include "Connect.h"
 
 #include <fmt/core.h>
@@ -14,7 +16,7 @@ std::unique_ptr<itcConnection> connectByTcp(const std::string& host, int port)
 {
     itcInetAddress collector(host.c_str(), port, IPPROTO_TCP);
     if (collector.status.severity != Success) {
-        // The one status whose error number is not the system's but the resolver's.
+        // After a lookup the error number is the resolver's return code. gai_strerror() has the text for this code.
         fmt::print(stderr, "{}: {} ({})\n", host, collector.status.STATUS_text(),
                    gai_strerror(collector.status.errorNumber));
         return nullptr;
@@ -26,7 +28,7 @@ std::unique_ptr<itcConnection> connectByTcp(const std::string& host, int port)
         fmt::print(stderr, "no collector at {} port {}: {}\n", host, port, connection->STATUS_text());
         return nullptr;
     }
-    connection->setTcpNodelay(true); // a sample is small and complete: nothing to wait for
+    connection->setTcpNodelay(true); // a sample is complete: the system need not wait for more bytes before it sends
     return connection;
 }
 

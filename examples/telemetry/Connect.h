@@ -1,4 +1,4 @@
-// Reaching the collector.
+// Connects an agent to its collector.
 #pragma once
 
 #include <kiv/kiv.h>
@@ -6,7 +6,8 @@
 #include <memory>
 #include <string>
 
-// Each waits until the connection is there, five seconds at most by TCP; from then on it does not block. Null after
-// printing why not.
+// Both functions wait until the connection is made. A connect by TCP waits five seconds at most. The returned
+// connection is non-blocking. After a failure the reason is printed and the result is null.
+
 std::unique_ptr<itcConnection> connectByTcp(const std::string& host, int port);
 std::unique_ptr<itcConnection> connectByUnix(const std::string& path);

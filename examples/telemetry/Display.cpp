@@ -1,3 +1,6 @@
+// The display counts the lines of the table that it has drawn. To erase the table it moves the cursor up by this
+// number. While the table is shown, every other text goes through note(): note() erases the table, prints the text, and
+// draws the table below the text.
 #include "Display.h"
 
 #include <fmt/core.h>
@@ -13,7 +16,8 @@ double kilo(double value)
     return value / 1000;
 }
 
-// How many came, and how long ago the last: the agent's state apart from its connection.
+// The number of heartbeats and the age of the latest. They show whether the agent lives even if its connection is
+// stuck.
 std::string heartbeatText(const Agent& agent)
 {
     if (agent.heartbeats == 0)
@@ -59,7 +63,8 @@ void Display::note(const std::string& text)
     std::fflush(stdout);
 }
 
-// The cursor stands below the table: up by its lines, then clear from there to the end of the screen.
+// The cursor stands below the table. Moves it up to the first line of the table, then clears down to the end of the
+// screen.
 void Display::eraseTable()
 {
     if (linesDrawn > 0)
@@ -69,7 +74,8 @@ void Display::eraseTable()
 
 void Display::drawTable()
 {
-    // Without wrapping: in a narrow window a line is cut, so that a row stays one line and erasing can count.
+    // Line wrapping is off while the table is drawn. In a narrow window a row is cut and stays one line; otherwise the
+    // count of the lines would be wrong.
     fmt::print("\x1b[?7l\x1b[1m{:<16} {:<16} {:>8} {:>5} {:>12} {:>6} {:>6} {:>6} {:>9} {:>9}\x1b[0m\n", "agent",
                "from", "samples", "lost", "heartbeats", "cpu %", "mem %", "load", "in kB/s", "out kB/s");
     for (const Agent& agent : table.agents()) {

@@ -1,4 +1,4 @@
-// What the collector shows while it runs, and at the end.
+// What the collector prints while it runs, and at its end.
 #pragma once
 
 #include "AgentTable.h"
@@ -9,14 +9,18 @@
 #include <chrono>
 #include <string>
 
-/// In a terminal a table that is drawn anew in place; elsewhere, in a file or a pipe, one line at each refresh. A timer
-/// of the dispatcher sets the pace, so a thousand samples a second cost no more drawing than one.
+/// Prints the table of the agents. In a terminal each refresh draws the table over the old table. In a file or a pipe
+/// each refresh prints one line.
+///
+/// A timer of the dispatcher decides when to refresh. Samples do not: a thousand samples in a second cost no more
+/// drawing than one sample.
 class Display {
 public:
     Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds refresh);
 
+    /// Starts refreshing.
     void start();
-    /// A line that stays, above the table if there is one.
+    /// Prints a line that stays. In a terminal the line stands above the table.
     void note(const std::string& text);
     /// Stops refreshing and prints the figures over the whole run.
     void finish(int refusedConnections);

@@ -1,3 +1,5 @@
+// Anybody can send a datagram to the port. A datagram is therefore read to its end before anything is believed: it must
+// hold one complete message, the message must be a heartbeat, and the agent must be connected. No answer is sent.
 #include "HeartbeatReceiver.h"
 
 #include "Heartbeat.h"
@@ -16,14 +18,15 @@ HeartbeatReceiver::~HeartbeatReceiver()
 bool HeartbeatReceiver::listen(int port)
 {
     itcInetAddress local(port);
-    // Non-blocking: a datagram that is reported may be gone when it is asked for, its checksum having been wrong.
+    // Non-blocking: the system may report a datagram and then drop it because its checksum is wrong. A blocking read
+    // would then wait.
     return endpoint.CreateEndpoint(local) == 1 && endpoint.SetOption(itcConnection::ItcNonBlocking) &&
            dispatcher.link(&endpoint, nullptr, ReadMask, this) == 1;
 }
 
 int HeartbeatReceiver::inputReady(itcConnection* /*conn*/, char* /*clientData*/)
 {
-    MessageReader datagram; // a new one each time: where one ends inside a message, the next does not go on
+    MessageReader datagram; // new for each datagram: a message never continues in the next datagram
     itcMsgHdr header;
     Heartbeat heartbeat;
     if (!datagram.read(endpoint))

@@ -1,17 +1,18 @@
-// The collector's side of the heartbeats.
+// Heartbeats on the side of the collector.
 #pragma once
 
 #include "AgentTable.h"
 
 #include <kiv/kiv.h>
 
-/// Enters the heartbeats that come as datagrams into the table. What is no heartbeat of a connected agent is dropped.
+/// Receives heartbeats as datagrams and enters them into the table. A datagram that is not a heartbeat of a connected
+/// agent is dropped.
 class HeartbeatReceiver : public itcIOHandler {
 public:
     HeartbeatReceiver(itcDispatcher& dispatcher, AgentTable& table);
     ~HeartbeatReceiver() override;
 
-    /// \return false if the port is not to be had: its status says why.
+    /// Opens the port and links it to the dispatcher. \return false if that fails: error() says why.
     bool listen(int port);
     std::string error() const { return endpoint.STATUS_text(); }
 

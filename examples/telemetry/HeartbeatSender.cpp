@@ -1,3 +1,5 @@
+// A heartbeat needs no answer and no second try: the next one follows after one second. A failed write is therefore
+// ignored.
 #include "HeartbeatSender.h"
 
 #include "Heartbeat.h"
@@ -15,7 +17,7 @@ HeartbeatSender::HeartbeatSender(itcDispatcher& dispatcher, std::string agent)
 bool HeartbeatSender::start(const std::string& host, int port)
 {
     itcInetAddress collector(host.c_str(), port, IPPROTO_UDP);
-    // Connecting a datagram socket only notes where to send: the collector need not be there.
+    // For a datagram socket a connect only stores the address of the collector. The collector need not run yet.
     if (collector.status.severity != Success || socket.OpenConnection(collector, nullptr, nullptr) != 1 ||
         !socket.SetOption(itcConnection::ItcNonBlocking)) {
         fmt::print(stderr, "no heartbeats to {} port {}: {} {}\n", host, port, collector.status.STATUS_text(),
@@ -32,5 +34,5 @@ void HeartbeatSender::send()
     heartbeat.number = ++number;
     itcNDRSend datagram;
     datagram << headerOf(MessageKind::heartbeat, agent) << heartbeat;
-    socket << datagram; // one frame, one datagram
+    socket << datagram; // one packet, one datagram
 }

@@ -1,4 +1,4 @@
-// The agent's side of the heartbeats.
+// Heartbeats on the side of the agent.
 #pragma once
 
 #include "Ticker.h"
@@ -7,12 +7,13 @@
 
 #include <string>
 
-/// Sends heartbeats to the collector's port as long as it lives. One that cannot be sent is lost, like any other.
+/// Sends heartbeats to the port of the collector, until the HeartbeatSender is destroyed. A heartbeat that cannot be
+/// sent is lost, like a heartbeat that is lost on its way.
 class HeartbeatSender {
 public:
     HeartbeatSender(itcDispatcher& dispatcher, std::string agent);
 
-    /// \return false after printing why not.
+    /// \return false after printing the reason.
     bool start(const std::string& host, int port);
 
 private:

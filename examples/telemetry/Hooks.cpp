@@ -1,3 +1,5 @@
+// The smallest useful hooks: two switches, three flags, one stream. The switches are set before the hooks are
+// installed, and never change after that.
 #include "Hooks.h"
 
 #include <kiv/kiv.h>
@@ -9,7 +11,7 @@ namespace {
 bool traceIsOn = false;
 bool reportIsOn = false;
 
-// The library asks before it composes a text, so what is off costs next to nothing.
+// The library asks before it composes a text. A trace that is off therefore costs hardly anything.
 bool isOn(short flag)
 {
     return (traceIsOn && flag == KivDebug::DBG_KIV) || (reportIsOn && flag == KivDebug::DBG_NFR);
@@ -20,7 +22,7 @@ void print(short /*flag*/, const char* text)
     std::fprintf(stderr, "%s\n", text);
 }
 
-// A host with flags of its own enters the library's among them; here any three numbers do.
+// A host that has its own flags registers the library's flags beside them. Here any three numbers are enough.
 short registerFlag(const char* /*component*/, const char* /*group*/, const char* /*name*/, const char* /*description*/)
 {
     static short registered = 0;

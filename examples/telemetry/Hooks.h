@@ -1,7 +1,7 @@
-// What the library tells about itself.
+// The hooks through which the library prints.
 #pragma once
 
-/// Lets the library print to stderr. Call it first thing, before the library is used.
-/// \param trace   every failure of a connection, and every call of the resolver.
-/// \param report  how often and how long the dispatcher waited and called, once a minute.
+/// Lets the library print to stderr. Call this function before the library is used.
+/// \param trace   print the failures of connections and the calls of the resolver.
+/// \param report  print once a minute how often and how long the dispatcher has waited and has called handlers.
 void installHooks(bool trace, bool report);

@@ -1,3 +1,4 @@
+// An endpoint for each transport that agents may use. The collector treats both alike from here on: as itcConnection.
 #include "Listeners.h"
 
 #include <fmt/core.h>

@@ -1,3 +1,4 @@
+// The header of the library has more fields than these programs need: only the type and the first text are used.
 #include "Message.h"
 
 #include <algorithm>

@@ -1,23 +1,27 @@
-// What agent and collector say to each other: an itcMsgHdr, whose type tells which record follows.
+// The messages between agent and collector. A message is an itcMsgHdr; the type in the header says which record
+// follows.
 #pragma once
 
 #include <kiv/kiv.h>
 
 #include <string>
 
-/// The numbers are on the wire: add new ones, never reuse old ones.
+/// The numbers travel in the packets. Add new numbers; never reuse an old number, since old programs still send it.
 enum class MessageKind : int {
-    sample = 1,          ///< agent to collector: a Sample
-    acknowledgement = 2, ///< collector to agent: an Acknowledgement, one for each sample
-    goodbye = 3,         ///< collector to agent: send no more, I am ending; nothing follows
-    heartbeat = 4        ///< agent to collector, as a datagram: a Heartbeat
+    sample = 1,          ///< agent to collector: a Sample follows
+    acknowledgement = 2, ///< collector to agent, for each sample: an Acknowledgement follows
+    goodbye = 3,         ///< collector to agent: stop sending, the collector ends; nothing follows
+    heartbeat = 4        ///< agent to collector, as a datagram: a Heartbeat follows
 };
 
-/// As many characters as a header's text takes.
+/// The largest number of characters in an agent's name: as many as a text of the header holds.
 constexpr unsigned int longestName = itcMsgHdr::textSize - 1;
 
-/// \param agent the name of the agent that the message comes from or goes to.
+/// Makes a header.
+/// \param agent  the name of the agent that the message comes from or goes to.
 itcMsgHdr headerOf(MessageKind kind, const std::string& agent);
+/// The kind in the header. The number comes from another program and may be none of MessageKind.
 MessageKind kindOf(const itcMsgHdr& header);
-/// The name in the header. Whatever a terminal might take for a command is '?': it is from outside, and gets printed.
+/// The agent's name in the header. Each character that is not printable ASCII becomes '?': the name comes from another
+/// program and is printed, and a terminal could take some characters for commands.
 std::string agentOf(const itcMsgHdr& header);

@@ -1,8 +1,11 @@
+// The base class does the work; this class reads its protected fields for two questions: has a message begun, and did
+// the peer close between two messages. The magic is the first part of a message, so "no byte of the magic has come"
+// means "between two messages".
 #include "MessageReader.h"
 
 namespace {
 
-constexpr unsigned int mostPages = 1; // 4096 bytes: ours have less than 200
+constexpr unsigned int mostPages = 1; // 4096 bytes: the messages have less than 200
 
 }
 
@@ -27,7 +30,8 @@ bool MessageReader::isInsideMessage() const
     return magicHasBegun || rxState == ReadingLength || rxState == Transferring;
 }
 
-// Asked for as soon as a length has come, before any of the data.
+// The base class calls this when the announced length has come, before it reads any data. So a large announced length
+// costs no memory.
 void MessageReader::extend_buffer(unsigned int pages)
 {
     if (pages <= mostPages)

@@ -1,3 +1,5 @@
+// Parses files of /proc, in the formats of Linux. The kernel counts clock ticks from the start of the machine. The use
+// of the processors is therefore calculated from the difference of two readings.
 #include "ProcReader.h"
 
 #include <algorithm>
@@ -12,7 +14,7 @@ void skipLine(std::istream& file)
     file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
 }
 
-// "MemTotal: 4028432 kB", one figure a line.
+// A line of the file: "MemTotal: 4028432 kB".
 double memoryPercent()
 {
     std::ifstream file("/proc/meminfo");
@@ -30,8 +32,8 @@ double memoryPercent()
     return total > 0 ? 100 * (total - available) / total : 0;
 }
 
-// Two lines of headings, then "eth0: <bytes received> <7 more figures> <bytes sent> ...". The loopback counts too, so
-// that an agent beside its collector sees their own traffic.
+// The file has two lines of headings. Then each line is "eth0: <bytes received> <7 more figures> <bytes sent> <more>".
+// The loopback interface is counted, too: an agent on the machine of its collector then sees the traffic between them.
 void readNetwork(Sample& sample)
 {
     std::ifstream file("/proc/net/dev");
@@ -66,8 +68,8 @@ Sample ProcReader::read()
     return sample;
 }
 
-// "cpu <user> <nice> <system> <idle> <iowait> <irq> <softirq> <steal> <guest> ...". The guests' time is contained in
-// the users', so it is not added again.
+// The first line: "cpu <user> <nice> <system> <idle> <iowait> <irq> <softirq> <steal> <guest> <guest nice>". The time
+// of guests is contained in the first two figures and is not added a second time.
 ProcReader::CpuTicks ProcReader::readCpuTicks()
 {
     std::ifstream file("/proc/stat");
@@ -89,7 +91,8 @@ double ProcReader::cpuPercent()
     const CpuTicks now = readCpuTicks();
     const auto total = static_cast<double>(now.total - last.total);
     const auto idle = static_cast<double>(now.idle - last.idle);
-    // Ticks are coarse: between two quick readings there may be none, and the kernel corrects idle time backwards.
+    // Between two quick readings there may be no tick. Then the last result is returned again. The kernel sometimes
+    // sets the idle time back, so the result is also kept between 0 and 100.
     if (total > 0) {
         lastCpuPercent = std::clamp(100 * (total - idle) / total, 0.0, 100.0);
         last = now;

@@ -3,12 +3,12 @@
 
 #include "Sample.h"
 
-/// Reads the kernel's figures from /proc. A file that cannot be read leaves its values at zero.
+/// Reads the figures of the kernel from the folder /proc. If a file cannot be read, its values are zero.
 class ProcReader {
 public:
-    ProcReader(); ///< Takes the first reading of the processors, from which the first sample counts.
+    ProcReader(); ///< Reads the processors once: the first sample counts from this reading.
 
-    /// A sample with all that is measured; who sends it, and when, is filled in by the sender.
+    /// A sample with all measured values. The sender fills in the sequence number and the send time.
     Sample read();
 
 private:

@@ -1,3 +1,5 @@
+// What every host of the library does first. The signals are set before anything else runs, so no write can come too
+// early.
 #include "Program.h"
 
 #include "Stop.h"
@@ -8,11 +10,11 @@
 
 int runProgram(const char* name, const std::function<int()>& body)
 try {
-    // First thing in every host: writing to a peer that has gone then fails, instead of ending the process.
+    // Without this a write to a peer that has gone ends the process. With this the write fails.
     std::signal(SIGPIPE, SIG_IGN);
     stopOnSignals();
     return body();
-} catch (const std::exception& failure) { // the library throws nothing, but printing may
+} catch (const std::exception& failure) { // the library throws nothing; printing text may
     std::fprintf(stderr, "%s: %s\n", name, failure.what());
     return 1;
 }

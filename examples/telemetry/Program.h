@@ -3,5 +3,6 @@
 
 #include <functional>
 
-/// Runs a program's body as a host of the library should. \return the body's result; 1 if it has thrown.
+/// Runs the body of a program: ignores SIGPIPE, lets SIGINT and SIGTERM ask for the end, and catches exceptions.
+/// \return the result of `body`; 1 if `body` has thrown.
 int runProgram(const char* name, const std::function<int()>& body);

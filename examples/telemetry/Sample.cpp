@@ -1,9 +1,10 @@
+// One list of the fields serves both directions. Putting and taking can therefore never have different orders.
+// The order is the order on the wire. Add new fields at the end: a receiver that does not know them ignores them.
 #include "Sample.h"
 
 namespace {
 
-// The fields in their order on the wire. One list serves both directions, so that putting and taking cannot drift
-// apart. New fields go to its end: a receiver does not mind what it does not know there.
+// Calls `action` with each field, in the order on the wire.
 template <class Record, class Action> void forEachField(Record& sample, Action action)
 {
     action(sample.sequence);

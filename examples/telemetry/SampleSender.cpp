@@ -1,3 +1,6 @@
+// Three things happen, each in a call of the dispatcher: the timer takes a sample; the connection can take more bytes;
+// the connection has received bytes. None of them waits.
+// Any failure, and any message that does not make sense, ends the connection: the stream cannot be trusted any more.
 #include "SampleSender.h"
 
 #include "Acknowledgement.h"
@@ -9,11 +12,11 @@
 
 namespace {
 
-// Some megabytes, and minutes at usual intervals. An agent whose collector is away for longer takes no samples until
-// there is room again: what is not taken is not lost.
+// The largest number of samples that wait: some megabytes, hours at the usual interval. If so many wait, the agent
+// takes no further samples until there is room. A sample that was not taken has no number and does not count as lost.
 constexpr std::size_t mostToKeep = 20000;
 
-// The wall clock may be set while a sample is under way; this one only ever goes on.
+// Not the wall clock: somebody may set the wall clock while a sample is on its way. The steady clock never goes back.
 long long nowMicros()
 {
     using namespace std::chrono;
@@ -31,7 +34,7 @@ SampleSender::SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnect
 SampleSender::~SampleSender()
 {
     if (connected)
-        dispatcher.unlink(connection.get(), ReadMask | WriteMask); // the dispatcher keeps only pointers
+        dispatcher.unlink(connection.get(), ReadMask | WriteMask); // the dispatcher keeps the pointers
 }
 
 bool SampleSender::start()
@@ -103,7 +106,7 @@ bool SampleSender::takeAcknowledgement()
     Acknowledgement acknowledgement;
     incoming >> acknowledgement;
     if (incoming.severity != Success || acknowledgement.sequence != samplesAcknowledged + 1)
-        return false; // they come in the order of the samples, one each
+        return false; // each sample has one acknowledgement, in the order of the samples
     ++samplesAcknowledged;
     roundTripMicros.add(static_cast<double>(nowMicros() - acknowledgement.sentMicros));
     return true;

@@ -1,4 +1,4 @@
-// The agent's end of the connection.
+// The connection on the side of the agent.
 #pragma once
 
 #include "MessageReader.h"
@@ -13,20 +13,21 @@
 #include <memory>
 #include <string>
 
-/// Sends samples at intervals and takes the acknowledgements as they come.
+/// Sends samples at intervals, and takes acknowledgements when they come.
 ///
-/// Sending does not wait for the answer, nor for the collector to take what was sent before: many samples may be under
-/// way. The connection keeps their order, and what never comes back is counted as lost.
+/// Sending does not wait for the acknowledgement. Sending also does not wait until the collector has taken the samples
+/// before. Many samples may therefore be on their way. The connection keeps the order of the samples. A sample without
+/// an acknowledgement counts as lost.
 class SampleSender : public itcIOHandler {
 public:
-    /// \param connection  connected, and non-blocking.
+    /// \param connection  must be connected and non-blocking.
     SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, std::string agent,
                  std::chrono::milliseconds interval);
     ~SampleSender() override;
 
-    /// Starts sampling. \return false after printing why not.
+    /// Starts sampling. \return false after printing the reason.
     bool start();
-    /// Takes no more samples; what waits is still sent, and acknowledgements are still taken.
+    /// Stops taking samples. Samples that wait are still sent, and acknowledgements are still taken.
     void stopSampling();
 
     bool isConnected() const { return connected; }
@@ -34,9 +35,9 @@ public:
     long long sent() const { return samplesSent; }
     long long acknowledged() const { return samplesAcknowledged; }
     long long unacknowledged() const { return samplesSent - samplesAcknowledged; }
-    /// The most samples that have waited for the connection to take them.
+    /// The largest number of samples that have waited at the same time.
     std::size_t mostWaiting() const { return outgoing.mostWaiting(); }
-    /// In microseconds.
+    /// The latest round trips, in microseconds.
     const RecentValues& roundTrips() const { return roundTripMicros; }
 
     int inputReady(itcConnection* conn, char* clientData) override;

@@ -1,3 +1,7 @@
+// An agent is a stranger until its first sample, and is never trusted: its messages, its pace and its numbers are
+// checked. An agent that breaks a rule loses its connection; the other agents notice nothing.
+//
+// A session ends in one place, end(). The order there matters: unlink the connection, then delete it.
 #include "SampleServer.h"
 
 #include "Acknowledgement.h"
@@ -14,16 +18,16 @@ using namespace std::chrono_literals;
 
 constexpr auto stallCheckInterval = 1000ms;
 constexpr auto longestStall = 10s;
-constexpr std::size_t mostWaiting = 10000; // what an agent may leave unread of its acknowledgements
+constexpr std::size_t mostWaiting = 10000; // the largest number of acknowledgements that wait for one agent
 
-// Numeric: the text forms that give names would wait for the resolver, and all agents with them.
+// The numeric text. The text with the name would wait for the resolver, and all agents would wait, too.
 std::string addressText(itcConnection& connection)
 {
     itcInetAddress peer;
     if (!connection.GetPeername(peer))
-        return "unix"; // who connects to a socket file has no name to show
+        return "unix"; // a peer that connects to a socket file has no address to show
     const std::string text = peer.numeric_hostname();
-    const std::string mapped = "::ffff:"; // how an IPv6 socket shows its IPv4 peers
+    const std::string mapped = "::ffff:"; // an IPv6 socket shows the address of an IPv4 peer behind this text
     return text.compare(0, mapped.size(), mapped) == 0 ? text.substr(mapped.size()) : text;
 }
 
@@ -58,7 +62,7 @@ void SampleServer::serve(std::unique_ptr<itcConnection> connection)
 {
     itcConnection* const key = connection.get();
     if (auto* const stream = dynamic_cast<itcInetSockStream*>(key))
-        stream->setTcpNodelay(true); // an acknowledgement is not to wait for the next one
+        stream->setTcpNodelay(true); // an acknowledgement shall not wait for the next one
     Session& session = sessions.try_emplace(key, dispatcher, std::move(connection), *this).first->second;
     if (!key->SetOption(itcConnection::ItcNonBlocking) || !dispatcher.link(key, nullptr, ReadMask, this))
         refuse(session, fmt::format("{} ({})", dispatcher.STATUS_text(), key->STATUS_text()));
@@ -67,7 +71,7 @@ void SampleServer::serve(std::unique_ptr<itcConnection> connection)
 int SampleServer::inputReady(itcConnection* conn, char* /*clientData*/)
 {
     receive(sessions.at(conn));
-    return 0; // stay linked; who is to go is unlinked in end()
+    return 0; // 0 keeps the link; end() unlinks a connection that ends
 }
 
 int SampleServer::outputReady(itcConnection* conn, char* /*clientData*/)
@@ -78,7 +82,7 @@ int SampleServer::outputReady(itcConnection* conn, char* /*clientData*/)
     return 0;
 }
 
-// One message a call: what has come behind it is reported again, after the other agents have had their turn.
+// Reads one message only. If more has come, the dispatcher calls again, after the other agents have been served.
 void SampleServer::receive(Session& session)
 {
     if (!session.incoming.read(*session.connection)) {
@@ -127,11 +131,12 @@ void SampleServer::sayGoodbye()
 {
     for (auto& [connection, session] : sessions) {
         const std::string name = session.agent != nullptr ? session.agent->name : "";
-        session.outgoing.put(headerOf(MessageKind::goodbye, name)); // one that fails is found out by the next read
+        session.outgoing.put(headerOf(MessageKind::goodbye, name)); // a failure is ignored: the next read finds it
     }
 }
 
-// An agent may be silent between two messages for as long as it likes; inside one, or before its first, it may not.
+// Between two messages an agent may be silent without a limit. Inside a message, and before the first message, the
+// silence has a limit.
 void SampleServer::refuseStalled()
 {
     for (auto next = sessions.begin(); next != sessions.end();) {
@@ -156,6 +161,6 @@ void SampleServer::end(Session& session)
         display.note(fmt::format("{} has left", session.agent->name));
     }
     itcConnection* const connection = session.connection.get();
-    dispatcher.unlink(connection, ReadMask | WriteMask); // before it is deleted: the dispatcher keeps only pointers
+    dispatcher.unlink(connection, ReadMask | WriteMask); // before the delete: the dispatcher keeps the pointer
     sessions.erase(connection);
 }

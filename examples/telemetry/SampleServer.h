@@ -1,4 +1,4 @@
-// The collector's side of the connections.
+// The connections on the side of the collector.
 #pragma once
 
 #include "AgentTable.h"
@@ -14,10 +14,11 @@
 #include <memory>
 #include <string>
 
-/// Enters the samples of connected agents into the table and acknowledges each.
+/// Enters the samples of the connected agents into the table, and acknowledges each sample.
 ///
-/// One handler serves all agents; the connection that it is called with tells them apart. No agent is ever waited for,
-/// neither for the rest of what it sends nor for the room to answer it, so whatever one does hurts no other.
+/// One handler serves all agents. The dispatcher passes the connection, and the connection tells which agent it is. The
+/// server never waits for an agent: neither for the rest of a message, nor for room to send an answer. An agent that is
+/// slow or broken therefore does no harm to the others.
 class SampleServer : public itcIOHandler {
 public:
     SampleServer(itcDispatcher& dispatcher, AgentTable& table, Display& display);
@@ -25,13 +26,14 @@ public:
 
     /// Serves an agent that has just connected.
     void serve(std::unique_ptr<itcConnection> connection);
-    /// Asks all agents to finish. Their last samples are still served.
+    /// Asks all agents to stop sending. Their last samples are still served.
     void sayGoodbye();
 
-    /// Anybody is connected.
+    /// True if at least one connection exists.
     bool hasSessions() const { return !sessions.empty(); }
-    /// Anybody is connected who has sent a sample.
+    /// True if at least one connection has sent a sample.
     bool hasAgents() const;
+    /// The number of connections that the server has closed because of a failure or a wrong message.
     int refusedConnections() const { return refused; }
 
     int inputReady(itcConnection* conn, char* clientData) override;
@@ -40,6 +42,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    /// One connection and its state.
     struct Session {
         Session(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, SampleServer& handler);
 
@@ -47,7 +50,7 @@ private:
         const std::string from;
         MessageReader incoming;
         SendQueue outgoing;
-        Agent* agent = nullptr; ///< Known from the first sample on.
+        Agent* agent = nullptr; ///< Null until the first sample names the agent.
         Clock::time_point latestMessage = Clock::now();
     };
 

@@ -1,3 +1,5 @@
+// Each message is a packet of its own, and the packets leave in their order. Only the first packet is under way; it
+// keeps the position of its transfer itself.
 #include "SendQueue.h"
 
 #include <fmt/core.h>
@@ -22,13 +24,13 @@ bool SendQueue::put(const itcMsgHdr& header)
 
 bool SendQueue::put(const itcMsgHdr& header, const itcXNDR& record)
 {
-    // By the puts of the base class: theirs do not clear the status, so that it can be tested after the last.
+    // Puts through the base class: they do not clear the status, so one test after the last put is enough.
     itcNDRSend& packet = packets.emplace_back(0, usualSize);
     packet << header << record;
     return sendUnlessOthersWait();
 }
 
-// While others wait the connection has just taken all that it could, and the dispatcher will say when it takes more.
+// If other packets wait, the connection cannot take more now. The dispatcher calls flush() when the connection can.
 bool SendQueue::sendUnlessOthersWait()
 {
     most = std::max(most, packets.size());

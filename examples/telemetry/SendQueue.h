@@ -1,4 +1,4 @@
-// Sending, over a connection that does not wait.
+// Sends messages without waiting.
 #pragma once
 
 #include <kiv/kiv.h>
@@ -6,24 +6,29 @@
 #include <deque>
 #include <string>
 
-/// What is to be sent waits here until the connection takes it.
+/// Messages wait here until the connection takes them.
 ///
-/// A peer that takes nothing for a while, because it is busy, stopped, or far away, thus neither holds this side up nor
-/// loses anything. The dispatcher is asked to report the connection writable only while something waits: a connection
-/// that has nothing to send is writable nearly always.
+/// A peer may take nothing for a while, because it is busy, stopped or far away. This side then goes on with its work,
+/// and no message is lost.
+/// The connection is linked for writing only while messages wait. Without messages it would nearly always be writable,
+/// and the dispatcher would call the handler again and again for nothing.
 class SendQueue {
 public:
-    /// \param handler  calls flush() from its outputReady(), and unlinks the connection in the end.
+    /// \param handler  calls flush() in its outputReady(), and unlinks the connection at the end.
     SendQueue(itcDispatcher& dispatcher, itcConnection& connection, itcIOHandler& handler);
 
-    /// Sends at once if nothing waits. \return false after a failure, for which see error().
+    /// Queues a message that is only a header. Sends the message at once if no other message waits.
+    /// \return false after a failure: error() says why.
     bool put(const itcMsgHdr& header);
+    /// Queues a message: a header and a record. Sends the message at once if no other message waits.
+    /// \return false after a failure: error() says why.
     bool put(const itcMsgHdr& header, const itcXNDR& record);
-    /// Goes on sending. \return as put().
+    /// Sends as much as the connection takes.
+    /// \return false after a failure: error() says why.
     bool flush();
 
     std::size_t size() const { return packets.size(); }
-    /// The most that have ever waited.
+    /// The largest number of messages that have waited at the same time.
     std::size_t mostWaiting() const { return most; }
     const std::string& error() const { return failure; }
 
@@ -35,7 +40,7 @@ private:
     itcDispatcher& dispatcher;
     itcConnection& connection;
     itcIOHandler& handler;
-    std::deque<itcNdrUbSend> packets; ///< A deque keeps them where they are: they can be neither copied nor moved.
+    std::deque<itcNdrUbSend> packets; ///< A deque does not move its elements. Packets cannot be moved.
     std::size_t most = 0;
     bool watching = false;
     std::string failure;

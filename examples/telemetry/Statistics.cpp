@@ -1,3 +1,5 @@
+// After years both classes use no more memory than after an hour. RunningStatistics keeps four numbers. RecentValues
+// keeps a ring of values: a new value takes the place of the oldest.
 #include "Statistics.h"
 
 #include <algorithm>
@@ -8,7 +10,7 @@ void RunningStatistics::add(double value)
     smallest = count == 0 ? value : std::min(smallest, value);
     largest = count == 0 ? value : std::max(largest, value);
     ++count;
-    // Not sum / count: a sum that grows for years loses the small digits of what is added.
+    // Not sum / count: a sum that grows for years becomes so large that the small digits of each new value are lost.
     average += (value - average) / static_cast<double>(count);
 }
 

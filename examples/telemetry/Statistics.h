@@ -1,10 +1,10 @@
-// Figures about values that keep coming, in bounded memory: these programs may run for years.
+// Figures about values that keep coming. The memory has a limit: these programs may run for years.
 #pragma once
 
 #include <cstddef>
 #include <vector>
 
-/// Smallest, mean and largest of all values so far; zeros before the first.
+/// The smallest, the mean and the largest of all values so far. Before the first value all three are 0.
 class RunningStatistics {
 public:
     void add(double value);
@@ -20,17 +20,18 @@ private:
     double largest = 0;
 };
 
-/// The latest values, for figures that need them all, such as a median.
+/// The latest values, for figures that need every value, for example the median.
 class RecentValues {
 public:
     void add(double value);
 
-    /// The value that the share `q` of the values does not exceed: 0.5 gives the median. 0 without values.
+    /// The quantile `q`, from 0 to 1: the part `q` of the values is not larger than the result. 0.5 gives the median.
+    /// \return 0 if there are no values.
     double quantile(double q) const;
 
 private:
     static constexpr std::size_t capacity = 10000;
 
     std::vector<double> values;
-    std::size_t oldest = 0; ///< The place to be overwritten next, once there are `capacity` values.
+    std::size_t oldest = 0; ///< Once the memory is full: the place of the oldest value. The next value goes there.
 };

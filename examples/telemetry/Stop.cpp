@@ -1,3 +1,5 @@
+// The signal handler only sets a flag; the main loop asks for the flag. The handler removes itself when it is called
+// (SA_RESETHAND), and the next signal of the same kind has its usual effect: it ends the process.
 #include "Stop.h"
 
 #include <csignal>
@@ -8,7 +10,7 @@ volatile std::sig_atomic_t stopFlag = 0;
 
 void requestStop(int /*signal*/)
 {
-    stopFlag = 1; // about all that a signal handler may do
+    stopFlag = 1; // hardly anything else is allowed in a signal handler
 }
 
 } // namespace

@@ -1,3 +1,5 @@
+// The timer is started again before the action runs. The action can therefore stop the Ticker. The time that
+// the action takes does not make the interval longer, as long as the action is faster than the interval.
 #include "Ticker.h"
 
 #include <utility>
@@ -8,7 +10,7 @@ Ticker::Ticker(itcDispatcher& dispatcher, std::chrono::milliseconds interval, st
 
 Ticker::~Ticker()
 {
-    stop(); // the dispatcher must not outlive it with a dead pointer
+    stop(); // the dispatcher would keep a pointer to a destroyed handler
 }
 
 void Ticker::start()
@@ -24,6 +26,6 @@ void Ticker::stop()
 
 void Ticker::timerExpired(long /*sec*/, long /*usec*/)
 {
-    start(); // first: the action may stop it
+    start(); // before the action: the action may call stop()
     action();
 }

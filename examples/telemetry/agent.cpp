@@ -1,4 +1,6 @@
-// Samples the machine that it runs on and sends the samples to a collector.   agent --help
+// Measures the machine that it runs on, and sends the samples to a collector.   agent --help
+// The order: connect; sample until the time is over, a signal comes or the collector ends; wait for the last
+// acknowledgements; print a summary. The result is 0 only if every sample was acknowledged.
 #include "Connect.h"
 #include "HeartbeatSender.h"
 #include "Message.h"
@@ -21,8 +23,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double longestWait = 0.2; // seconds until a stop is noticed that no signal has announced to the wait
-constexpr auto patience = std::chrono::seconds(5); // with a collector that is busy when sampling ends
+constexpr double longestWait = 0.2;                // seconds: a signal just before a wait is noticed after this time
+constexpr auto patience = std::chrono::seconds(5); // how long to wait for the last acknowledgements
 
 struct Options {
     std::string host = "localhost";
@@ -83,7 +85,7 @@ void sample(itcDispatcher& dispatcher, SampleSender& sender, double durationSeco
     sender.stopSampling();
 }
 
-// The last samples are still under way when sampling stops.
+// When sampling stops, the last samples are still on their way.
 void awaitAcknowledgements(itcDispatcher& dispatcher, const SampleSender& sender)
 {
     const auto end = Clock::now() + patience;
@@ -106,7 +108,8 @@ void printSummary(const std::string& name, const SampleSender& sender)
 int run(const Options& options)
 {
     const bool isLocal = !options.unixPath.empty();
-    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance()); // ours to delete, after its users
+    // The program deletes the dispatcher, after everything that uses it.
+    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance());
     auto connection = isLocal ? connectByUnix(options.unixPath) : connectByTcp(options.host, options.port);
     if (connection == nullptr)
         return 1;
@@ -115,8 +118,8 @@ int run(const Options& options)
     HeartbeatSender heart(*dispatcher, options.name);
     if (!sender.start())
         return 1;
-    if (options.sendsHeartbeats)
-        heart.start(isLocal ? itcInetAddress::Localhost : options.host, options.port); // without them it works as well
+    if (options.sendsHeartbeats) // the result is ignored: samples need no heartbeats
+        heart.start(isLocal ? itcInetAddress::Localhost : options.host, options.port);
 
     sample(*dispatcher, sender, options.durationSeconds);
     awaitAcknowledgements(*dispatcher, sender);

@@ -1,4 +1,7 @@
-// Receives samples from any number of agents, and shows and sums up what they measure.   collector --help
+// Receives samples from any number of agents, shows the latest, and prints a summary at the end.   collector --help
+// The order: open the listeners; serve until the time is over, a signal comes or all expected agents have left; close
+// the listeners; ask the agents to leave; print the summary. The result is 0 only if no sample was lost and all
+// expected agents came.
 #include "Acceptor.h"
 #include "AgentTable.h"
 #include "Display.h"
@@ -22,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double longestWait = 0.2; // seconds until a stop is noticed that no signal has announced to the wait
+constexpr double longestWait = 0.2; // seconds: a signal just before a wait is noticed after this time
 constexpr auto patience = std::chrono::seconds(2);
 
 struct Options {
@@ -56,7 +59,8 @@ void addOptions(CLI::App& app, Options& options)
     app.add_flag("--report", options.report, "Print the library's performance report to stderr, once a minute");
 }
 
-// Under another name first: whoever waits for the file never finds half of it.
+// Writes to a file of another name and renames that file. A program that waits for the port file therefore never reads
+// a half-written file.
 bool writePortFile(const std::string& path, int port)
 {
     const std::string draft = path + ".new";
@@ -81,7 +85,7 @@ void serve(itcDispatcher& dispatcher, const SampleServer& server, const AgentTab
         dispatcher.dispatch(longestWait);
 }
 
-// Agents that are told in time lose nothing: they stop sending, get their last acknowledgements and leave.
+// An agent that is told about the end stops sending, takes its last acknowledgements and leaves. So no sample is lost.
 void letAgentsLeave(itcDispatcher& dispatcher, SampleServer& server)
 {
     server.sayGoodbye();
@@ -92,7 +96,8 @@ void letAgentsLeave(itcDispatcher& dispatcher, SampleServer& server)
 
 int run(const Options& options)
 {
-    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance()); // ours to delete, after its users
+    // The program deletes the dispatcher, after everything that uses it.
+    const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance());
     AgentTable table;
     Display display(*dispatcher, table, std::chrono::milliseconds(options.refreshMillis));
     SampleServer server(*dispatcher, table, display);
