@@ -1,5 +1,5 @@
 /// \file
-/// The descriptor-owning base of every connection.
+/// The base of every connection: it owns a descriptor.
 #pragma once
 
 #include <kiv/foundation/OS.h>
@@ -12,180 +12,212 @@
 class ICBKivReady;
 class itcInetAddress;
 
-/// The base of every connection: owns one socket descriptor and moves bytes through it. It serves as it is for a
-/// descriptor that the host made, for example one end of a socket pair.
+/// The base of every connection. A connection owns one socket descriptor and moves bytes through it. This class serves
+/// as it is for a descriptor that the host made, for example one end of a socket pair.
 ///
-/// A connection never links itself to the dispatcher; the host does, and unlinks it before it closes or deletes it.
+/// A connection never links itself to the dispatcher. The host links a connection, and unlinks it before the connection
+/// is closed or deleted.
 ///
-/// \par Ownership  Closes `td` in the destructor, also a descriptor that was handed in. Such a one was never counted,
-///                 yet closing it lowers the count: call incConnCount() first where the limit matters.
-/// \par Threads    One thread at a time per object. Only the count of open descriptors is shared; it is atomic.
-/// \par Errors     A plain result; the reason lies in the object's own itcStatus. A successful transfer clears it,
-///                 SetOption() never does. Failures are traced under `DBG_KIV`. Nothing throws.
-/// \par Signals    Writing to a stream whose peer has closed raises SIGPIPE, which ends a process that does not ignore
-///                 it: `signal(SIGPIPE, SIG_IGN)`, first thing.
+/// \par Ownership
+/// The destructor closes #td, also when the descriptor was handed in. A descriptor that was handed in was never
+/// counted, but closing it lowers the count. Where the connection limit matters, call incConnCount() first.
+/// \par Threads
+/// One thread at a time per object. Only the count of open descriptors is shared between threads; it is atomic.
+/// \par Errors
+/// Nothing throws. Each operation gives a plain result, and leaves the reason in the status of the object. A successful
+/// transfer clears the status. SetOption() never clears it. Failures are traced under `DBG_KIV`.
+/// \par Signals
+/// Writing to a stream whose peer has closed raises SIGPIPE. SIGPIPE ends a process that does not ignore it. Call
+/// `signal(SIGPIPE, SIG_IGN)` first thing in every host.
 class KIV_EXPORT itcConnection : public itcStatus {
 public:
-    /// How the descriptor blocks, and what Read() makes of a short count.
+    /// How the descriptor blocks, and what Read() does when less arrives than was asked for.
     enum ConnOptions : int {
-        ItcBlocking = 0,      ///< The descriptor blocks; Read() returns what one receive gives.
-        ItcNonBlocking = 1,   ///< It does not block; a TCP connect completes later.
-        ItcStrictBlocking = 2 ///< Read() returns only with all that was asked for. Leaves the descriptor's mode alone.
+        ItcBlocking = 0,      ///< The descriptor blocks. Read() returns what one receive gives.
+        ItcNonBlocking = 1,   ///< The descriptor does not block. A TCP connect completes later.
+        ItcStrictBlocking = 2 ///< Read() returns only with all bytes. The descriptor's mode is not changed.
     };
 
-    /// The role of a connection: information for the host, nothing depends on it.
+    /// The role of a connection. It is information for the host: no operation depends on the role.
     enum ConnType : int {
-        ItcTypeUnspecified = 0, ///< Also a stream that OpenConnection() has connected.
+        ItcTypeUnspecified = 0, ///< No role. A stream that OpenConnection() has connected keeps this value.
         ItcTypeConnection = 1,  ///< An accepted stream, or a connected datagram socket.
         ItcTypeEndpoint = 2     ///< CreateEndpoint() has succeeded.
     };
 
-    /// What has become of the socket; see #connState. The value 2 is not in use.
+    /// The states of a connection; see #connState. The value 2 is not in use.
     enum ConnState : int {
-        ItcStateClosed = 0,
-        ItcStateConnected = 1,
-        ItcStateBound = 3,
-        ItcStateListening = 4,
-        ItcStateConnectPending = 5,
-        ItcStateShutdown = 6
+        ItcStateClosed = 0,         ///< Not in use.
+        ItcStateConnected = 1,      ///< Connected to a peer.
+        ItcStateBound = 3,          ///< Bound to a local address.
+        ItcStateListening = 4,      ///< Peers can be accepted.
+        ItcStateConnectPending = 5, ///< A connect is under way, or was; see #connState.
+        ItcStateShutdown = 6        ///< Shutdown() has ended one or both directions.
     };
 
-    itcConnection(); ///< No descriptor.
-    /// No descriptor; the option is stored, there is no socket to apply it to.
+    itcConnection(); ///< No descriptor. The state is Closed.
+    /// No descriptor. The option is stored, and no system call is made: there is no socket yet.
     explicit itcConnection(ConnOptions opt);
-    /// Takes over `fd`, connected if it is not negative, in ItcBlocking whatever mode the descriptor is in. It is not
-    /// counted, yet closing it lowers the count: call incConnCount() first where the limit matters.
+    /// Takes ownership of `fd`. The state becomes Connected, or Closed if `fd` is negative. The option is recorded as
+    /// ItcBlocking; the real mode of the descriptor is neither read nor changed. The descriptor is not counted.
     itcConnection(int fd, ConnType type);
-    /// Takes over `fd` and applies the option with this class's own SetOption(); when that fails the option is
-    /// ItcBlocking, and for a negative `fd` the status is (`Itc_Tp_Descriptor_Not_Yet_Set`, Error). Not counted either.
+    /// Takes ownership of `fd` and switches it with this class's own SetOption(). The state becomes Connected, or
+    /// Closed if `fd` is negative. The descriptor is not counted.
+    ///
+    /// When the switch fails the option is ItcBlocking. For a negative `fd` the status is then
+    /// (`Itc_Tp_Descriptor_Not_Yet_Set`, Error).
     itcConnection(int fd, ConnOptions opt);
     itcConnection(const itcConnection&) = delete;
     itcConnection& operator=(const itcConnection&) = delete;
 
     // Hosts derive from this class: the order of these operations is binary interface.
 
-    virtual ~itcConnection(); ///< Closes the descriptor, if there is one. One that cannot be closed is lost here.
-    virtual int ReadDescriptor() const;
-    virtual int WriteDescriptor() const;
-    virtual int ExceptDescriptor() const;
+    virtual ~itcConnection();             ///< Closes the descriptor. A descriptor that cannot be closed is lost.
+    virtual int ReadDescriptor() const;   ///< \return the descriptor to be linked for reading; -1 without one.
+    virtual int WriteDescriptor() const;  ///< \return the descriptor to be linked for writing; -1 without one.
+    virtual int ExceptDescriptor() const; ///< \return the descriptor to be linked for exceptions; -1 without one.
 
-    /// The number of bytes waiting in the socket.
-    /// \return -1 with `Itc_Tp_Descriptor_Not_Yet_Set` or `Itc_Tp_Ioctl_Call_Failed`, Error; else the status is clear.
+    /// Asks how many bytes wait in the socket.
+    /// \return 0 or more: the number of bytes; the status is clear.
+    ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
+    ///         -1, (`Itc_Tp_Ioctl_Call_Failed`, Error): the system refused.
     virtual int Pending();
 
-    /// Prepares a read where a transport needs that: a datagram connection receives its next datagram. \return 0.
+    /// Prepares a read. A datagram connection receives its next datagram here. Other connections need no preparation.
+    /// \return 0 here. Overrides return a negative number when they fail.
     virtual int InitRead();
 
-    /// Receives up to `len` bytes, in one system call unless that is interrupted.
+    /// Receives up to `len` bytes.
     ///
-    /// A socket that has nothing is asked again for half as much, down to one byte, before "would block" is reported.
-    /// With ItcStrictBlocking it receives until all `len` bytes are there.
-    /// \return the number of bytes, with a clear status; 0 when the peer has closed (or `len` is 0), which only
-    ///         ItcStrictBlocking marks with (`Itc_Tp_Unexpected_Disconnection`, Warning), and only before the first
-    ///         byte. -1 with (`Itc_Tp_Would_Block`, Warning), unlike Write(), which gives 0 then; or with
-    ///         `Itc_Tp_Descriptor_Not_Yet_Set` or `Itc_Tp_Read_Call_Failed`, Error. A negative `len` fails as a call
-    ///         with EINVAL does; with ItcStrictBlocking it counts as done at once and is returned, nothing being read.
-    /// \warning With ItcStrictBlocking a peer that closes after the first byte leaves this call receiving 0 for ever.
+    /// One system call is made, unless a signal interrupts the call or the socket is empty. On an empty non-blocking
+    /// socket the request is halved again and again, down to one byte, before "would block" is reported. In
+    /// ItcStrictBlocking the call receives until all `len` bytes are there.
+    /// \return 1 or more: the number of bytes received; the status is clear.
+    ///         0, clear status: the peer has closed, or `len` is 0.
+    ///         0, (`Itc_Tp_Unexpected_Disconnection`, Warning): in ItcStrictBlocking the peer has closed before the
+    ///         first byte.
+    ///         -1, (`Itc_Tp_Would_Block`, Warning): nothing is there now. Write() gives 0 in this case; here 0 means
+    ///         that the peer has closed.
+    ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
+    ///         -1, (`Itc_Tp_Read_Call_Failed`, Error): the system refused. A negative `len` fails with EINVAL.
+    ///         `len`, clear status: in ItcStrictBlocking a negative `len` counts as done, and nothing is read.
+    /// \warning In ItcStrictBlocking a peer that closes after the first byte leaves this call receiving 0 for ever.
     ///          Towards peers that are not trusted use a non-blocking mode and the resumable buffers.
     virtual int Read(void* buf, int len);
 
-    /// Sends up to `len` bytes, in one system call unless that is interrupted or the socket is full.
+    /// Sends up to `len` bytes.
     ///
-    /// A full socket is offered half as much, down to one byte, before "would block" is reported: it may take less than
-    /// it was offered at first.
-    /// \return the number of bytes sent, with a clear status: the caller sends the rest. 0 with (`Itc_Tp_Would_Block`,
-    ///         Warning), unlike Read(), which gives -1 then. -1 with `Itc_Tp_Descriptor_Not_Yet_Set` or
-    ///         `Itc_Tp_Write_Call_Failed`, Error. A negative `len` fails as a call with EINVAL does.
-    /// \warning Raises SIGPIPE when the peer has closed: ignore that signal.
+    /// One system call is made, unless a signal interrupts the call or the socket is full. A full non-blocking socket
+    /// is offered half as much again and again, down to one byte, before "would block" is reported. Fewer bytes than
+    /// `len` may be sent: the caller sends the rest.
+    /// \return 0 or more: the number of bytes sent; the status is clear.
+    ///         0, (`Itc_Tp_Would_Block`, Warning): the socket is full. Read() gives -1 in this case.
+    ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
+    ///         -1, (`Itc_Tp_Write_Call_Failed`, Error): the system refused. A negative `len` fails with EINVAL.
+    /// \warning Raises SIGPIPE when the peer has closed: ignore the signal.
+    /// \warning Any handled signal, with SA_RESTART too, ends a blocking send that has begun: the result is then
+    ///          smaller than `len`.
     virtual int Write(const void* buf, int len);
 
-    /// Switches the descriptor's mode and stores the option. ItcStrictBlocking, and any value that is none of the
-    /// three, is only stored: strict reads from a descriptor that is still non-blocking fail when it has nothing.
-    /// \return false with (`Itc_Tp_Descriptor_Not_Yet_Set`, Error), or, the status left as it was, when the system
-    ///         refuses; the option then stays what it was. Success does not clear the status.
+    /// Switches the mode of the descriptor and stores the option.
+    ///
+    /// ItcStrictBlocking does not change the descriptor's mode. If the descriptor was non-blocking it stays so, and a
+    /// strict Read() then fails with EAGAIN when no data is there. Values outside the enumeration are stored, too.
+    /// \return true: done; the status is not touched.
+    ///         false, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
+    ///         false, status not touched: the system refused; the old option stays.
     virtual bool SetOption(ConnOptions opt);
 
-    /// Accepts one connection, where the transport can. \return 0: this one cannot.
+    /// Accepts one connection, where the transport can.
+    /// \return 0 here: this connection cannot accept, and nothing is done.
     virtual int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData);
 
-    /// Closes the descriptor and lowers the count, also for a descriptor that was handed in and never counted; without
-    /// a descriptor it only clears the status.
-    /// \return false with (`Itc_Tp_Close_Call_Failed`, Error); the descriptor and the count are kept then.
+    /// Closes the descriptor and lowers the count of open descriptors. The state becomes Closed first.
+    /// \return true: closed, or there was no descriptor; the status is clear.
+    ///         false, (`Itc_Tp_Close_Call_Failed`, Error): the descriptor and the count are kept.
     virtual bool Close();
 
-    /// Ends one or both directions of a stream. \return false with (`Itc_Tp_Shutdown_Call_Failed`, Error).
+    /// Ends one or both directions of a stream. The state becomes Shutdown.
+    /// \return true: done; the status is clear.
+    ///         false, (`Itc_Tp_Shutdown_Call_Failed`, Error): the system refused; the state is kept.
     virtual bool Shutdown(OS_shutdown_mode how);
 
-    /// The address of the peer, where the transport has one. \return 0, `addr` untouched: this one has none.
+    /// Asks for the address of the peer, where the transport has one.
+    /// \return 0 here: this connection has no address, and `addr` is untouched.
     virtual int GetPeername(itcInetAddress& addr);
-    /// The local address, where the transport has one. \return 0, `addr` untouched: this one has none.
+    /// Asks for the local address, where the transport has one.
+    /// \return 0 here: this connection has no address, and `addr` is untouched.
     virtual int GetSockname(itcInetAddress& addr);
-    virtual int GetPeerNameResolutionErr() const; ///< The pending system error number.
-    virtual int GetSockNameResolutionErr() const; ///< The pending system error number.
+    virtual int GetPeerNameResolutionErr() const; ///< \return the pending system error number.
+    virtual int GetSockNameResolutionErr() const; ///< \return the pending system error number.
 
-    /// The peer's host name, else its numeric address, without the port; empty when it has no address. Waits for the
-    /// resolver. Sets the status as the address form does, so not for objects that are defined const.
+    /// The peer's host name, or its numeric address when it has no name. The port is not part of the text. Waits for
+    /// the resolver. Sets the status as the address form does: do not call it on an object that is defined const.
+    /// \return the text; empty when there is no address.
     virtual std::string GetPeername() const;
-    /// The local host name, else the numeric address, without the port; empty when there is no address. Waits for the
-    /// resolver. Sets the status as the address form does, so not for objects that are defined const.
+    /// The local host name, or the numeric address when there is no name. The port is not part of the text. Waits for
+    /// the resolver. Sets the status as the address form does: do not call it on an object that is defined const.
+    /// \return the text; empty when there is no address.
     virtual std::string GetSockname() const;
 
     /// \name Internal buffers
-    /// For connections of a host that hold received or unsent bytes themselves; these hold none.
+    /// For connections of a host that hold received or unsent bytes themselves. These connections hold none.
     /// \{
-    virtual int flush();               ///< \return 0
-    virtual int flush(unsigned int n); ///< \return `n`
-    virtual void reset();
-    virtual int empty(); ///< \return 0
-    virtual int items(); ///< \return 0
-    /// The number of received bytes held inside the connection; while it is positive the dispatcher does not wait and
-    /// reports the connection readable. \return 0
+    virtual int flush();               ///< Sends what is held. \return 0 here.
+    virtual int flush(unsigned int n); ///< Sends up to `n` bytes of what is held. \return `n` here.
+    virtual void reset();              ///< Forgets what is held.
+    virtual int empty();               ///< Says whether nothing is held. \return 0 here.
+    virtual int items();               ///< The number of items held. \return 0 here.
+    /// The number of received bytes held inside the connection. While the number is positive the dispatcher does not
+    /// wait, and reports the connection readable.
+    /// \return 0 here.
     virtual int bytes();
     /// \}
 
     /// \name The connection limit
-    /// Operations that make a descriptor ask hasMaxConnCount() first, accepting asks afterwards, and fail with
-    /// `Itc_Tp_Max_Connections_Reached`. Asking and counting are two steps, so threads that race may overshoot by their
-    /// number. Any thread.
+    /// Every operation that makes a descriptor asks hasMaxConnCount() first; accepting asks afterwards. At the limit
+    /// the operation fails with (`Itc_Tp_Max_Connections_Reached`, Error). Asking and counting are two steps: threads
+    /// that race may exceed the limit by their number. Any thread may call these operations.
     /// \{
-    static int getConnectionCount();
-    static void incConnCount();
-    static void decConnCount();
-    static bool hasMaxConnCount(); ///< False while #maxConns is below 1: no limit then.
+    static int getConnectionCount(); ///< \return the number of descriptors that are counted as open.
+    static void incConnCount();      ///< Counts one descriptor more.
+    static void decConnCount();      ///< Counts one descriptor less.
+    static bool hasMaxConnCount();   ///< \return true at the limit; always false while #maxConns is below 1.
 
-    static int currentConns; ///< Descriptors counted as open; changed only by the atomic operations above.
-    static int maxConns;     ///< The descriptors that the process may have less 16, 1024 at most. Set at load time.
+    static int currentConns; ///< Descriptors counted as open. Changed only by the atomic operations above.
+    static int maxConns;     ///< The limit: the descriptors of the process less 16, 1024 at most. Set at load time.
     /// \}
 
 protected:
     // The dispatcher looks at the state of a pending connect.
     friend class itcDispatcher;
 
-    int td;                  ///< The socket descriptor; -1 when there is none.
-    ConnOptions connOptions; ///< See SetOption().
-    ConnType connType;       ///< See ConnType.
+    int td;                  ///< The socket descriptor (transport descriptor); -1 without one.
+    ConnOptions connOptions; ///< The option that is in force; see SetOption().
+    ConnType connType;       ///< The role; see ConnType.
 
-    /// A ConnState.
+    /// The state, a ConnState. Constructors choose the first state. Operations change it as follows:
     ///
-    /// | from               | to             | by                                                                |
-    /// |--------------------|----------------|-------------------------------------------------------------------|
-    /// | (a descriptor)     | Connected      | the constructors that take one                                    |
-    /// | (a new socket)     | Bound          | constructors from an address                                      |
-    /// | all but Connected  | Bound          | CreateEndpoint() of datagrams                                     |
-    /// | all but Connected  | Listening      | CreateEndpoint() of streams                                       |
-    /// | Closed, Bound      | Connected      | a TCP connect in ItcBlocking                                      |
-    /// | Closed, Bound      | ConnectPending | a TCP connect in any other mode in force; it stays so             |
-    /// | any                | Connected      | OpenConnection() of datagrams                                     |
-    /// | any                | Shutdown       | Shutdown()                                                        |
-    /// | any                | Closed         | Close(), first thing, also when it then fails                     |
+    /// | from               | to             | by                                                           |
+    /// |--------------------|----------------|--------------------------------------------------------------|
+    /// | (a descriptor)     | Connected      | the constructors that take a descriptor                      |
+    /// | (a new socket)     | Bound          | the constructors from an address                             |
+    /// | all but Connected  | Bound          | CreateEndpoint() of datagrams                                |
+    /// | all but Connected  | Listening      | CreateEndpoint() of streams                                  |
+    /// | Closed, Bound      | Connected      | a TCP connect in ItcBlocking                                 |
+    /// | Closed, Bound      | ConnectPending | a TCP connect with ItcNonBlocking or ItcStrictBlocking       |
+    /// | any                | Connected      | OpenConnection() of datagrams                                |
+    /// | any                | Shutdown       | Shutdown()                                                   |
+    /// | any                | Closed         | Close(), first thing, also when the close then fails         |
     ///
-    /// A local stream that connects keeps its state.
+    /// ConnectPending remains even after the connect has completed: only Shutdown() and Close() leave it. A local
+    /// stream that connects keeps its state.
     int connState;
 
     uint64_t readByteCount;  ///< Bytes that successful reads have returned. Never reset.
     uint64_t writeByteCount; ///< Bytes that successful writes have sent. Never reset.
-    uint64_t readCallCount;  ///< Successful reads. Never reset.
-    uint64_t writeCallCount; ///< Successful writes. Never reset.
+    uint64_t readCallCount;  ///< Number of successful reads. Never reset.
+    uint64_t writeCallCount; ///< Number of successful writes. Never reset.
 
     /// Internal: the steps that the transports of the library share.
     class KIV_HIDDEN Steps;

@@ -6,7 +6,7 @@
 
 class itcUnixAddress;
 
-/// What connections between processes of one machine have in common: endpoints named by an itcUnixAddress.
+/// What connections between processes of one machine have in common: an itcUnixAddress names each end.
 class KIV_EXPORT itcLocalConnection : public itcConnection {
 public:
     using itcConnection::itcConnection;
@@ -16,12 +16,16 @@ public:
 
     ~itcLocalConnection() override; ///< Frees #boundPath.
 
-    /// Connects to a peer. \param cb is told the result before this returns; may be null.
+    /// Connects to a peer.
+    /// \param remote     the path of the peer.
+    /// \param cb         is told the result before this operation returns; may be null.
+    /// \param clientData is handed to `cb`.
     virtual int OpenConnection(itcUnixAddress& remote, ICBKivReady* cb, void* clientData) = 0;
-    /// Becomes reachable under a local path.
+    /// Makes the connection reachable under a local path.
     virtual bool CreateEndpoint(itcUnixAddress& local) = 0;
 
 protected:
-    /// The path that this object has bound, or tried to; owned, from array new. Null when there is none.
+    /// The path that this object has bound, or has tried to bind. The object owns the text, which comes from array new.
+    /// Null when there is none.
     char* boundPath = nullptr;
 };

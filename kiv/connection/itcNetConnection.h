@@ -4,7 +4,7 @@
 
 #include <kiv/connection/itcConnection.h>
 
-/// What TCP streams and UDP datagrams have in common: endpoints named by an itcInetAddress.
+/// What TCP streams and UDP datagrams have in common: an itcInetAddress names each end.
 class KIV_EXPORT itcNetConnection : public itcConnection {
 public:
     using itcConnection::itcConnection;
@@ -14,13 +14,18 @@ public:
 
     ~itcNetConnection() override;
 
-    /// Connects to a peer. \param cb is told the result before this returns; may be null.
+    /// Connects to a peer.
+    /// \param remote     the address of the peer.
+    /// \param cb         is told the result before this operation returns; may be null.
+    /// \param clientData is handed to `cb`.
     virtual int OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData) = 0;
-    /// Becomes reachable under a local address.
+    /// Makes the connection reachable under a local address.
     virtual int CreateEndpoint(itcInetAddress& local) = 0;
-    /// Sends small pieces at once instead of gathering them (`TCP_NODELAY`). \return false when the system refuses; the
-    /// status is not touched.
+    /// Switches `TCP_NODELAY`: true sends small pieces at once, false lets the system gather them. The status is not
+    /// touched.
+    /// \return true: done; false: the system refused.
     virtual bool setTcpNodelay(bool on);
-    /// The cipher that protects the connection. \return "none": plain sockets carry no cipher.
+    /// The cipher that protects the connection.
+    /// \return "none" here: plain sockets carry no cipher.
     virtual const char* getCipherSuite() const;
 };
