@@ -15,7 +15,8 @@
 ///
 /// Descriptors outside 0 to 1023 are ignored: setBit() and clrBit() do nothing, isSet() is false.
 ///
-/// \par Threads  One thread at a time per object.
+/// \par Threads
+/// One thread at a time per object.
 class KIV_EXPORT FdMask {
 public:
     static constexpr int size = 1024; ///< The number of bits.

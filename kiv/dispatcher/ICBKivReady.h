@@ -18,8 +18,9 @@
 /// and creates no new dispatcher. A receiver that is created before the library's static data exists stays
 /// unregistered.
 ///
-/// \par Threads  May be created and destroyed on any thread. The constructor and the destructor wait while the
-///               dispatching thread delivers a notification.
+/// \par Threads
+/// May be created and destroyed on any thread. The constructor and the destructor wait while the
+/// dispatching thread delivers a notification.
 /// \warning Destroy a receiver of notifications on the dispatching thread. Elsewhere ready() may run while the deriving
 ///          class is being destroyed: only the destructor of this base class waits for the delivery, and it runs last.
 class KIV_EXPORT ICBKivReady {

@@ -13,9 +13,11 @@ class itcIOHandler;
 ///
 /// All times are readings of one clock. The dispatcher uses itcDispatcher::currentTime().
 ///
-/// \par Ownership  The queue owns its timers. A handler belongs to the host and must live while a timer of it is
-///                 queued.
-/// \par Threads    Only the thread that runs the dispatcher.
+/// \par Ownership
+/// The queue owns its timers. A handler belongs to the host and must live while a timer of it is
+/// queued.
+/// \par Threads
+/// Only the thread that runs the dispatcher.
 class KIV_EXPORT TimerQueue {
 public:
     TimerQueue() = default; ///< An empty queue.

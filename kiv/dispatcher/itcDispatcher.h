@@ -48,15 +48,19 @@ constexpr itcDispatcherMask operator|(itcDispatcherMask a, itcDispatcherMask b)
 /// 6. notify() fires the timers that are due.
 /// 7. The time slept is counted, and the profiler is told.
 ///
-/// \par Ownership  Handlers, connections and client data belong to the host. They must live while they are linked: the
-///                 dispatcher keeps plain pointers.
-/// \par Threads    Everything runs on the host's dispatching thread. Three operations may be called on any thread:
-///                 addAsyncReadyNotify(), registerICBKivReady(), deregisterICBKivReady().
-/// \par Errors     An operation returns a plain result. The reason lies in the dispatcher's own itcStatus. When no
-///                 system call has failed, the status carries the error number that was pending (`errno`); go by the
-///                 code. Nothing throws, except what a function of the host throws. Such an exception leaves the cycle
-///                 at once, and the rest of the cycle does not happen.
-/// \par Limits     Descriptors from 0 to 1023, the size of an `fd_set`.
+/// \par Ownership
+/// Handlers, connections and client data belong to the host. They must live while they are linked: the
+/// dispatcher keeps plain pointers.
+/// \par Threads
+/// Everything runs on the host's dispatching thread. Three operations may be called on any thread:
+/// addAsyncReadyNotify(), registerICBKivReady(), deregisterICBKivReady().
+/// \par Errors
+/// An operation returns a plain result. The reason lies in the dispatcher's own itcStatus. When no
+/// system call has failed, the status carries the error number that was pending (`errno`); go by the
+/// code. Nothing throws, except what a function of the host throws. Such an exception leaves the cycle
+/// at once, and the rest of the cycle does not happen.
+/// \par Limits
+/// Descriptors from 0 to 1023, the size of an `fd_set`.
 class KIV_EXPORT itcDispatcher : public itcStatus {
 public:
     /// Makes a dispatcher that is not the singleton. Install it with instance(itcDispatcher*) where it should be.

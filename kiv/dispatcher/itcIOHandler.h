@@ -32,8 +32,10 @@ class itcConnection;
 /// \warning A request to be called again is lost when the next wait fails, for example by a signal. A handler that
 ///          relies on the call starts a timer beside the request: timers fire after a failed wait, too.
 ///
-/// \par Ownership  The dispatcher owns neither handlers nor connections nor client data.
-/// \par Threads    All calls come on the dispatching thread.
+/// \par Ownership
+/// The dispatcher owns neither handlers nor connections nor client data.
+/// \par Threads
+/// All calls come on the dispatching thread.
 class KIV_EXPORT itcIOHandler {
 public:
     // Hosts derive from this class: the order of these operations is binary interface.

@@ -13,7 +13,8 @@
 /// storage that the next call overwrites. Two kinds of state belong to this layer itself: the start time of
 /// OS_getuptime(), which is not synchronised, and the trace counters of the resolver functions, which are atomic.
 ///
-/// \par Replacing a function
+/// \par Replacing
+/// a function
 /// A program may define any of these functions itself. The library calls each function through its dynamic symbol.
 /// The definition of the program therefore replaces the definition of the library, in the library's own calls too.
 /// Tests make the network fail in this way.

@@ -6,7 +6,7 @@
 #include <kiv/ndr/itcXNDR.h>
 
 /// A ready-made record to put in front of a message: a number, a type, two short texts and four values. The library
-/// does not use it itself.
+/// itself does not use it.
 class KIV_EXPORT itcMsgHdr : public itcXNDR {
 public:
     /// The message type: any 32-bit number that the host gives a meaning.
@@ -14,8 +14,8 @@ public:
 
     static constexpr unsigned int textSize = 32; ///< Room of each text: 31 characters and a zero.
 
-    itcMsgHdr(); ///< All numbers 0, both texts empty.
-    /// Texts of more than 31 characters are cut; a null text is empty.
+    itcMsgHdr(); ///< All numbers are 0, both texts are empty.
+    /// Copies the arguments. A text of more than 31 characters is cut to 31. A null text becomes empty.
     itcMsgHdr(int number, itcMsgType type, const char* text1, const char* text2, int value1, int value2, int value3,
               int value4);
     ~itcMsgHdr() override;
@@ -27,15 +27,15 @@ public:
     /// characters are put, also when a field holds no zero.
     itcNDRSend& to_external(itcNDRSend& b) const override;
 
-    int number;
-    itcMsgType type;
-    char text1[textSize];
-    char text2[textSize];
-    int value1;
-    int value2;
-    int value3;
-    int value4;
+    int number;           ///< The first argument of the constructor.
+    itcMsgType type;      ///< The message type.
+    char text1[textSize]; ///< A text of at most 31 characters, with its zero.
+    char text2[textSize]; ///< A text of at most 31 characters, with its zero.
+    int value1;           ///< The first of four values.
+    int value2;           ///< The second of four values.
+    int value3;           ///< The third of four values.
+    int value4;           ///< The last of four values.
 };
 
-/// Takes a message type: an int.
+/// Takes a message type, which travels as an int.
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcMsgHdr::itcMsgType& type);

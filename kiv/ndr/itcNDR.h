@@ -7,17 +7,18 @@
 
 /// The base of the send and receive buffers: a status, and the format codes of this process.
 ///
-/// A sender writes its values as its machine keeps them and says how in the label of the packet; only a receiver whose
-/// own format differs converts. docs/wire-format.md shows every byte.
+/// NDR is network data representation. A sender writes values as its own machine keeps them. The label of the packet
+/// says how that is. Only a receiver whose own format differs converts. docs/wire-format.md shows every byte.
 ///
-/// \par Threads  The codes are plain words, written once by the host before it builds packets, if at all.
+/// \par Threads
+/// The codes are plain words. A host that changes them does so once, before packets are built.
 class KIV_EXPORT itcNDR : public itcStatus {
 public:
     virtual ~itcNDR();
 
     static int ndr_endian; ///< Byte order: 1 is little-endian, 0 big-endian. Any difference to a peer reverses bytes.
-    static int ndr_float;  ///< Floating-point format: 0 is IEEE 754, 1 is VAX (F for 4 bytes, D for 8).
-    static int ndr_char;   ///< Character set, 0 at first: carried in the label, never acted on.
+    static int ndr_float;  ///< Floating-point format: 0 is IEEE 754; 1 is VAX (F for 4 bytes, D for 8 bytes).
+    static int ndr_char;   ///< Character set, 0 at first. The label carries the code, and nothing acts on it.
 
 protected:
     itcNDR() = default;
@@ -27,8 +28,8 @@ protected:
 
 /// \name Floating-point conversions
 /// Each rewrites the 4 or 8 bytes of one value in place, at any alignment. Sign and exponent are taken from the low
-/// bits of the first word and not from where IEEE values have them in memory; peers convert in the same way. Exponents
-/// wrap modulo 256.
+/// bits of the first word, which is not where IEEE values have them in memory. Both ends of a conversation convert in
+/// this way. Exponents wrap modulo 256.
 /// \{
 extern "C" {
 KIV_EXPORT void Itc_itof(void* value); ///< IEEE single to VAX F.

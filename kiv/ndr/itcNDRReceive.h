@@ -24,17 +24,21 @@ class itcConnection;
 /// ^dataStart (8-aligned)          ^readPos         dataLast^         bufferLast^
 /// \endcode
 ///
-/// \par Invariant  Without storage all pointers are null. With storage, between any two calls:
-///                 dataStart <= dataLast, dataStart <= bufferLast + 1, and dataStart <= readPos <= dataLast + 8. A take
-///                 that finds too little leaves the gap before its value skipped: readPos may then stand up to 7 bytes
-///                 behind the end. dataLast <= bufferLast, except in a wrapped buffer; see init(). Without a packet
-///                 dataLast equals dataStart.
-/// \par Ownership  The buffer owns its storage. Storage that init() was given stays the caller's.
-/// \par Threads    One thread at a time per object.
-/// \par Errors     Nothing throws, and no packet makes this object read outside its buffers. A take beyond the data
-///                 gives zero and (`Itc_Ndr_End_Of_Data`, Warning). `>>` never clears the status. Two tests are
-///                 therefore enough: one after the framed read, one after the last take. A buffer without a packet is
-///                 at the end of its data.
+/// \par Invariant
+/// Without storage all pointers are null. With storage, between any two calls:
+/// dataStart <= dataLast, dataStart <= bufferLast + 1, and dataStart <= readPos <= dataLast + 8. A take
+/// that finds too little leaves the gap before its value skipped: readPos may then stand up to 7 bytes
+/// behind the end. dataLast <= bufferLast, except in a wrapped buffer; see init(). Without a packet
+/// dataLast equals dataStart.
+/// \par Ownership
+/// The buffer owns its storage. Storage that init() was given stays the caller's.
+/// \par Threads
+/// One thread at a time per object.
+/// \par Errors
+/// Nothing throws, and no packet makes this object read outside its buffers. A take beyond the data
+/// gives zero and (`Itc_Ndr_End_Of_Data`, Warning). `>>` never clears the status. Two tests are
+/// therefore enough: one after the framed read, one after the last take. A buffer without a packet is
+/// at the end of its data.
 class KIV_EXPORT itcNDRReceive : public itcNDR {
 public:
     itcNDRReceive(); ///< No storage. The framed read makes storage.
@@ -273,18 +277,54 @@ template <class Value> itcNDRReceive& itcNDRReceive::takeAligned(Value& value)
 ///
 /// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
 /// \{
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v) { return b.takeByte(v); } ///< Not 0 is true.
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v) { return b.takeByte(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v) { return b.takeByte(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v) { return b.takeByte(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v)
+{
+    return b.takeByte(v);
+} ///< Not 0 is true.
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v)
+{
+    return b.takeByte(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v)
+{
+    return b.takeByte(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v)
+{
+    return b.takeByte(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v)
+{
+    return b.takeAligned(v);
+}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v)
+{
+    return b.takeAligned(v);
+}
 /// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the status was not
 /// clear before, also from an earlier take: test the status before texts. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`,
 /// Error).

@@ -23,18 +23,22 @@ class itcConnection;
 /// The room in front of the data is why a packet leaves in one Write() without a copy. Gaps before aligned values are
 /// zero.
 ///
-/// \par Invariant  Without storage all pointers are null. With storage, between any two calls:
-///                 frameStart + 14 <= writePos <= lastUsable + 1, and raw_data() is a multiple of 8. In a caller's
-///                 buffer raw_data() is 4 modulo 8 instead; see init().
-/// \par Ownership  The buffer owns its storage. Storage that init() was given stays the caller's.
-/// \par Threads    One thread at a time per object.
-/// \par Errors     Nothing throws. A put that makes the buffer grow clears the status. Every other put leaves the
-///                 status alone. A growth fails only when there is no memory.
-///                 A later growth may succeed and clear the status of an earlier failure. A host that must survive
-///                 running out of memory tests the status after every put, or makes room for the whole packet in the
-///                 constructor. A buffer in Error refuses values of 2, 4 and 8 bytes. Single bytes, texts and binary
-///                 data are still put: they look at the severity only after a growth of their own. Hosts and peers
-///                 know packets that were built in this way.
+/// \par Invariant
+/// Without storage all pointers are null. With storage, between any two calls:
+/// frameStart + 14 <= writePos <= lastUsable + 1, and raw_data() is a multiple of 8. In a caller's
+/// buffer raw_data() is 4 modulo 8 instead; see init().
+/// \par Ownership
+/// The buffer owns its storage. Storage that init() was given stays the caller's.
+/// \par Threads
+/// One thread at a time per object.
+/// \par Errors
+/// Nothing throws. A put that makes the buffer grow clears the status. Every other put leaves the
+/// status alone. A growth fails only when there is no memory.
+/// A later growth may succeed and clear the status of an earlier failure. A host that must survive
+/// running out of memory tests the status after every put, or makes room for the whole packet in the
+/// constructor. A buffer in Error refuses values of 2, 4 and 8 bytes. Single bytes, texts and binary
+/// data are still put: they look at the severity only after a growth of their own. Hosts and peers
+/// know packets that were built in this way.
 class KIV_EXPORT itcNDRSend : public itcNDR {
 public:
     itcNDRSend(); ///< No storage. The first put makes storage.
@@ -224,18 +228,54 @@ inline itcNDRSend& itcNDRSend::noRoom()
 ///
 /// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
 /// \{
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v) { return b.putByte(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v) { return b.putByte(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v) { return b.putByte(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v) { return b.putByte(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v) { return b.putAligned(v); }
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v)
+{
+    return b.putByte(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v)
+{
+    return b.putByte(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v)
+{
+    return b.putByte(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v)
+{
+    return b.putByte(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v)
+{
+    return b.putAligned(v);
+}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v)
+{
+    return b.putAligned(v);
+}
 /// Puts a zero-terminated text: its length with the zero as an `unsigned int`, then the bytes with the zero. A null
 /// text is not put: (`Itc_Ndr_No_Buffer_Provided`, Error).
 KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const char* text);

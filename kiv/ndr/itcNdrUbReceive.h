@@ -11,38 +11,56 @@
 /// An itcNDRReceive whose frame is read in as many calls as a non-blocking connection needs.
 ///
 /// \code
-///  Idle --> ReadingMagic --4--> ReadingLength --4--> Transferring --all--> Complete
-///               |  peer closed before a byte |            | peer closed
-///               +-------> Disconnected <-----+            +--> Failed <-- read error, wrong magic, no memory
-///  Back to Idle: reset() from Idle and Complete; reset_transmission_state() from Failed too. Disconnected is final.
+///  Idle --> ReadingMagic --4 bytes--> ReadingLength --4 bytes--> Transferring --all bytes--> Complete
+///               |                          |                         |
+///               |   peer closed before a   |                         | peer closed, read error,
+///               |   byte of this call      |                         | storage replaced
+///               +------> Disconnected <----+                         |
+///               |                          |                         v
+///               +--- read error, ----------+--- no memory, --------> Failed
+///                    wrong magic                read error
+///
+///  Back to Idle:  reset()                      from Idle and Complete
+///                 reset_transmission_state()   from Idle, Complete and Failed
+///  Disconnected is final: take a fresh buffer for a fresh connection.
 /// \endcode
 /// Values may be taken in Complete only.
 ///
-/// \par Threads  One thread at a time per object, typically from the dispatcher's inputReady().
-/// \par Errors   A would-block of the connection is no error.
+/// \par Threads
+/// One thread at a time per object, typically the dispatching thread in inputReady().
+/// \par Errors
+/// Nothing throws. A would-block of the connection is no error: the call returns what is still expected.
+/// \par Pitfall
+/// A reference to the base class turns the resumable read into the plain one: `connection >> buffer` chooses the
+/// operator by the declared type of `buffer`.
 class KIV_EXPORT itcNdrUbReceive : public itcNDRReceive {
 public:
     explicit itcNdrUbReceive(unsigned int tag); ///< No storage yet. The tag is kept for the host and never read.
-    itcNdrUbReceive(unsigned int tag, unsigned int size); ///< With storage for `size` bytes.
-    /// A copy of NDR data that came by other means: Complete at once, so its values can be taken.
+    itcNdrUbReceive(unsigned int tag, unsigned int size); ///< Makes storage for `size` bytes.
+    /// Holds a copy of NDR data that came by other means. The state is Complete at once, and values can be taken.
     itcNdrUbReceive(unsigned int tag, const char* data, unsigned int len);
     ~itcNdrUbReceive() override;
 
-    /// Wraps the caller's buffer as itcNDRReceive::init() does, and is Complete at once; the status is that of init().
+    /// Wraps the caller's buffer as itcNDRReceive::init() does. The state is Complete at once, also when the buffer was
+    /// refused: test the status, which is that of itcNDRReceive::init().
     void init(char* buf, unsigned int size);
 
-    /// Ready for the next frame, from Idle and Complete: itcNDRReceive::reset() and back to Idle. A
-    /// caller's buffer is not rewound.
-    /// In any other state, Failed included, nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error). Unlike
-    /// a sender, a failed receiver comes back by reset_transmission_state() only.
+    /// Makes the receiver ready for the next frame: itcNDRReceive::reset(), then the state Idle. Allowed in Idle and
+    /// Complete. A caller's buffer is not rewound.
+    ///
+    /// In any other state, Failed included, the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and
+    /// nothing is changed. A sender may be reset in Failed: its content is its own. What a failed receiver holds is
+    /// half a packet of the peer, and the stream is out of step: close the connection.
     void reset() override;
-    /// Ready for the next frame, from Idle, Complete and Failed, the buffer being left alone.
-    /// In any other state nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
+    /// Makes the receiver ready for the next frame and leaves the buffer alone. Allowed in Idle, Complete and Failed.
+    ///
+    /// In any other state the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and nothing is changed.
     void reset_transmission_state();
 
     /// \name Guarded takes
-    /// Each does in Complete what the same take of itcNDRReceive does. In any other state nothing is taken:
-    /// (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning). All clear the status first, but for skip().
+    /// In Complete each does what the operation of itcNDRReceive with the same name does. In any other state nothing is
+    /// taken, and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning). All clear the status first,
+    /// except skip().
     /// \{
     itcNdrUbReceive& extract(char* dst, unsigned int& len);
     itcNdrUbReceive& extract(char*& dst, int cap, int& len);
@@ -51,17 +69,17 @@ public:
     /// \}
 
 protected:
-    char magicBuf[4]; ///< The magic as received.
-    char* magicPos;   ///< Where its next byte goes.
-    unsigned int magicRemaining;
-    unsigned int lengthBuf; ///< The length as received, then in host order.
-    char* lengthPos;        ///< Where its next byte goes.
-    unsigned int lengthRemaining;
-    char* dataPos; ///< Where the next byte of the data goes.
-    unsigned int dataRemaining;
-    int rxState;                ///< A UbTransmissionState.
-    unsigned int bytesReceived; ///< Bytes received by the latest call.
-    unsigned int tag;           ///< The first argument of the constructor.
+    char magicBuf[4];             ///< The magic as received.
+    char* magicPos;               ///< Where the next byte of the magic goes.
+    unsigned int magicRemaining;  ///< Bytes of the magic that are still to be read.
+    unsigned int lengthBuf;       ///< The length as received, then in host order.
+    char* lengthPos;              ///< Where the next byte of the length goes.
+    unsigned int lengthRemaining; ///< Bytes of the length that are still to be read.
+    char* dataPos;                ///< Where the next byte of the data goes.
+    unsigned int dataRemaining;   ///< Bytes of the data that are still to be read.
+    int rxState;                  ///< A UbTransmissionState.
+    unsigned int bytesReceived;   ///< Bytes received by the latest call.
+    unsigned int tag;             ///< The first argument of the constructor.
 
 private:
     friend struct GuardedTakes;
@@ -91,8 +109,8 @@ private:
 };
 
 /// \name Guarded takes
-/// Each clears the status and, in Complete, does what the same take of itcNDRReceive does. In any other state nothing
-/// is taken: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
+/// Each clears the status. In Complete each then does what the take of itcNDRReceive does. In any other state nothing
+/// is taken, and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 /// \{
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, bool& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char& v);
@@ -112,19 +130,36 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType& v);
 /// \}
 
-/// Reads as much of the frame as the connection has. Call it again when the dispatcher reports the connection readable,
-/// until the state is Complete: it gives 0 then.
+/// Reads as much of the frame as the connection has. Call it again when the dispatcher reports the connection readable.
 ///
-/// Each call first asks the connection to InitRead(), also in the states in which nothing is read any more.
-/// \return the number of bytes known to be still expected; 0 in Complete, Failed and Disconnected. A would-block is
-///         no failure; but the first call leaves Idle all the same, and neither reset is allowed until the frame ends.
-///         Otherwise, each Error: `Itc_Ndr_Ub_Packet_Read_Failed` with the connection's error number;
-///         `Itc_Ndr_Magic_Error`; `Itc_Ndr_Ub_Extend_Buffer_Failed`; `Itc_Ndr_Ub_Unknown_Receive_State`, all in Failed;
-///         `Itc_Ndr_Ub_Disconnection`, in Disconnected before the data and in Failed inside it. In Failed the status
-///         stays through further calls, unless InitRead() fails anew.
+/// Test the status first, then the state of the transfer by the result:
+/// \code
+/// const unsigned int expected = connection >> packet;
+/// if (packet.severity == Error)
+///     return -1;          // the connection is over: unlink it, close it
+/// if (expected != 0)
+///     return 0;           // the dispatcher calls again
+/// // Complete: take the values, then packet.reset()
+/// \endcode
+/// Each call first calls InitRead() of the connection, also in states in which nothing is read any more.
+///
+/// \return the number of bytes that are known to be still expected; 0 in Complete, Failed and Disconnected. The first
+///         call leaves Idle, also when nothing has arrived, and no reset is allowed until the frame ends. Results, in
+///         the status:
+///         clear: the frame is complete, or more is expected.
+///         (`Itc_Ndr_Ub_Packet_Read_Failed`, Error), Failed: the connection failed; its error number is copied.
+///         (`Itc_Ndr_Magic_Error`, Error), Failed: the bytes are no frame.
+///         (`Itc_Ndr_Ub_Extend_Buffer_Failed`, Error), Failed: there is no memory for the announced length.
+///         (`Itc_Ndr_Ub_Disconnection`, Error), Disconnected: the peer has closed before the data.
+///         (`Itc_Ndr_Ub_Disconnection`, Error), Failed: the peer has closed inside the data, and a packet is lost.
+///         (`Itc_Ndr_Ub_Unknown_Receive_State`, Error), Failed: the state is none of the enumeration.
+/// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. A loop that
+///          looks only for 0 would take a false packet for ever. In Failed the status stays through further calls,
+///          unless InitRead() fails again.
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);
 
-/// Reads a frame from a stream, waiting for all of it. Failures as above; the end of the stream is a disconnection. The
-/// bytes of the data are not counted in `bytesReceived` here.
+/// Reads a frame from a standard stream, and waits for all of it. The failures are those of the read from a connection;
+/// the end of the stream is a disconnection. `bytesReceived` counts only the bytes in front of the data here: the
+/// remainder of the length, which is 0 by then, is added behind the data, and hosts know the number.
 /// \return the stream.
 KIV_EXPORT std::istream& operator>>(std::istream& is, itcNdrUbReceive& r);

@@ -11,37 +11,54 @@
 ///
 /// \code
 ///  Idle --first call--> Transferring --all sent--> Complete
-///                            `--write error------> Failed
-///  Back to Idle, from Idle, Complete and Failed: reset() for new content, reset_transmission_state() for the same.
+///    |                       |
+///    | no storage            | write error, content moved or shrank
+///    +-------> Failed <------+
+///
+///  Back to Idle, from Idle, Complete and Failed:  reset()                      for new content
+///                                                 reset_transmission_state()   for the same content
 /// \endcode
-/// The content is frozen while a frame is in transit: it is built in Idle only, transactions included. The base class
-/// can still change the content. Values put through the base class go behind the frame and are not sent with it.
+/// The content is built in Idle only, transactions included. While a frame is in transit puts are refused. The base
+/// class can still change the content. Values put through the base class go behind the frame and are not sent with it.
 /// Storage that moved or was given back, and content that shrank, end the transfer: the next call fails as a failed
 /// write does.
 ///
-/// \par Threads  One thread at a time per object, typically from the dispatcher's outputReady().
-/// \par Errors   Every operation of this class clears the status first. A would-block of the connection is no error.
+/// \par Threads
+/// One thread at a time per object, typically the dispatching thread in outputReady().
+/// \par Errors
+/// Nothing throws. Every operation of this class clears the status first: a chain of puts shows only how the last one
+/// ended. Put a record (itcXNDR), or put through a reference to the base class, and test once. A would-block of the
+/// connection is no error: the call returns what is still unsent.
+/// \par Pitfall
+/// A reference to the base class turns the resumable write into the plain one: `connection << buffer` chooses the
+/// operator by the declared type of `buffer`.
 class KIV_EXPORT itcNdrUbSend : public itcNDRSend {
 public:
     explicit itcNdrUbSend(unsigned int tag);           ///< No storage yet. The tag is kept for the host and never read.
-    itcNdrUbSend(unsigned int tag, unsigned int size); ///< With storage for about `size` bytes.
+    itcNdrUbSend(unsigned int tag, unsigned int size); ///< Makes storage for about `size` bytes.
     ~itcNdrUbSend() override;
 
-    /// Forgets the content, ready for the next packet: itcNDRSend::reset() and back to Idle. In a
-    /// caller's buffer the content stays: call init() again.
-    /// While a frame is in transit nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
+    /// Forgets the content, ready for the next packet: itcNDRSend::reset(), then the state Idle. In a caller's buffer
+    /// the content stays: call init() again.
+    ///
+    /// While a frame is in transit the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and nothing is
+    /// changed.
     void reset() override;
-    /// Back to Idle with the content as it is, to send it again or to extend it.
-    /// While a frame is in transit nothing is changed: (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error).
+    /// Goes back to Idle with the content as it is: the packet can be sent again, or extended.
+    ///
+    /// While a frame is in transit the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and nothing is
+    /// changed.
     void reset_transmission_state();
 
-    /// itcNDRSend::put_opaque() in Idle; else (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning), nothing put.
+    /// itcNDRSend::put_opaque() in Idle. In any other state nothing is put, and the status becomes
+    /// (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
     itcNdrUbSend& put_opaque(const void* data, int len, bool align8, bool withLength);
-    /// itcNDRSend::insert() in Idle; else (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning), nothing put.
+    /// itcNDRSend::insert() in Idle. In any other state nothing is put, and the status becomes
+    /// (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
     itcNdrUbSend& insert(const char* data, int len, bool withLength);
 
 protected:
-    char* sendPos;              ///< The next byte of the frame to be sent; null while none is in transit.
+    char* sendPos;              ///< The next byte of the frame to be sent. Null while no frame is in transit.
     unsigned int sendRemaining; ///< Bytes of the frame that are not yet sent.
     int txState;                ///< A UbTransmissionState.
     unsigned int bytesSent;     ///< Bytes sent by the latest call.
@@ -62,8 +79,8 @@ private:
 };
 
 /// \name Guarded puts
-/// Each clears the status and, in Idle, does what the same put of itcNDRSend does. In any other state nothing is put:
-/// (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
+/// Each clears the status. In Idle each then does what the put of itcNDRSend does. In any other state nothing is put,
+/// and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 /// \{
 KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, bool v);
 KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, char v);
@@ -83,15 +100,19 @@ KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, const itcXNDR& v);
 /// \}
 
 /// Writes as much of the frame as the connection takes. Call it again when the dispatcher reports the connection
-/// writable, until it gives 0.
+/// writable, until the result is 0.
 ///
-/// \return the number of bytes of the frame that are still unsent; 0 also in Complete and Failed, where nothing is
-///         sent. A would-block is no failure; but the first call leaves Idle all the same, and neither reset is allowed
-///         until the frame ends. Otherwise, in Failed: (`Itc_Ndr_Ub_Packet_Write_Failed`, Error) with
-///         the connection's error number, also for a buffer without storage or one that has changed under way; or
-///         (`Itc_Ndr_Ub_Unknown_Send_State`, Error).
+/// \return the number of bytes of the frame that are still unsent; 0 when all is sent, and in Complete and Failed,
+///         where nothing is sent. The first call leaves Idle, also when nothing was sent, and no reset is allowed until
+///         the frame ends. Results, in the status:
+///         clear: the frame is sent, or the rest follows.
+///         (`Itc_Ndr_Ub_Packet_Write_Failed`, Error), Failed: the connection failed; its error number is copied. So
+///         ends also a buffer without storage (the result is then 8, the head of a frame), and content that moved or
+///         shrank.
+///         (`Itc_Ndr_Ub_Unknown_Send_State`, Error), Failed: the state is none of a sender's.
 KIV_EXPORT unsigned int operator<<(itcConnection& c, itcNdrUbSend& s);
 
-/// Writes the frame to a stream, in one step. Failures as above, with the system's error number.
+/// Writes the frame to a standard stream, in one step. The failures are those of the write to a connection, with the
+/// system's error number.
 /// \return the stream.
 KIV_EXPORT std::ostream& operator<<(std::ostream& os, itcNdrUbSend& s);
