@@ -6,6 +6,7 @@
 
 #include <kiv/dispatcher/Timeval.h>
 #include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/foundation/detail/Invariant.h>
 
 #include <memory>
 #include <new>
@@ -38,6 +39,16 @@ bool TimerQueue::insert(timeval when, timeval interval, itcIOHandler* handler)
     }
     timer->next = *place;
     *place = timer;
+    KIV_INVARIANT(isSorted());
+    return true;
+}
+
+bool TimerQueue::isSorted() const
+{
+    for (const Timer* timer = head; timer != nullptr && timer->next != nullptr; timer = timer->next) {
+        if (timer->next->expiry < timer->expiry)
+            return false;
+    }
     return true;
 }
 

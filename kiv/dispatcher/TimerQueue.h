@@ -74,4 +74,7 @@ protected:
     };
 
     Timer* head = nullptr; ///< The first timer; null if the queue is empty. Along `next`, `expiry` never decreases.
+
+private:
+    KIV_HIDDEN bool isSorted() const;
 };

@@ -9,8 +9,10 @@
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/detail/Performance.h>
 #include <kiv/dispatcher/detail/Select.h>
+#include <kiv/foundation/detail/Invariant.h>
 #include <kiv/foundation/detail/SetStatus.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 
@@ -170,6 +172,7 @@ void itcDispatcher::attach(int fd, itcConnection* conn, char* clientData, itcDis
     connections[fd] = conn;
     if (fd >= nfds)
         nfds = fd + 1;
+    KIV_INVARIANT(isSound());
 }
 
 void itcDispatcher::detach(int fd, itcDispatcherMask mask)
@@ -195,6 +198,17 @@ void itcDispatcher::detach(int fd, itcDispatcherMask mask)
         while (nfds >= 1 && !hasHandler(nfds - 1))
             --nfds;
     }
+    KIV_INVARIANT(isSound());
+}
+
+// nfds lies in the tables, and no descriptor from nfds on has a handler.
+bool itcDispatcher::isSound() const
+{
+    for (int fd = std::max(nfds, 0); fd < capacity; ++fd) {
+        if (hasHandler(fd))
+            return false;
+    }
+    return nfds <= capacity;
 }
 
 void itcDispatcher::detach_all(itcDispatcherMask mask)

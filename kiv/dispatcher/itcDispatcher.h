@@ -482,6 +482,7 @@ private:
     KIV_HIDDEN Interest interestIn(itcDispatcherMask kind) const;
     KIV_HIDDEN bool isSlot(int fd) const { return fd >= 0 && fd < capacity; }
     KIV_HIDDEN bool hasHandler(int fd) const;
+    KIV_HIDDEN bool isSound() const;
     KIV_HIDDEN bool isWanted(int fd) const;
     KIV_HIDDEN int bufferedBytes(int fd) const;
     KIV_HIDDEN bool connectHasFailed(int fd) const;

@@ -76,6 +76,34 @@ public:
     auto pointers() const { return std::make_tuple(dataStart, readPos, dataLast, bufferLast, storage); }
 };
 
+/// What holds between any two calls on a send buffer.
+inline void expectSound(const OpenSend& b)
+{
+    if (b.frameStart == nullptr) {
+        EXPECT_EQ(b.fields(), std::make_tuple(b.transactionOffset, nullptr, nullptr, nullptr, nullptr));
+        return;
+    }
+    EXPECT_LE(b.frameStart + 14, b.writePos);
+    EXPECT_LE(b.writePos, b.lastUsable + 1);
+    const auto data = reinterpret_cast<std::uintptr_t>(b.frameStart + 12);
+    EXPECT_EQ(data % 8, b.storage != nullptr ? 0u : 4u);
+}
+
+/// What holds between any two calls on a receive buffer.
+inline void expectSound(const OpenReceive& b)
+{
+    if (b.dataStart == nullptr) {
+        EXPECT_EQ(b.pointers(), std::make_tuple(nullptr, nullptr, nullptr, nullptr, nullptr));
+        return;
+    }
+    EXPECT_LE(b.dataStart, b.dataLast);
+    EXPECT_LE(b.dataStart, b.bufferLast + 1);
+    EXPECT_LE(b.dataLast, b.storage != nullptr ? b.bufferLast : b.bufferLast + 7);
+    EXPECT_LE(b.dataStart, b.readPos);
+    EXPECT_LE(b.readPos, b.dataLast + 8);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(b.dataStart) % 8, 0u);
+}
+
 inline const auto noReceivePointers =
     std::make_tuple<char*, char*, char*, char*, char*>(nullptr, nullptr, nullptr, nullptr, nullptr);
 inline const auto noCodes = std::make_tuple(2, 2, 4); ///< What a receive buffer knows of its peer without a packet.
