@@ -13,8 +13,10 @@ namespace {
 
 void setText(char (&text)[itcMsgHdr::textSize], const char* value)
 {
-    std::strncpy(text, value != nullptr ? value : "", sizeof text - 1);
-    text[sizeof text - 1] = '\0';
+    const size_t length = value != nullptr ? ::strnlen(value, sizeof text - 1) : 0;
+    if (length != 0)
+        std::memcpy(text, value, length);
+    std::memset(text + length, 0, sizeof text - length);
 }
 
 } // namespace
