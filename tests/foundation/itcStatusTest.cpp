@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <dlfcn.h>
-
 #include <climits>
 #include <cstddef>
 #include <cstring>
@@ -15,24 +13,6 @@
 #include <type_traits>
 
 using testing::StartsWith;
-
-// The library asks this one for the texts of errors.
-namespace {
-
-OsCall<const char*(int, char*, size_t)>& errorTexts()
-{
-    static auto& script = *new OsCall<const char*(int, char*, size_t)>("");
-    return script;
-}
-
-} // namespace
-
-const char* OS_getStrError(int errorNumber, char* buffer, size_t size)
-{
-    static const auto real =
-        reinterpret_cast<const char* (*)(int, char*, size_t)>(::dlsym(RTLD_NEXT, "OS_getStrError"));
-    return errorTexts().call(real, errorNumber, buffer, size);
-}
 
 namespace {
 
@@ -258,30 +238,26 @@ TEST(StatusErrorText, OfNoErrorIsTheSystemsTextFor0)
 
 TEST(StatusErrorText, AsksForTextsOf1024Bytes)
 {
-    errorTexts().clear();
     status(0, 0, EAGAIN).STATUS_errorno_text();
 
-    EXPECT_THAT(errorTexts().askedArgument<0>(), testing::ElementsAre(EAGAIN));
-    EXPECT_THAT(errorTexts().askedArgument<2>(), testing::ElementsAre(1024u));
+    EXPECT_THAT(OsFaults::getStrError().askedArgument<0>(), testing::ElementsAre(EAGAIN));
+    EXPECT_THAT(OsFaults::getStrError().askedArgument<2>(), testing::ElementsAre(1024u));
 }
 
 TEST(StatusErrorText, IsEmptyWhereTheLayerHasNoText)
 {
-    errorTexts().failNext(1, 0);
+    OsFaults::getStrError().failNext(1, 0);
     EXPECT_EQ(status(0, 0, EAGAIN).STATUS_errorno_text(), "");
-    errorTexts().clear();
 }
 
 TEST(StatusErrorText, IsEmptyWhereTheLayerHasNone)
 {
-    errorTexts().instead = [](auto...) { return nullptr; };
+    OsFaults::getStrError().instead = [](auto...) { return nullptr; };
     EXPECT_EQ(status(0, 0, EAGAIN).STATUS_errorno_text(), "");
-    errorTexts().clear();
 }
 
 TEST(StatusErrorText, LeavesTheCommaWhereTheLayerHasNoText)
 {
-    errorTexts().failNext(1, 0);
+    OsFaults::getStrError().failNext(1, 0);
     EXPECT_EQ(status(Itc_Ok, Error, EAGAIN).STATUS_text(), "Error: Itc_Ok, ");
-    errorTexts().clear();
 }

@@ -1,29 +1,41 @@
 /// \file
-/// Faults and scripts for the OS_ layer. The test program defines the OS_ functions listed below itself, so the library
+/// Faults and scripts for the OS_ layer. The test program defines the functions of OsFaultsList.h itself, so the library
 /// calls these instead of its own; each passes on to the library's unless a test says otherwise.
 ///
 ///     OsFaults::send().failNext(2, EAGAIN);        // the next two calls fail, later ones pass
 ///     OsFaults::bind().failCall(3, EADDRINUSE);    // the third call from now fails
+///     OsFaults::failAnyCall(4, ENOBUFS);           // the fourth call of any function from now fails
 ///     OsFaults::recv().instead = [](int, void*, size_t) -> ssize_t { return 0; };
 ///
 /// Every test starts with all of them cleared: the listener in LeakListener.h does that.
 #pragma once
 
+#include "OsFaultsList.h"
+
 #include <kiv/foundation/OS.h>
 
-#include <atomic>
 #include <cerrno>
 #include <functional>
 #include <mutex>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <vector>
+
+namespace OsFaults {
+/// Counts a call for failAnyCall(). \return true, with `errno` set, when this call is the one that is to fail.
+bool isCallToFail(const char* name);
+} // namespace OsFaults
 
 template <class Function> class OsCall;
 
 template <class Result, class... Args> class OsCall<Result(Args...)> {
 public:
-    explicit OsCall(Result failure) : failure(failure) {}
+    using Failure = std::conditional_t<std::is_void_v<Result>, std::nullptr_t, Result>;
+
+    /// \param failure what a scripted failure returns; null for a function without a result, which never fails.
+    /// \param name    of the function, if OsFaults::failAnyCall() is to count its calls.
+    explicit OsCall(Failure failure, const char* name = nullptr) : failure(failure), name(name) {}
 
     /// The next `count` calls fail with this error number, without reaching the system.
     void failNext(int count, int error)
@@ -44,6 +56,9 @@ public:
 
     /// Replaces the call altogether. Set it only while no other thread calls.
     std::function<Result(Args...)> instead;
+
+    /// Is told the arguments of every call that is not made to fail, before the call. clear() leaves it in place.
+    std::function<void(Args...)> watch;
 
     /// How often the function was called since the last clear().
     int calls() const
@@ -77,23 +92,34 @@ public:
     /// For the definitions in OsFaults.cpp.
     Result call(Result (*real)(Args...), Args... args)
     {
-        {
-            std::lock_guard lock(mutex);
-            history.emplace_back(args...);
-            if (passing > 0) {
-                --passing;
-            } else if (failing > 0) {
-                --failing;
-                errno = failError;
-                return failure;
-            }
-        }
+        if (fails(args...))
+            return static_cast<Result>(failure);
+        if (watch)
+            watch(args...);
         return instead ? instead(args...) : real(args...);
     }
 
 private:
+    bool fails(const Args&... args)
+    {
+        std::lock_guard lock(mutex);
+        history.emplace_back(args...);
+        if (!std::is_void_v<Result> && name != nullptr && OsFaults::isCallToFail(name))
+            return true;
+        if (passing > 0) {
+            --passing;
+            return false;
+        }
+        if (failing == 0)
+            return false;
+        --failing;
+        errno = failError;
+        return true;
+    }
+
     mutable std::mutex mutex;
-    const Result failure;
+    const Failure failure;
+    const char* const name;
     int passing = 0;
     int failing = 0;
     int failError = 0;
@@ -102,35 +128,14 @@ private:
 
 namespace OsFaults {
 
-OsCall<int(int, int, int)>& socket();
-OsCall<int(int, const sockaddr*, socklen_t)>& bind();
-OsCall<int(int, const sockaddr*, socklen_t)>& connect();
-OsCall<int(int, int)>& listen();
-OsCall<int(int, sockaddr*, socklen_t*)>& accept();
-OsCall<int(int, sockaddr*, socklen_t*)>& getsockname();
-OsCall<int(int, sockaddr*, socklen_t*)>& getpeername();
-OsCall<int(int, int, int, void*, socklen_t*)>& getsockopt();
-OsCall<int(int, int, int, const void*, socklen_t)>& setsockopt();
-OsCall<ssize_t(int, const void*, size_t, int)>& send();
-OsCall<ssize_t(int, void*, size_t)>& recv();
-OsCall<ssize_t(int, void*, size_t, int, sockaddr*, socklen_t*)>& recvfrom();
-OsCall<int(int, OS_shutdown_mode)>& shutdown();
-OsCall<int(int)>& closesocket();
-OsCall<int(int, fd_set*, fd_set*, fd_set*, timeval*)>& select();
-OsCall<int(int, unsigned long, void*)>& ioctl();
-/// Fails with result 0.
-OsCall<int()>& getLastError();
-/// Fails with result 0, as the function reports failure.
-OsCall<int(int)>& setNonBlocking();
-/// Fails with result 0, as the function reports failure.
-OsCall<int(int)>& setBlocking();
-OsCall<void*(size_t)>& malloc();
-OsCall<int(const char*, const char*, const addrinfo*, addrinfo**)>& getaddrinfo();
-OsCall<int(const sockaddr*, socklen_t, char*, socklen_t, char*, socklen_t, int)>& getnameinfo();
-OsCall<int(timeval*, void*)>& gettimeofday();
-OsCall<int(timeval*)>& getuptime();
-OsCall<OS_signalHandler(int, OS_signalHandler)>& signal();
-OsCall<int(int, const itimerval*, itimerval*)>& setitimer();
+#define KIV_DECLARE_SCRIPT(result, name, failure, parameters, arguments) OsCall<result parameters>& name();
+KIV_OS_FAULTS(KIV_DECLARE_SCRIPT)
+#undef KIV_DECLARE_SCRIPT
+
+/// Only the `nth` call from now fails, whichever of the functions it is; 1 is the next, 0 is none.
+void failAnyCall(int nth, int error);
+/// The name of the function that failAnyCall() has made to fail; empty as long as there is none.
+std::string failedCall();
 
 /// Forgets every script and all history.
 void clearAll();
