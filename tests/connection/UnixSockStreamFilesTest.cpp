@@ -53,6 +53,7 @@ TEST_F(UnixSockStreamFiles, StayWhereThePathIsTakenFromTheObject)
         stream.boundPath = nullptr;
     }
     EXPECT_TRUE(isSocketFile(path));
+    ::unlink(path.c_str());
 }
 
 TEST_F(UnixSockStreamFiles, AreRemovedBeforeTheDescriptorIsClosed)

@@ -1,13 +1,18 @@
 #include "LeakListener.h"
 
 #include "OsFaults.h"
+#include "Receivers.h"
+#include "SocketFiles.h"
 
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/itcDispatcher.h>
 #include <kiv/foundation/KivDebug.h>
 
+#include <gmock/gmock.h>
+
 #include <filesystem>
 #include <iterator>
+#include <tuple>
 
 namespace {
 
@@ -16,7 +21,25 @@ struct Singleton : itcDispatcher {
     static itcDispatcher* get() { return _instance; }
 };
 
+// Every pointer that a host may set.
+auto installedHooks()
+{
+    return std::make_tuple(KivDebug::pKivDebugPrint, KivDebug::pKivDebugCheck, KivDebug::pRegisterDbgFlag,
+                           KivDebug::pKivErrorPrint, itcDispatcher::intReservedTextFP, itcDispatcher::startTimerFP,
+                           itcDispatcher::incDispatchSleepTimeFP);
+}
+
 } // namespace
+
+struct LeakListener::Belongings {
+    int descriptors = openDescriptors();
+    int connections = itcConnection::getConnectionCount();
+    int receivers = registeredReceivers();
+    decltype(installedHooks()) hooks = installedHooks();
+};
+
+LeakListener::LeakListener() = default;
+LeakListener::~LeakListener() = default;
 
 int openDescriptors()
 {
@@ -27,9 +50,8 @@ int openDescriptors()
 void LeakListener::OnTestStart(const testing::TestInfo&)
 {
     OsFaults::clearAll();
-    descriptors = openDescriptors();
-    connections = itcConnection::getConnectionCount();
-    hooksInstalled = KivDebug::pKivDebugPrint != nullptr || KivDebug::pKivErrorPrint != nullptr;
+    watchSocketFiles();
+    before = std::make_unique<Belongings>();
 }
 
 void LeakListener::OnTestEnd(const testing::TestInfo&)
@@ -38,8 +60,11 @@ void LeakListener::OnTestEnd(const testing::TestInfo&)
     delete Singleton::get();
     itcDispatcher::instance(nullptr);
 
-    EXPECT_EQ(openDescriptors(), descriptors) << "the test leaves descriptors open, or has closed somebody else's";
-    EXPECT_EQ(itcConnection::getConnectionCount(), connections) << "the test leaves the connection count changed";
-    EXPECT_EQ(KivDebug::pKivDebugPrint != nullptr || KivDebug::pKivErrorPrint != nullptr, hooksInstalled)
-        << "the test leaves a hook installed";
+    const Belongings after;
+    EXPECT_EQ(after.descriptors, before->descriptors)
+        << "the test leaves descriptors open, or has closed somebody else's";
+    EXPECT_EQ(after.connections, before->connections) << "the test leaves the connection count changed";
+    EXPECT_EQ(after.receivers, before->receivers) << "the test leaves a receiver registered";
+    EXPECT_TRUE(after.hooks == before->hooks) << "the test leaves a hook installed";
+    EXPECT_THAT(socketFilesLeft(), testing::IsEmpty()) << "the test leaves a socket file";
 }

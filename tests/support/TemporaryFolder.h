@@ -2,13 +2,19 @@
 /// A place for socket files.
 #pragma once
 
+#include "SocketFiles.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
-/// A folder of the test's own. It is removed in the end, with whatever is left in it.
+/// A folder of the test's own. It is removed in the end, with whatever is left in it. A socket file that the library has
+/// made must not be among that.
 class TemporaryFolder {
 public:
     TemporaryFolder()
@@ -20,6 +26,7 @@ public:
     }
     ~TemporaryFolder()
     {
+        EXPECT_THAT(socketFilesLeft(folder), testing::IsEmpty()) << "the test leaves a socket file";
         std::error_code ignored;
         std::filesystem::remove_all(folder, ignored);
     }

@@ -1,0 +1,6 @@
+/// \file
+/// How many completion receivers the dispatcher knows.
+#pragma once
+
+/// Looks without creating a dispatcher.
+int registeredReceivers();
