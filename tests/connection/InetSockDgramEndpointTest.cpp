@@ -4,7 +4,9 @@
 
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -214,6 +216,24 @@ TEST_P(InetSockDgramEndpoint, SurvivesAnySingleFailure)
     itcInetAddress address = local();
     expectToSurviveAnySingleFailure<OpenedDatagram>(
         [&](OpenedDatagram& datagram) { return datagram.CreateEndpoint(address); });
+}
+
+TEST_P(InetSockDgramEndpoint, OfTheConstructorTellsWhicheverCallFailsAndServesOn)
+{
+    std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed)};
+    if (GetParam().family == AF_INET6)
+        consequences.push_back(survives("setsockopt")); // then it takes no IPv4 peers
+    consequences.push_back(fails("bind", Itc_Tp_Bind_Call_Failed));
+
+    walkSingleFailures(consequences, [](SingleFailure& failure) {
+        itcInetAddress address = local();
+        std::optional<OpenedDatagram> datagram;
+        failure.during([&] { datagram.emplace(address); });
+        failure.expectIn(*datagram);
+        EXPECT_EQ(datagram->connState,
+                  failure.isSurvived() ? itcConnection::ItcStateBound : itcConnection::ItcStateClosed);
+        EXPECT_EQ(datagram->CreateEndpoint(address), 1);
+    });
 }
 
 TEST(InetSockDgramWildcard, TakesIPv4AndIPv6PeersAlike)

@@ -2,6 +2,9 @@
 #include "ConnectionLimit.h"
 #include "LoopbackTest.h"
 
+#include <optional>
+#include <vector>
+
 namespace {
 
 using testing::ElementsAre;
@@ -157,6 +160,25 @@ TEST(InetSockStreamConstruction, MakesNoSystemCall)
     const OpenedStream plain;
     const OpenedStream optional(itcConnection::ItcNonBlocking);
     EXPECT_TRUE(journal.calls().empty());
+}
+
+TEST_P(InetSockStreamBound, TellsWhicheverCallFailsAndServesOn)
+{
+    std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed),
+                                             fails("setsockopt", Itc_Tp_Socket_Call_Failed)};
+    if (GetParam().family == AF_INET6)
+        consequences.push_back(survives("setsockopt")); // then it takes no IPv4 peers
+    consequences.push_back(fails("bind", Itc_Tp_Bind_Call_Failed));
+
+    walkSingleFailures(consequences, [](SingleFailure& failure) {
+        itcInetAddress address = local();
+        std::optional<OpenedStream> stream;
+        failure.during([&] { stream.emplace(address); });
+        failure.expectIn(*stream);
+        EXPECT_EQ(stream->connState,
+                  failure.isSurvived() ? itcConnection::ItcStateBound : itcConnection::ItcStateClosed);
+        EXPECT_EQ(stream->CreateEndpoint(address), 1);
+    });
 }
 
 } // namespace

@@ -6,8 +6,8 @@
 #include "CallJournal.h"
 #include "HookRecorder.h"
 #include "OpenedStream.h"
-#include "SingleFailures.h"
 #include "StatusMatchers.h"
+#include "SurvivedFailures.h"
 
 #include <kiv/address/itcInetAddress.h>
 

@@ -1,5 +1,9 @@
 // The constructor from an address: a socket with its file, which does not listen.
+#include "SingleFailures.h"
 #include "UnixStreamTest.h"
+
+#include <optional>
+#include <vector>
 
 namespace {
 
@@ -210,6 +214,22 @@ TEST(UnixSockStreamConstruction, StartsWithoutASocket)
     EXPECT_EQ(plain.boundPath, nullptr);
     EXPECT_THAT(plain, HasClearStatus());
     EXPECT_THAT(journal.calls(), IsEmpty());
+}
+
+TEST_F(UnixSockStreamBound, TellsWhicheverCallFailsAndServesOn)
+{
+    const std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed),
+                                                   fails("bind", Itc_Tp_Bind_Call_Failed)};
+    walkSingleFailures(consequences, [this](SingleFailure& failure) {
+        std::optional<OpenedUnixStream> stream;
+        failure.during([&] { stream.emplace(address); });
+        failure.expectIn(*stream);
+        EXPECT_EQ(isSocketFile(path), failure.isSurvived());
+        char* const earlier = stream->boundPath;
+        EXPECT_TRUE(stream->CreateEndpoint(address));
+        if (stream->boundPath != earlier)
+            delete[] earlier;
+    });
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "Script.h"
-#include "SingleFailures.h"
+#include "SurvivedFailures.h"
 #include "UnixStreamTest.h"
 
 #include <utility>

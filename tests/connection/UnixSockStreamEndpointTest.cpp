@@ -1,4 +1,4 @@
-#include "SingleFailures.h"
+#include "SurvivedFailures.h"
 #include "UnixStreamTest.h"
 
 namespace {

@@ -1,0 +1,95 @@
+/// \file
+/// Lets each call of an operation fail in turn.
+///
+///     walkSingleFailures({fails("socket", Itc_Tp_Socket_Call_Failed), fails("bind", Itc_Tp_Bind_Call_Failed)},
+///                        [&](SingleFailure& failure) {
+///                            OpenedStream stream;
+///                            failure.during([&] { stream.CreateEndpoint(address); });
+///                            failure.expectIn(stream);
+///                        });
+///
+/// The table names the calls of a run without a failure, in their order. The walk ends with the run in which nothing
+/// fails. So a call that the table does not name is noticed, and so is one that it names in vain.
+#pragma once
+
+#include "LeakListener.h"
+#include "OsFaults.h"
+#include "StatusMatchers.h"
+
+#include <kiv/connection/itcConnection.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+/// The error number of every failure.
+constexpr int failureError = ENOBUFS;
+
+/// What is to come of the failure of one call.
+struct Consequence {
+    const char* call; ///< The function's name without OS_; empty where no call fails.
+    int code;
+    int severity;
+    int errorNumber;
+};
+
+inline Consequence fails(const char* call, ItcStatusCode code, int errorNumber = failureError)
+{
+    return {call, code, Error, errorNumber};
+}
+
+/// The failure is of no consequence: the status is clear.
+inline Consequence survives(const char* call)
+{
+    return {call, 0, Success, 0};
+}
+
+/// One run of the operation, in which one call fails.
+class SingleFailure {
+public:
+    SingleFailure(int nth, const Consequence& consequence) : nth(nth), consequence(consequence) {}
+
+    /// The failure happens in here.
+    template <class Operation> void during(Operation operation)
+    {
+        OsFaults::failAnyCall(nth, failureError);
+        operation();
+        call = OsFaults::failedCall();
+        OsFaults::failAnyCall(0, 0);
+    }
+
+    bool hasHit(const std::string& name) const { return call == name; }
+    bool isSurvived() const { return consequence.severity == Success; }
+    const std::string& failedCall() const { return call; }
+
+    void expectIn(const itcStatus& status) const
+    {
+        EXPECT_THAT(status, HasStatus(consequence.code, consequence.severity, consequence.errorNumber));
+    }
+
+private:
+    const int nth;
+    const Consequence consequence;
+    std::string call;
+};
+
+/// Runs the operation once for each call of the table and once without a failure. Each run must leave the open
+/// descriptors and the connection count as they were.
+template <class Run> void walkSingleFailures(std::vector<Consequence> consequences, Run run)
+{
+    consequences.push_back(survives(""));
+    for (int nth = 1; nth <= static_cast<int>(consequences.size()); ++nth) {
+        const Consequence& consequence = consequences[static_cast<std::size_t>(nth) - 1];
+        SCOPED_TRACE("call " + std::to_string(nth) + " " + consequence.call);
+        const int counted = itcConnection::getConnectionCount();
+        const int open = openDescriptors();
+        SingleFailure failure(nth, consequence);
+        run(failure);
+        EXPECT_EQ(failure.failedCall(), consequence.call);
+        EXPECT_EQ(itcConnection::getConnectionCount(), counted);
+        EXPECT_EQ(openDescriptors(), open);
+    }
+}
