@@ -1,0 +1,16 @@
+// A plug-in of a host. It links the library, and has one static receiver, which lives while the plug-in is loaded.
+#include <kiv/dispatcher/ICBKivReady.h>
+
+namespace {
+
+class Receiver : public ICBKivReady {
+public:
+    void ready(int result, void* userData) override { *static_cast<int*>(userData) = result; }
+} receiver;
+
+} // namespace
+
+extern "C" ICBKivReady* pluginsReceiver()
+{
+    return &receiver;
+}
