@@ -260,6 +260,30 @@ TEST(UnixAddressLookup, DoesNotMakeATooLongPathGood)
     EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error));
 }
 
+TEST(UnixAddressLookup, FreesWhatIsAnsweredOnce)
+{
+    for (const int code : {0, EAI_FAMILY, EAI_NONAME}) {
+        OsFaults::freeaddrinfo().clear();
+        const LookupRecorder resolver({code});
+        itcUnixAddress address;
+        address.set("/run/some.socket");
+        EXPECT_EQ(OsFaults::freeaddrinfo().calls(), 1) << gai_strerror(code);
+    }
+}
+
+TEST(UnixAddressLookup, FreesTheVeryListThatIsAnswered)
+{
+    addrinfo* answered = nullptr;
+    OsFaults::getaddrinfo().instead = [&](const char*, const char*, const addrinfo*, addrinfo** result) {
+        const int code = ::getaddrinfo("127.0.0.1", nullptr, nullptr, result);
+        answered = *result;
+        return code;
+    };
+    const itcUnixAddress address("/run/some.socket");
+    EXPECT_NE(answered, nullptr);
+    EXPECT_THAT(OsFaults::freeaddrinfo().askedArgument<0>(), testing::ElementsAre(answered));
+}
+
 namespace {
 
 /// A resolver that knows local addresses: it answers with one that the test gives.
@@ -391,6 +415,17 @@ TEST(UnixAddressTemplate, RefusesLongerPaths)
         itcUnixAddress address;
         EXPECT_FALSE(address.set_templ("%s", pathOf(length).c_str())) << length;
         expectTooLong(address);
+    }
+}
+
+TEST(UnixAddressTemplate, AsksForTheFirst1023CharactersOfALongText)
+{
+    for (const size_t length : {1022, 1023, 1024, 10000}) {
+        const LookupRecorder resolver;
+        itcUnixAddress address;
+        address.set_templ("%s", pathOf(length).c_str());
+        ASSERT_THAT(resolver.lookups, SizeIs(1));
+        EXPECT_EQ(resolver.lookups[0].host, pathOf(std::min<size_t>(length, 1023)));
     }
 }
 

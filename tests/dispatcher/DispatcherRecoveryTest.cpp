@@ -104,6 +104,67 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(std::pair(EBADF, "itcDispatcher::handleError() [9] Bad file descriptor"),
                     std::pair(ENOTSOCK, "itcDispatcher::handleError() [88] Socket operation on non-socket")));
 
+TEST_F(FailedWait, AsksForTheTextOfTheErrorInto1023Bytes)
+{
+    for (const int error : {EINVAL, EBADF}) {
+        OsFaults::getStrError().clear();
+        select.fails(error);
+        cycle();
+        EXPECT_THAT(OsFaults::getStrError().askedArgument<0>(), ElementsAre(error));
+        EXPECT_THAT(OsFaults::getStrError().askedArgument<2>(), ElementsAre(1023u));
+    }
+}
+
+TEST_F(FailedWait, AsksForTheTextAlsoWhileTracesAreOffAndBeforeTheHookIsAsked)
+{
+    select.fails(EINVAL);
+    std::vector<int> textsAskedBefore;
+    hooks.check = [&](short flag) {
+        if (flag == HookRecorder::kivFlag)
+            textsAskedBefore.push_back(OsFaults::getStrError().calls());
+        return false;
+    };
+    cycle();
+    EXPECT_THAT(textsAskedBefore, ElementsAre(1));
+    EXPECT_THAT(hooks.texts(), IsEmpty());
+}
+
+TEST_F(FailedWait, ByAnInterruptionAsksForNoText)
+{
+    select.fails(EINTR);
+    cycle();
+    EXPECT_EQ(OsFaults::getStrError().calls(), 0);
+}
+
+TEST_F(FailedWait, LeavesItsErrorNumberToTheDispatcherAndThatOfTheProbeToTheConnection)
+{
+    OpenedConnection conn;
+    dispatcher.attach(3, &conn, nullptr, ReadMask, &handler);
+    select.fails(EBADF);
+    select.fails(ENOMEM);
+    cycle();
+    EXPECT_THAT(dispatcher, HasStatus(Itc_Dp_Select_Call_Failed_EBADF, Error, EBADF));
+    EXPECT_THAT(conn, HasStatus(Itc_Dp_Select_Call_Failed_EBADF, Error, ENOMEM));
+}
+
+// The wait has no limit of the caller's. The timer sets one. That limit stays although the timer is gone.
+TEST_F(FailedWait, KeepsTheLimitOfATimerThatIsStoppedMeanwhile)
+{
+    FakeClock clock;
+    attach(3, ReadMask, &handler);
+    attach(4, ReadMask, &handler);
+    dispatcher.startTimer(2, 0, &handler);
+    handler.onInput = [&] { return dispatcher.stopTimer(&handler), 0; };
+    select.left = tv(1, 7);
+    select.fails(EBADF);
+    select.fails(EBADF); // the probe of descriptor 3
+    dispatcher.dispatch(static_cast<timeval*>(nullptr));
+    ASSERT_EQ(select.asked.size(), 4u);
+    EXPECT_THAT(handler.calls, ElementsAre("in"));
+    EXPECT_TRUE(select.asked[3].limited);
+    EXPECT_EQ(fields(select.asked[3].timeout), Fields(1, 7)) << "what the first wait has left";
+}
+
 TEST_F(FailedWait, ProbesEachLinkedDescriptorAloneForReading)
 {
     attach(3, WriteMask, &handler);

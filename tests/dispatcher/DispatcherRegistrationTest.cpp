@@ -21,6 +21,12 @@ TEST_F(Registration, ANewDispatcherHasNothingRegistered)
     expectNothingRegistered();
 }
 
+TEST_F(Registration, ANewDispatcherHasRoomForEveryDescriptorThatAsksToBeCalledAgain)
+{
+    for (const Kind& kind : kinds)
+        EXPECT_EQ((dispatcher.*kind.ready)->capacity(), 1024u) << kind.name;
+}
+
 TEST_F(Registration, TheFieldsStandInTheirOrder)
 {
     const std::vector<const void*> fields = {

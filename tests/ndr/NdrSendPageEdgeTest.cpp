@@ -174,6 +174,27 @@ INSTANTIATE_TEST_SUITE_P(Items, NdrSendPageEdge, testing::ValuesIn(items));
 
 // The source lies in the buffer: growing moves it.
 
+// A deriving class that does not grow when it is first asked is asked for the bytes and 16 more.
+TEST(NdrSendSecondGrowth, LeavesRoomForSixteenBytesBesidesTheBlock)
+{
+    struct Reluctant : OpenSend {
+        void extend_buffer(unsigned int pages) override
+        {
+            pagesAsked.push_back(pages);
+            if (pagesAsked.size() > 1)
+                itcNDRSend::extend_buffer(pages);
+        }
+    };
+    const std::string block(4080, 'x');
+    Reluctant onePage, twoPages;
+    onePage.insert(block.data(), 4079, false);
+    twoPages.insert(block.data(), 4080, false);
+    EXPECT_THAT(onePage.pagesAsked, testing::ElementsAre(1u, 1u));
+    EXPECT_THAT(twoPages.pagesAsked, testing::ElementsAre(1u, 2u));
+    EXPECT_EQ(onePage.values(), block.substr(1));
+    EXPECT_EQ(twoPages.values(), block);
+}
+
 TEST(NdrSendOwnBytes, ATextIsCopiedWhileTheBufferGrows)
 {
     OpenSend b(128);
