@@ -1,7 +1,11 @@
 // Notifications that come from other threads.
 #include "ReadyParts.h"
 
+#include <kiv/dispatcher/itcAsyncFuncReady.h>
+
 #include <gmock/gmock.h>
+
+#include <QQueue>
 
 #include <algorithm>
 #include <atomic>
@@ -107,6 +111,41 @@ TEST_F(DispatcherReadyThreads, HoldsUpTheDeathOfAReceiverWhileOneIsCalled)
     drain();
     other.get();
     EXPECT_EQ(mortal, nullptr);
+}
+
+TEST_F(DispatcherReadyThreads, HoldsUpADrainWhileAnotherThreadHasTheLockAndSomethingIsQueued)
+{
+    Receiver receiver;
+    notify(1, &receiver);
+    SharedState::asyncLock.lock();
+    auto other = start([&] { drain(); });
+    EXPECT_TRUE(isHeldUp(other));
+    EXPECT_THAT(receiver.results, IsEmpty());
+    SharedState::asyncLock.unlock();
+    other.get();
+    EXPECT_THAT(receiver.results, ElementsAre(1));
+}
+
+TEST_F(DispatcherReadyThreads, DoesNotHoldUpADrainOfNothingWhileAnotherThreadHasTheLock)
+{
+    drain(); // nothing is announced any more
+    SharedState::asyncLock.lock();
+    start([&] { drain(); }).get();
+    SharedState::asyncLock.unlock();
+}
+
+// A deriving dispatcher may put a record into the queue itself. A drain finds that record only with the lock free.
+TEST_F(DispatcherReadyThreads, DeliversARecordThatNobodyAnnouncedOnceTheLockIsFree)
+{
+    Receiver receiver;
+    drain();
+    SharedState::asyncLock.lock();
+    SharedState::pending.enqueue(new itcAsyncFuncReady{1, &receiver, nullptr, nullptr});
+    start([&] { drain(); }).get();
+    EXPECT_THAT(receiver.results, IsEmpty());
+    SharedState::asyncLock.unlock();
+    drain();
+    EXPECT_THAT(receiver.results, ElementsAre(1));
 }
 
 TEST_F(DispatcherReadyThreads, DropsWhatIsQueuedForAReceiverThatDiedOnAnotherThread)

@@ -355,6 +355,54 @@ TEST_F(DispatcherReport, DoesNotCountEventsWithoutAHandler)
     EXPECT_THAT(report(), Not(HasSubstr("Bytes per read")));
 }
 
+// The markers around a handler call are counted nowhere. The markers at both ends of a cycle are counted as time outside.
+TEST_F(DispatcherReport, CountsTheTimeOfTheCyclesMarkersAsTimeOutside)
+{
+    static FakeStopwatches* slowed;
+    slowed = &stopwatches;
+    itcDispatcher::startTimerFP = [](int marker) {
+        constexpr int milliseconds[] = {1000, 2000, 100000, 200000, 400000, 800000, 1600000, 3200000};
+        slowed->advance(milliseconds[marker]);
+    };
+    hooks.check = [](short) { return false; };
+    select.ready({3}, {5}, {6});
+    cycle();
+    itcDispatcher::startTimerFP = nullptr;
+    cycle();
+    hooks.check = [](short) { return true; };
+    cycle();
+    ASSERT_EQ(hooks.texts().size(), 1u);
+    EXPECT_EQ(hooks.texts()[0], "\n select calls      #3 time #0 sec. time per call 0 msec. \n"
+                                " Bytes per read    #0 time #3 sec. \n\n"
+                                " InputReady calls  #1 time #0 sec. \n"
+                                " OutputReady calls #1 time #0 sec. \n"
+                                " ======================================================================= \n");
+}
+
+// The cycles share their stopwatches. A cycle inside a handler starts the handler's stopwatch again with its own wait:
+// of the handler's time only what follows that wait is counted. The time since the last cycle is counted once more.
+TEST_F(DispatcherReport, CountsACycleInsideAHandlerAsACycleAndRestartsTheHandlersStopwatch)
+{
+    hooks.check = [](short) { return false; };
+    handler.onInput = [&] {
+        stopwatches.advance(10000);
+        select.meanwhile = [&] { stopwatches.advance(500); };
+        cycle();
+        select.meanwhile = nullptr;
+        stopwatches.advance(2000);
+        return 0;
+    };
+    stopwatches.advance(1000);
+    select.ready({3});
+    cycle();
+    hooks.check = [](short) { return true; };
+    EXPECT_EQ(report(), "\n select calls      #3 time #0.5 sec. time per call 166.667 msec. \n"
+                        " Bytes per read    #0 time #12 sec. \n\n"
+                        " InputReady calls  #1 time #2.5 sec. \n"
+                        " OutputReady calls #0 time #0 sec. \n"
+                        " ======================================================================= \n");
+}
+
 TEST_F(DispatcherReport, MeasuresTimeOutsideFromTheEndOfOneCycleToTheStartOfTheNext)
 {
     hooks.check = [](short) { return false; };

@@ -130,6 +130,40 @@ TEST_P(ResolverTraceSteps, NumberTheFirstCallsOfAProcess0And1)
     });
 }
 
+TEST_P(ResolverTraceSteps, AreNumberedApartFromTheOtherCalls)
+{
+    const int number = numberAfter(wrapper.call);
+    for (const Wrapper& other : wrappers) {
+        if (other.call != wrapper.call)
+            other.call();
+    }
+    hooks.clear();
+    wrapper.call();
+    EXPECT_EQ(hooks.texts().front(), numbered(wrapper.before, number));
+}
+
+TEST_P(ResolverTraceSteps, LeaveTheErrorNumberOfTheirSecondText)
+{
+    hooks.check = [this](short) {
+        errno = 1000 + hooks.checks();
+        return true;
+    };
+    hooks.clear();
+    wrapper.call();
+    EXPECT_EQ(errno, 1000 + hooks.checks());
+}
+
+TEST_P(ResolverTraceSteps, LeaveTheErrorNumberOfTheirLastQuestionWhileTheHookSaysNo)
+{
+    hooks.check = [this](short) {
+        errno = 1000 + hooks.checks();
+        return false;
+    };
+    hooks.clear();
+    wrapper.call();
+    EXPECT_EQ(errno, 1003) << "asked for the number, before and after";
+}
+
 TEST_P(ResolverTraceSteps, PrintAndNumberNothingWhileTheHookSaysNo)
 {
     const int number = numberAfter(wrapper.call);

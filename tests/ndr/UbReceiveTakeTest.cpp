@@ -54,10 +54,25 @@ TEST(UbReceiveInit, IsCompleteEvenWhenTheBufferWasRefused)
     OpenUbReceive packet(9);
     packet.init(nullptr, 8);
     EXPECT_EQ(packet.rxState, Complete);
+    EXPECT_EQ(packet.lengthBuf, 8U);
+    EXPECT_EQ(packet.bytesReceived, 8U);
+    EXPECT_EQ(packet.dataPos, nullptr);
     int value = 7;
     packet >> value;
     EXPECT_EQ(value, 0);
     EXPECT_THAT(packet, HasStatus(Itc_Ndr_End_Of_Data, Warning));
+}
+
+TEST(UbReceiveInit, SaysWhyABufferWasRefused)
+{
+    alignas(8) char buffer[8] = {};
+    OpenUbReceive packet(9);
+    packet.init(nullptr, 8);
+    EXPECT_THAT(packet, HasStatus(Itc_Ndr_No_Buffer_Provided, Error));
+    packet.init(buffer, 2);
+    EXPECT_THAT(packet, HasStatus(Itc_Ndr_Buffer_Size_Too_Small, Error));
+    packet.init(buffer, sizeof buffer);
+    EXPECT_THAT(packet, HasClearStatus());
 }
 
 template <class Value> class UbReceiveTake : public testing::Test {};

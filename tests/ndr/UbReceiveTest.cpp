@@ -231,6 +231,50 @@ TEST_F(UbReceive, AFailedInitReadEndsTheCall)
     EXPECT_THAT(packet, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error, 5));
 }
 
+// InitRead() comes before the state is looked at.
+class UbReceiveInitRead : public UbReceive, public testing::WithParamInterface<int> {
+protected:
+    UbReceiveInitRead()
+    {
+        packet.rxState = GetParam();
+        packet.magicRemaining = 1;
+        packet.lengthRemaining = 2;
+        packet.dataRemaining = 9;
+        connection.gives(frame(ndr));
+        connection.initReadResult = -1;
+        leaveMark(packet);
+    }
+
+    void expectNothingRead()
+    {
+        EXPECT_EQ(receiveFrom(connection), 9U) << "of the data alone";
+        EXPECT_TRUE(connection.readsAsked.empty());
+    }
+};
+INSTANTIATE_TEST_SUITE_P(InEveryState, UbReceiveInitRead,
+                         testing::Values(Idle, ReadingMagic, ReadingLength, Transferring, Complete, Failed,
+                                         Disconnected, 7));
+
+TEST_P(UbReceiveInitRead, ThatFailsIsAFailedRead)
+{
+    setStatus(connection, Itc_Tp_Read_Call_Failed, Error, 5);
+    expectNothingRead();
+    EXPECT_EQ(packet.rxState, Failed);
+    EXPECT_THAT(packet, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error, 5));
+}
+
+TEST_P(UbReceiveInitRead, ThatWouldBlockLeavesTheState)
+{
+    setStatus(connection, Itc_Tp_Would_Block, Error, 11);
+    expectNothingRead();
+    EXPECT_EQ(packet.rxState, GetParam());
+    if (GetParam() == Failed) {
+        EXPECT_THAT(packet, StillHasMark());
+    } else {
+        EXPECT_THAT(packet, HasClearStatus());
+    }
+}
+
 TEST_F(UbReceive, GrowsByThePagesThatTheFrameNeeds)
 {
     struct Growing : OpenUbReceive {
