@@ -1,4 +1,4 @@
-#include "ConnectionLimit.h"
+// What CreateEndpoint() adds on TCP streams. StreamEndpointTest.cpp has what all streams do.
 #include "LoopbackTest.h"
 
 namespace {
@@ -11,76 +11,11 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(Loopback, InetSockStreamEndpoint, testing::ValuesIn(loopbacks), loopbackName);
 
-TEST_P(InetSockStreamEndpoint, ListensAndIsCounted)
+TEST_P(InetSockStreamEndpoint, MayReuseItsAddress)
 {
-    const int counted = itcConnection::getConnectionCount();
     OpenedStream stream;
-    leaveMark(stream);
-    EXPECT_EQ(stream.CreateEndpoint(address), 1);
-    EXPECT_EQ(stream.connState, itcConnection::ItcStateListening);
-    EXPECT_EQ(stream.connType, itcConnection::ItcTypeEndpoint);
-    EXPECT_THAT(stream, HasClearStatus());
-    EXPECT_EQ(itcConnection::getConnectionCount(), counted + 1);
-    EXPECT_EQ(socketOption(stream.td, SOL_SOCKET, SO_ACCEPTCONN), 1);
+    stream.CreateEndpoint(address);
     EXPECT_EQ(socketOption(stream.td, SOL_SOCKET, SO_REUSEADDR), 1);
-}
-
-TEST_P(InetSockStreamEndpoint, TakesItsStepsInOrder)
-{
-    const CallJournal journal;
-    OpenedStream stream;
-    stream.CreateEndpoint(address);
-    EXPECT_EQ(journal.calls(), steps({socketCall(), reuseAddress(), v6OnlyOff(), bindCall(), "listen(5)"}));
-}
-
-TEST_P(InetSockStreamEndpoint, OnlyListensAgainWhenItListensAlready)
-{
-    OpenedStream stream;
-    ASSERT_EQ(stream.CreateEndpoint(address), 1);
-    const int port = portOf(::addressOf(stream.td));
-    const CallJournal journal;
-    itcInetAddress other = local(1);
-    EXPECT_EQ(stream.CreateEndpoint(other), 1);
-    EXPECT_THAT(journal.calls(), ElementsAre("listen(5)"));
-    EXPECT_EQ(portOf(::addressOf(stream.td)), port);
-}
-
-TEST_P(InetSockStreamEndpoint, OnlyListensWhereTheConstructorHasBound)
-{
-    OpenedStream stream(address);
-    const int port = portOf(::addressOf(stream.td));
-    const CallJournal journal;
-    itcInetAddress other = local(1);
-    EXPECT_EQ(stream.CreateEndpoint(other), 1);
-    EXPECT_THAT(journal.calls(), ElementsAre("listen(5)"));
-    EXPECT_EQ(portOf(::addressOf(stream.td)), port);
-    EXPECT_EQ(stream.connState, itcConnection::ItcStateListening);
-    EXPECT_EQ(stream.connType, itcConnection::ItcTypeEndpoint);
-}
-
-TEST_P(InetSockStreamEndpoint, RefusesOnlyAConnectedStream)
-{
-    OpenedStream stream;
-    stream.connState = itcConnection::ItcStateConnected;
-    errno = EXDEV;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Socket_Still_Connected, Warning, EXDEV));
-    EXPECT_EQ(OsFaults::socket().calls(), 0);
-
-    for (const int state : {0, 2, 5, 6}) {
-        OpenedStream other;
-        other.connState = state;
-        EXPECT_EQ(other.CreateEndpoint(address), 1) << "state " << state;
-    }
-}
-
-TEST_P(InetSockStreamEndpoint, DoesNotTraceThatItIsConnected)
-{
-    const HookRecorder hooks;
-    OpenedStream stream;
-    stream.connState = itcConnection::ItcStateConnected;
-    stream.CreateEndpoint(address);
-    EXPECT_TRUE(hooks.texts().empty());
 }
 
 TEST_P(InetSockStreamEndpoint, BindsADescriptorThatIsNotBoundYetWithoutMakingIt)
@@ -91,39 +26,6 @@ TEST_P(InetSockStreamEndpoint, BindsADescriptorThatIsNotBoundYetWithoutMakingIt)
     const CallJournal journal;
     EXPECT_EQ(stream.CreateEndpoint(address), 1);
     EXPECT_EQ(journal.calls(), steps({v6OnlyOff(), bindCall(), "listen(5)"}));
-}
-
-TEST_P(InetSockStreamEndpoint, StopsAtTheConnectionLimit)
-{
-    const HookRecorder hooks;
-    const ConnectionLimit limit(0);
-    const int counted = itcConnection::getConnectionCount();
-    OpenedStream stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_EQ(stream.td, -1);
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Max_Connections_Reached, Error));
-    EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockStream::CreateEndpoint() max connections reached"));
-    EXPECT_EQ(OsFaults::socket().calls(), 0);
-    EXPECT_EQ(itcConnection::getConnectionCount(), counted);
-}
-
-TEST_P(InetSockStreamEndpoint, MayBeTheLastConnectionBelowTheLimit)
-{
-    const ConnectionLimit limit(1);
-    OpenedStream stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 1);
-    EXPECT_TRUE(itcConnection::hasMaxConnCount());
-    EXPECT_EQ(stream.CreateEndpoint(address), 1) << "no further socket, so no further question";
-}
-
-TEST_P(InetSockStreamEndpoint, StopsWithoutASocket)
-{
-    const HookRecorder hooks;
-    OsFaults::socket().failNext(1, EMFILE);
-    OpenedStream stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Socket_Call_Failed, Error, EMFILE));
-    EXPECT_THAT(hooks.texts(), ElementsAre("itcInetSockStream::CreateEndpoint() OS_socket() call failed. td = -1"));
 }
 
 TEST_P(InetSockStreamEndpoint, KeepsTheSocketThatCannotReuseAddresses)
@@ -151,56 +53,6 @@ TEST_P(InetSockStreamEndpoint, ClosesTheSocketOfAnAddressInUse)
     EXPECT_THAT(stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EADDRINUSE));
     EXPECT_THAT(hooks.texts(),
                 ElementsAre("itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = 98"));
-}
-
-TEST_P(InetSockStreamEndpoint, ClosesTheSocketThatCannotListen)
-{
-    const HookRecorder hooks;
-    const int counted = itcConnection::getConnectionCount();
-    OsFaults::listen().failNext(1, EOPNOTSUPP);
-    StreamWithOwnSteps stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    expectGivenUp(stream, counted);
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Listen_Call_Failed, Error, EOPNOTSUPP));
-    EXPECT_THAT(hooks.texts(),
-                ElementsAre("itcInetSockStream::CreateEndpoint() OS_listen() call failed. errorNumber = 95"));
-}
-
-TEST_P(InetSockStreamEndpoint, ClosesAListenerThatCannotListenAgain)
-{
-    OpenedStream stream;
-    stream.CreateEndpoint(address);
-    OsFaults::listen().failNext(1, EOPNOTSUPP);
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_EQ(stream.td, -1);
-    EXPECT_EQ(stream.connState, itcConnection::ItcStateClosed);
-}
-
-TEST_P(InetSockStreamEndpoint, TakesAnyResultOfListenButZeroForAFailure)
-{
-    OsFaults::listen().instead = [](int, int) { return 1; };
-    OpenedStream stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Listen_Call_Failed, Error));
-}
-
-TEST_P(InetSockStreamEndpoint, ReportsTheFailedBindEvenWhereTheCloseFailsToo)
-{
-    const HookRecorder hooks;
-    OsFaults::bind().failNext(1, EADDRNOTAVAIL);
-    OsFaults::closesocket().failNext(1, EIO);
-    OpenedStream stream;
-    EXPECT_EQ(stream.CreateEndpoint(address), 0);
-    EXPECT_TRUE(isOpen(stream.td)) << "a failed close keeps the descriptor";
-    EXPECT_THAT(stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EADDRNOTAVAIL));
-    EXPECT_THAT(hooks.texts(),
-                ElementsAre("itcConnection::Close() close/closesocket call failed",
-                            "itcInetSockStream::CreateEndpoint() OS_bind() call failed. errorNumber = 99"));
-}
-
-TEST_P(InetSockStreamEndpoint, SurvivesTheFailureOfAnySingleCall)
-{
-    survivesAnySingleFailure([this](OpenedStream& stream) { return stream.CreateEndpoint(address); });
 }
 
 TEST_P(InetSockStreamEndpoint, ListensAtTheSamePortRightAfterItsPredecessor)

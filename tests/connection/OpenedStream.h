@@ -42,8 +42,14 @@ public:
     using Opened::Opened;
 };
 
+/// How often a connection was closed through the virtual table.
+struct CountsCloses {
+    virtual ~CountsCloses() = default;
+    int closes = 0;
+};
+
 /// A connection that notices when it is closed through the virtual table.
-template <class Base> class WithOwnClose : public Base {
+template <class Base> class WithOwnClose : public Base, public CountsCloses {
 public:
     using Base::Base;
 
@@ -52,8 +58,6 @@ public:
         ++closes;
         return Base::Close();
     }
-
-    int closes = 0;
 };
 
 /// A stream that notices which of its steps are called through the virtual table.

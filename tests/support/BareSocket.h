@@ -27,6 +27,11 @@ class BareSocket {
 public:
     explicit BareSocket(int fd = -1) : fd(fd) {}
     BareSocket(BareSocket&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
+    BareSocket& operator=(BareSocket&& other) noexcept
+    {
+        std::swap(fd, other.fd);
+        return *this;
+    }
     ~BareSocket() { close(); }
 
     int get() const { return fd; }

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include <cstdint>
 #include <cstring>
@@ -31,7 +32,14 @@ inline sockaddr_storage socketAddress(const char* text, uint16_t port = 0)
 
 inline socklen_t lengthOf(const sockaddr_storage& address)
 {
-    return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+    switch (address.ss_family) {
+    case AF_UNIX:
+        return sizeof(sockaddr_un);
+    case AF_INET6:
+        return sizeof(sockaddr_in6);
+    default:
+        return sizeof(sockaddr_in);
+    }
 }
 
 inline const sockaddr* asSocketAddress(const sockaddr_storage& address)
