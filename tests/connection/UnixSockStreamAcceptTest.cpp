@@ -5,19 +5,7 @@
 
 namespace {
 
-class UnixSockStreamAccept : public UnixStreamTest {
-protected:
-    UnixSockStreamAccept() { listener.CreateEndpoint(address); }
-
-    std::unique_ptr<itcConnection> accept()
-    {
-        itcConnection* accepted = nullptr;
-        listener.AcceptConnection(&accepted, nullptr, nullptr);
-        return std::unique_ptr<itcConnection>(accepted);
-    }
-
-    OpenedUnixStream listener;
-};
+class UnixSockStreamAccept : public ListeningUnixStreamTest {};
 
 TEST_F(UnixSockStreamAccept, HandsOutALocalStreamWithoutAPathToRemove)
 {

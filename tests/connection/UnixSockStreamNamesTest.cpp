@@ -102,19 +102,7 @@ TEST_P(UnixSockStreamNames, LeaveAnInternetAddressAlone)
     EXPECT_THAT(stream, StillHasMark());
 }
 
-class UnixSockStreamPeername : public UnixStreamTest {
-protected:
-    UnixSockStreamPeername() { listener.CreateEndpoint(address); }
-
-    std::unique_ptr<itcConnection> accept()
-    {
-        itcConnection* accepted = nullptr;
-        listener.AcceptConnection(&accepted, nullptr, nullptr);
-        return std::unique_ptr<itcConnection>(accepted);
-    }
-
-    OpenedUnixStream listener;
-};
+class UnixSockStreamPeername : public ListeningUnixStreamTest {};
 
 TEST_F(UnixSockStreamPeername, OfAClientThatHasBoundNoneIsEmpty)
 {

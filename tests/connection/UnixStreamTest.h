@@ -22,6 +22,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <string>
 
 class UnixStreamTest : public testing::Test {
@@ -89,6 +90,22 @@ protected:
         mustWork(::lstat(path.c_str(), &file), "lstat");
         return file.st_mode & 07777;
     }
+};
+
+/// A listener in place.
+class ListeningUnixStreamTest : public UnixStreamTest {
+protected:
+    ListeningUnixStreamTest() { listener.CreateEndpoint(address); }
+
+    /// What accepting gives; the test owns it.
+    std::unique_ptr<itcConnection> accept()
+    {
+        itcConnection* accepted = nullptr;
+        listener.AcceptConnection(&accepted, nullptr, nullptr);
+        return std::unique_ptr<itcConnection>(accepted);
+    }
+
+    OpenedUnixStream listener;
 };
 
 /// The process's umask, for a while.

@@ -130,7 +130,8 @@ TEST_F(DispatcherReadyThreads, DoesNotHoldUpADrainOfNothingWhileAnotherThreadHas
 {
     drain(); // nothing is announced any more
     SharedState::asyncLock.lock();
-    start([&] { drain(); }).get();
+    auto other = start([&] { drain(); });
+    EXPECT_TRUE(finishes(other));
     SharedState::asyncLock.unlock();
 }
 
@@ -141,7 +142,8 @@ TEST_F(DispatcherReadyThreads, DeliversARecordThatNobodyAnnouncedOnceTheLockIsFr
     drain();
     SharedState::asyncLock.lock();
     SharedState::pending.enqueue(new itcAsyncFuncReady{1, &receiver, nullptr, nullptr});
-    start([&] { drain(); }).get();
+    auto other = start([&] { drain(); });
+    EXPECT_TRUE(finishes(other));
     EXPECT_THAT(receiver.results, IsEmpty());
     SharedState::asyncLock.unlock();
     drain();

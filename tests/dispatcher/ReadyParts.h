@@ -58,6 +58,13 @@ inline bool isHeldUp(std::future<void>& task)
     return task.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
 }
 
+/// True when the task finishes. It is given far more time than it needs, so that a task which never finishes makes a
+/// test fail and not hang.
+inline bool finishes(std::future<void>& task)
+{
+    return task.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+}
+
 class ReadyTest : public testing::Test {
 protected:
     void notify(int result, ICBKivReady* target, QThread* thread = nullptr)

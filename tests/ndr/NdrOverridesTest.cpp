@@ -83,15 +83,17 @@ TEST(NdrOverrides, OfThePlaceAreAskedByTheResumableSendWhichWritesTheHeadInFront
 }
 
 // The first bytes of the data would go to the place that the override names. The receiver notices before it reads them.
-TEST(NdrOverrides, OfThePlaceMakeTheResumableReceiveFail)
+TEST(NdrOverrides, OfThePlaceMakeTheResumableReceiveFailWithAndWithoutStorage)
 {
-    Elsewhere<OpenUbReceive> b(1);
-    ScriptedConnection connection;
-    connection.gives(frame(packet("abcd")));
-    EXPECT_EQ(connection >> b, 6u);
-    EXPECT_EQ(b.rxState, Failed);
-    EXPECT_THAT(b, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error));
-    EXPECT_TRUE(isZero(b.area, b.area + sizeof b.area));
+    for (const unsigned int size : {0, 100}) {
+        Elsewhere<OpenUbReceive> b(1, size);
+        ScriptedConnection connection;
+        connection.gives(frame(packet("abcd")));
+        EXPECT_EQ(connection >> b, 6u);
+        EXPECT_EQ(b.rxState, Failed);
+        EXPECT_THAT(b, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error));
+        EXPECT_TRUE(isZero(b.area, b.area + sizeof b.area));
+    }
 }
 
 TEST(NdrOverrides, OfTheLengthAreNotAskedByTheResumableReceive)

@@ -1,5 +1,7 @@
 #include "UbProbe.h"
 
+#include <utility>
+
 namespace {
 
 // A packet with one text of 20 bytes in it: 2 for the label, 2 for the gap, 4 for the length, 20 for the text.
@@ -383,9 +385,9 @@ TEST_F(UbReceive, StorageThatWasReplacedUnderWayIsAFailedRead)
 {
     connection.gives(frame(ndr).substr(0, 20));
     receiveFrom(connection);
-    void* const elsewhere = std::malloc(1 << 20); // the freed storage could otherwise be handed out again
-    OsFaults::malloc().instead = [=](size_t) { return elsewhere; };
-    packet.itcNDRReceive::extend_buffer(64);
+    char* const earlier = std::exchange(packet.storage, nullptr); // kept: so the next storage lies at another place
+    packet.itcNDRReceive::extend_buffer(1);
+    OS_free(earlier);
     connection.gives(frame(ndr).substr(20));
     receiveFrom(connection);
     EXPECT_EQ(packet.rxState, Failed);
