@@ -39,8 +39,6 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(Offsets, AnswerAlignment, testing::Range<size_t>(0, 16));
 
-} // namespace
-
 TEST_P(AnswerAlignment, DoesNotMatterToInternetAddresses)
 {
     for (const char* const text : {"200.129.255.128", "2001:db8::80fe"}) {
@@ -60,3 +58,5 @@ TEST_P(AnswerAlignment, DoesNotMatterToLocalAddresses)
     EXPECT_THAT(address.status, HasClearStatus());
     EXPECT_STREQ(address.pathname(), "/run/some.socket");
 }
+
+} // namespace

@@ -12,12 +12,12 @@
 #include <cstring>
 #include <string>
 
+namespace {
+
 using testing::Contains;
 using testing::HasSubstr;
 using testing::SizeIs;
 using namespace std::string_literals;
-
-namespace {
 
 /// So many bytes above 0x7F: 0x80 to 0xFF, again and again.
 std::string highBytes(size_t count)
@@ -43,8 +43,6 @@ void PrintTo(const HighAddress& address, std::ostream* out)
 }
 
 class HighOctets : public testing::TestWithParam<HighAddress> {};
-
-} // namespace
 
 INSTANTIATE_TEST_SUITE_P(Names, HighByteHost,
                          testing::Values("\x80", "\xFF", "h\xC3\xB6st.example", "h\xF6st", highBytes(128),
@@ -139,3 +137,5 @@ TEST(HighBytePath, IsTracedAsItIs)
     const itcUnixAddress address(highBytes(107).c_str());
     EXPECT_THAT(hooks.texts(), Contains(HasSubstr("hostname:\"" + highBytes(107) + '"')));
 }
+
+} // namespace

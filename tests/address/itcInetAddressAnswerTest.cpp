@@ -9,11 +9,11 @@
 #include <cstring>
 #include <vector>
 
+namespace {
+
 using testing::EndsWith;
 using testing::SizeIs;
 using testing::StartsWith;
-
-namespace {
 
 // The system's answer about these numeric hosts, all in one list, as getaddrinfo() would give it.
 addrinfo* answerOf(const std::vector<const char*>& hosts)
@@ -52,8 +52,6 @@ protected:
 
     itcInetAddress address{socketAddress("255.255.255.255", 80)};
 };
-
-} // namespace
 
 TEST_F(InetAnswer, IsTheFirstEntry)
 {
@@ -191,3 +189,5 @@ TEST_F(InetAnswer, IsTracedAsAWhole)
     EXPECT_THAT(hooks.texts()[0], EndsWith(R"( with hostname:"::1" servicename:"80")"));
     EXPECT_THAT(hooks.texts()[1], EndsWith(R"( with hostname:"::1" servicename:"80" ip:"::1" port:20480)"));
 }
+
+} // namespace

@@ -11,10 +11,10 @@
 #include <ostream>
 #include <string>
 
+namespace {
+
 using testing::IsEmpty;
 using testing::SizeIs;
-
-namespace {
 
 struct Wildcard {
     const char* name;
@@ -28,8 +28,6 @@ class WildcardLookup : public testing::TestWithParam<Wildcard> {
 protected:
     FamilyPreference preference{GetParam().preference};
 };
-
-} // namespace
 
 TEST_P(WildcardLookup, AsksForAPassiveAddressOfItsFamilyWithoutAHost)
 {
@@ -68,8 +66,6 @@ INSTANTIATE_TEST_SUITE_P(, WildcardLookup,
                                          Wildcard{"BracketedAny6Preferring4", "[::]", AF_INET, AF_INET6}),
                          [](const auto& info) { return info.param.name; });
 
-namespace {
-
 struct Host {
     const char* name;
     const char* given;
@@ -78,8 +74,6 @@ struct Host {
 };
 
 class HostLookup : public testing::TestWithParam<Host> {};
-
-} // namespace
 
 TEST_P(HostLookup, LeavesTheFamilyToTheResolver)
 {
@@ -127,8 +121,6 @@ TEST(InetLookup, Of1024CharactersInBracketsLosesTwo)
     EXPECT_EQ(resolver.lookups[0].host, host);
 }
 
-namespace {
-
 struct TooLong {
     const char* name;
     std::string host;
@@ -140,8 +132,6 @@ class TooLongHostLookup : public testing::TestWithParam<TooLong> {
 protected:
     const std::string host = GetParam().host;
 };
-
-} // namespace
 
 TEST_P(TooLongHostLookup, AsksNoResolver)
 {
@@ -196,3 +186,5 @@ INSTANTIATE_TEST_SUITE_P(, TooLongHostLookup,
                                          TooLong{"ByFar", std::string(100000, 'h')},
                                          TooLong{"ByItsBrackets", '[' + std::string(1023, 'h') + ']'}),
                          [](const auto& info) { return info.param.name; });
+
+} // namespace

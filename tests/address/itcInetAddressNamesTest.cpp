@@ -13,9 +13,9 @@
 #include <string>
 #include <tuple>
 
-using testing::ElementsAre;
-
 namespace {
+
+using testing::ElementsAre;
 
 using NameCall = const char* (itcInetAddress::*)() const;
 
@@ -43,8 +43,6 @@ protected:
 
     const itcInetAddress loopback{socketAddress("127.0.0.1", 80)};
 };
-
-} // namespace
 
 TEST_P(InetAddressText, IsWhatTheResolverSays)
 {
@@ -177,3 +175,5 @@ TEST(InetAddressTexts, OfTheLoopbackAreTheSystemsNameForIt)
 
     EXPECT_STREQ(itcInetAddress(address).hostname(), name);
 }
+
+} // namespace

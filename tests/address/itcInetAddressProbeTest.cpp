@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
+namespace {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 constexpr int v6only = 26; // IPV6_V6ONLY
 
@@ -26,8 +26,6 @@ protected:
 
     FamilyPreference unknown{0};
 };
-
-} // namespace
 
 TEST_F(FamilyProbe, OfAMachineWithoutIPv4SocketsPrefersIPv6)
 {
@@ -212,3 +210,5 @@ TEST_F(FamilyProbe, OfThisMachineFindsWhatItsSocketsCanDo)
 
     EXPECT_EQ(itcInetAddress().address.ss_family, dualStack ? AF_INET6 : AF_INET);
 }
+
+} // namespace

@@ -11,9 +11,9 @@
 #include <ostream>
 #include <tuple>
 
-using testing::SizeIs;
-
 namespace {
+
+using testing::SizeIs;
 
 struct Service {
     int port;
@@ -22,8 +22,6 @@ struct Service {
 };
 
 class PortLookup : public testing::TestWithParam<Service> {};
-
-} // namespace
 
 TEST_P(PortLookup, AsksWithTheDecimalText)
 {
@@ -79,8 +77,6 @@ TEST(InetLookup, FindsAServiceByName)
     expectEndpoint(itcInetAddress("127.0.0.1", "ssh", tcp), "127.0.0.1", 22);
 }
 
-namespace {
-
 struct Protocol {
     int protocol;
     int socketType;
@@ -88,8 +84,6 @@ struct Protocol {
 };
 
 class ProtocolLookup : public testing::TestWithParam<Protocol> {};
-
-} // namespace
 
 TEST_P(ProtocolLookup, DecidesOnTheSocketType)
 {
@@ -260,3 +254,5 @@ TEST(InetAddressConstructor, OfAnUnknownHostIsZeroButForTheStatus)
     EXPECT_EQ(address.isBroadcast, 0);
     EXPECT_EQ(address.port(), 0);
 }
+
+} // namespace

@@ -64,8 +64,6 @@ protected:
     }
 };
 
-} // namespace
-
 TEST(Address, IsAllZeroWhenNew)
 {
     const itcAddress address;
@@ -156,3 +154,5 @@ TEST(InetAddressPort, Is0ForOtherFamilies)
     EXPECT_EQ(itcInetAddress(filledAddress(AF_UNIX)).port(), 0);
     EXPECT_EQ(itcInetAddress(filledAddress(AF_UNSPEC)).port(), 0);
 }
+
+} // namespace

@@ -59,8 +59,6 @@ void expectTooLong(const itcUnixAddress& address)
     expectNothingBehindThePath(address);
 }
 
-} // namespace
-
 TEST(UnixAddressMaxPathLength, IsASymbolOfFourBytes)
 {
     void* const address = ::dlsym(RTLD_DEFAULT, "_ZN14itcUnixAddress20Max_SockUnix_PathlenE");
@@ -284,8 +282,6 @@ TEST(UnixAddressLookup, FreesTheVeryListThatIsAnswered)
     EXPECT_THAT(OsFaults::freeaddrinfo().askedArgument<0>(), testing::ElementsAre(answered));
 }
 
-namespace {
-
 /// A resolver that knows local addresses: it answers with one that the test gives.
 class UnixAnswer : public testing::Test {
 protected:
@@ -304,8 +300,6 @@ protected:
 
     itcUnixAddress address;
 };
-
-} // namespace
 
 TEST_F(UnixAnswer, IsStored)
 {
@@ -442,3 +436,5 @@ TEST(UnixAddressTemplate, TakesAnEmptyTextAsAnEmptyPath)
     EXPECT_TRUE(address.set_templ("%s", ""));
     expectPath(address, "");
 }
+
+} // namespace

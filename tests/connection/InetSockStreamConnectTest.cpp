@@ -192,7 +192,8 @@ TEST_P(InetSockStreamConnect, TakesAProgressingConnectForAFailure)
 
 TEST_P(InetSockStreamConnect, SurvivesTheFailureOfAnySingleCall)
 {
-    survivesAnySingleFailure([this](OpenedStream& stream) { return stream.OpenConnNormal(remote); });
+    expectToSurviveAnySingleFailure<OpenedStream>(
+        [this](OpenedStream& stream) { return stream.OpenConnNormal(remote); });
 }
 
 // Strict-blocking streams, and those with a number of no meaning, connect blocking but count as pending afterwards: the
@@ -334,7 +335,7 @@ TEST_P(InetSockStreamConnectNonBlocking, ConnectsAgainInTheSameModeAfterAFailure
 
 TEST_P(InetSockStreamConnectNonBlocking, SurvivesTheFailureOfAnySingleCall)
 {
-    survivesAnySingleFailure([this](OpenedStream& other) {
+    expectToSurviveAnySingleFailure<OpenedStream>([this](OpenedStream& other) {
         other.connOptions = itcConnection::ItcNonBlocking;
         return other.OpenConnNormal(remote);
     });

@@ -73,10 +73,4 @@ protected:
         EXPECT_EQ(stream.closes, 1);
         EXPECT_EQ(itcConnection::getConnectionCount(), countedAfterwards);
     }
-
-    /// Of a TCP stream.
-    template <class Operation> static void survivesAnySingleFailure(Operation operation)
-    {
-        expectToSurviveAnySingleFailure<OpenedStream>(operation);
-    }
 };

@@ -1,5 +1,6 @@
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
+#include "WallClock.h"
 
 #include <kiv/dispatcher/TimerQueue.h>
 
@@ -160,14 +161,7 @@ class DispatcherClockBase : public testing::Test {
 protected:
     DispatcherClockBase() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 
-    static void wallClockIs(int64_t sec, int64_t usec)
-    {
-        OsFaults::gettimeofday().instead = [=](timeval* t, void*) {
-            *t = tv(sec, usec);
-            return 0;
-        };
-    }
-    static void uptimeIs(int64_t sec, int64_t usec)
+    static void setUptime(int64_t sec, int64_t usec)
     {
         OsFaults::getuptime().instead = [=](timeval* t) {
             *t = tv(sec, usec);
@@ -181,11 +175,11 @@ TEST_F(DispatcherClockBase, IsTheWallClockOfTheFirstCallPlusTheWholeUptime)
 {
     const auto child = [] {
         const OpenDispatcher dispatcher;
-        wallClockIs(1000, 900000);
-        uptimeIs(5, 200000);
+        setWallClock(1000, 900000);
+        setUptime(5, 200000);
         const Fields first = fields(dispatcher.currentTime());
-        wallClockIs(7777, 0);
-        uptimeIs(6, 0);
+        setWallClock(7777, 0);
+        setUptime(6, 0);
         const Fields second = fields(dispatcher.currentTime());
         endWith(first == Fields(1006, 100000) && second == Fields(1006, 900000));
     };
@@ -196,10 +190,10 @@ TEST_F(DispatcherClockBase, IsTakenAgainWhileItIsZero)
 {
     const auto child = [] {
         const OpenDispatcher dispatcher;
-        wallClockIs(0, 0);
-        uptimeIs(5, 0);
+        setWallClock(0, 0);
+        setUptime(5, 0);
         const Fields first = fields(dispatcher.currentTime());
-        wallClockIs(2000, 0);
+        setWallClock(2000, 0);
         const Fields second = fields(dispatcher.currentTime());
         endWith(first == Fields(5, 0) && second == Fields(2005, 0));
     };

@@ -1,5 +1,6 @@
 // Seconds that 32 bits cannot tell: a clock that passes 2^31 (in the year 2038) and 2^32, and limits as long as that.
 #include "DispatcherParts.h"
+#include "WallClock.h"
 
 #include <kiv/dispatcher/TimerQueue.h>
 
@@ -292,14 +293,6 @@ TEST_F(DispatcherTest, AddsUpMoreSleepThan32BitsHold)
 class WallClockBeyond : public testing::TestWithParam<int64_t> {
 protected:
     WallClockBeyond() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-
-    static void wallClockIs(int64_t sec, int64_t usec)
-    {
-        OsFaults::gettimeofday().instead = [=](timeval* t, void*) {
-            *t = tv(sec, usec);
-            return 0;
-        };
-    }
 };
 INSTANTIATE_TEST_SUITE_P(Boundaries, WallClockBeyond, boundaries);
 
@@ -307,9 +300,9 @@ TEST_P(WallClockBeyond, PassesTheBoundaryBetweenTwoReadings)
 {
     const auto child = [] {
         const OpenDispatcher dispatcher;
-        wallClockIs(GetParam() - 1, 900000);
+        setWallClock(GetParam() - 1, 900000);
         const Fields first = fields(dispatcher.currentTime());
-        wallClockIs(GetParam(), 400000);
+        setWallClock(GetParam(), 400000);
         const Fields second = fields(dispatcher.currentTime());
         const bool good = first == Fields(GetParam() - 1, 900000) && second == Fields(GetParam(), 400000);
         std::_Exit(good ? 42 : 1);
@@ -323,11 +316,11 @@ TEST_P(WallClockBeyond, FiresATimerThatWasStartedBeforeIt)
         FakeSelect select;
         OpenDispatcher dispatcher;
         Handler handler;
-        wallClockIs(GetParam() - 1, 900000);
+        setWallClock(GetParam() - 1, 900000);
         dispatcher.startTimer(0, 200000, &handler);
         dispatcher.dispatch(0.0);
         const bool early = !handler.calls.empty();
-        wallClockIs(GetParam(), 100001);
+        setWallClock(GetParam(), 100001);
         dispatcher.dispatch(0.0);
         const bool good = !early && handler.now == asLongs({GetParam(), 100001});
         std::_Exit(good ? 42 : 1);

@@ -4,11 +4,11 @@
 
 #include <cstring>
 
+namespace {
+
 using testing::Each;
 using testing::EndsWith;
 using testing::HasSubstr;
-
-namespace {
 
 /// Memory of the test's own, at an address that leaves the parameter when divided by 16.
 class AddressAlignment : public ResolverTraces, public testing::WithParamInterface<size_t> {
@@ -37,8 +37,6 @@ private:
     }
 };
 INSTANTIATE_TEST_SUITE_P(Offsets, AddressAlignment, testing::Range<size_t>(0, 16));
-
-} // namespace
 
 TEST_P(AddressAlignment, DoesNotMatterToGetnameinfo)
 {
@@ -117,3 +115,5 @@ TEST_P(AddressAlignment, DoesNotMatterToConversions)
     EXPECT_EQ(OS_inet_pton(AF_INET6, "ff02::80:fe", place()), 1);
     EXPECT_EQ(std::memcmp(place(), &inet6, sizeof inet6), 0);
 }
+
+} // namespace

@@ -4,10 +4,10 @@
 
 #include <ostream>
 
+namespace {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 class GetaddrinfoTraces : public ResolverTraces {
 protected:
@@ -29,8 +29,6 @@ protected:
 
     const int number = numberAfter([] { ask("127.0.0.1", "80"); });
 };
-
-} // namespace
 
 TEST_F(GetaddrinfoTraces, NameHostAndService)
 {
@@ -172,8 +170,6 @@ TEST_F(GetaddrinfoTraces, LookAtNoResultAfterAFailure)
               n(R"(after calling getaddrinfo #<n> with hostname:"nowhere" servicename:empty ip:"" port:0)"));
 }
 
-namespace {
-
 // Successes of getaddrinfo() that hold no address: the trace takes them for failures with the code 0.
 struct EmptySuccess {
     const char* name;
@@ -183,8 +179,6 @@ struct EmptySuccess {
 };
 
 class GetaddrinfoTracesOfEmptySuccess : public GetaddrinfoTraces, public testing::WithParamInterface<EmptySuccess> {};
-
-} // namespace
 
 TEST_P(GetaddrinfoTracesOfEmptySuccess, TellTheErrorCode0)
 {
@@ -207,8 +201,6 @@ INSTANTIATE_TEST_SUITE_P(, GetaddrinfoTracesOfEmptySuccess,
                                          EmptySuccess{"NoAddressInIt", true, true}),
                          [](const auto& info) { return info.param.name; });
 
-namespace {
-
 class FreeaddrinfoTraces : public ResolverTraces {
 protected:
     FreeaddrinfoTraces()
@@ -224,8 +216,6 @@ protected:
 
     const int number = numberAfter([] { OS_freeaddrinfo(nullptr); });
 };
-
-} // namespace
 
 TEST_F(FreeaddrinfoTraces, ShowNoAddressForANullList)
 {
@@ -259,3 +249,5 @@ TEST_F(FreeaddrinfoTraces, ShowTheFirstEntryAlsoBehindIt)
 
     expectEndpoint(R"(ip:"2001:db8::7" port:20480)");
 }
+
+} // namespace

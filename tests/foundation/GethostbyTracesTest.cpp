@@ -4,9 +4,9 @@
 #include <cstring>
 #include <memory>
 
-using testing::ElementsAre;
-
 namespace {
+
+using testing::ElementsAre;
 
 class GethostbynameTraces : public ResolverTraces {
 protected:
@@ -27,8 +27,6 @@ protected:
     const int number = numberAfter([] { OS_gethostbyname("127.0.0.1"); });
     const in6_addr inet6 = IN6ADDR_LOOPBACK_INIT;
 };
-
-} // namespace
 
 TEST_F(GethostbynameTraces, ShowTheFirstAddress)
 {
@@ -90,8 +88,6 @@ TEST_F(GethostbynameTraces, ShowAnEmptyTextForANullName)
     EXPECT_EQ(SystemResolver::gethostbyname().askedArgument<0>().back(), nullptr);
 }
 
-namespace {
-
 class GethostbyaddrTraces : public ResolverTraces {
 protected:
     // Asks about an address of exactly `length` bytes; the system answers with `entry`.
@@ -117,8 +113,6 @@ protected:
     const in6_addr inet6 = IN6ADDR_LOOPBACK_INIT;
     SystemResolver::Entry answer{"official", AF_INET, "\12\0\0\1", 4};
 };
-
-} // namespace
 
 TEST_F(GethostbyaddrTraces, ShowTheOfficialName)
 {
@@ -170,3 +164,5 @@ TEST_F(GethostbyaddrTraces, ShowNoIPv6AddressThatIsTooShort)
 
     expectTexts("", "official");
 }
+
+} // namespace

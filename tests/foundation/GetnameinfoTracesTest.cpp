@@ -6,9 +6,9 @@
 #include <memory>
 #include <ostream>
 
-using testing::ElementsAre;
-
 namespace {
+
+using testing::ElementsAre;
 
 class GetnameinfoTraces : public ResolverTraces {
 protected:
@@ -38,8 +38,6 @@ protected:
         OS_getnameinfo(nullptr, 0, nullptr, 0, nullptr, 0, 0);
     });
 };
-
-} // namespace
 
 // The quote behind the first port has no partner.
 TEST_F(GetnameinfoTraces, ShowWhatTheHostBufferHoldsBeforeAndAfter)
@@ -119,8 +117,6 @@ TEST_F(GetnameinfoTraces, ShowNoAddressForNull)
     expectTexts(R"(ip:"" port:0" host:"")", R"(return code:-6 ip:"" port:0 host:"")");
 }
 
-namespace {
-
 struct ShortAddress {
     const char* text;
     socklen_t length;
@@ -131,8 +127,6 @@ struct ShortAddress {
 };
 
 class GetnameinfoTracesOfShortAddresses : public GetnameinfoTraces, public testing::WithParamInterface<ShortAddress> {};
-
-} // namespace
 
 TEST_P(GetnameinfoTracesOfShortAddresses, ShowNoAddressButAskAsGiven)
 {
@@ -149,3 +143,5 @@ INSTANTIATE_TEST_SUITE_P(, GetnameinfoTracesOfShortAddresses,
                          testing::Values(ShortAddress{"127.0.0.1", 0}, ShortAddress{"127.0.0.1", 1},
                                          ShortAddress{"127.0.0.1", 2}, ShortAddress{"127.0.0.1", 7},
                                          ShortAddress{"::1", 2}, ShortAddress{"::1", 16}, ShortAddress{"::1", 23}));
+
+} // namespace

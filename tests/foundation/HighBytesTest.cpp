@@ -8,15 +8,13 @@
 
 #include <string>
 
+namespace {
+
 using testing::Each;
 using testing::HasSubstr;
 
-namespace {
-
 /// All bytes above 0x7F, as no encoding of texts would put them.
 class HighBytesInTraces : public ResolverTraces {};
-
-} // namespace
 
 TEST(HighOctets, AreReadAndWrittenWithoutASign)
 {
@@ -91,3 +89,5 @@ TEST_F(HighBytesInTraces, OfNamesThatAreFoundAreBytes)
     EXPECT_THAT(hooks.texts(), Each(HasSubstr(R"(ip:"200.129.255.128")")));
     EXPECT_THAT(hooks.texts().back(), HasSubstr(R"(host name:")" + name + '"'));
 }
+
+} // namespace

@@ -12,10 +12,10 @@
 #include <tuple>
 #include <vector>
 
+namespace {
+
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-namespace {
 
 using Registration = std::tuple<std::string, std::string, std::string, std::string>;
 std::vector<Registration> registrations;
@@ -59,8 +59,6 @@ std::vector<short> flags()
 {
     return {KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL};
 }
-
-} // namespace
 
 TEST(KivDebugAtStart, HasNoPrintHooks)
 {
@@ -192,3 +190,5 @@ TEST(ErrorReport, CarriesPlainNumbersAndNullForTextsNotUsed)
     EXPECT_EQ(reports[0].text2, "not applicable!");
     EXPECT_EQ(reports[0].text3, std::nullopt);
 }
+
+} // namespace

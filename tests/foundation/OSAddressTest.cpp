@@ -7,6 +7,8 @@
 #include <cstring>
 #include <type_traits>
 
+namespace {
+
 TEST(OSByteOrder, ReversesFourBytes)
 {
     EXPECT_EQ(OS_htonl(0x7f000001), 0x0100007fu);
@@ -138,3 +140,5 @@ TEST(OSNumbers, SprintfReturnsTheCharactersWritten)
 
     EXPECT_STREQ(text, "-7-abc-2.5");
 }
+
+} // namespace

@@ -66,8 +66,6 @@ struct HostText {
 
 class OSHost : public testing::TestWithParam<HostText> {};
 
-} // namespace
-
 // A pipe is no socket: recv() itself would refuse it.
 TEST_F(OSDescriptor, RecvReadsWhateverCanBeRead)
 {
@@ -237,3 +235,5 @@ TEST(OSAvailablefds, IsTheProcesssLimitOfDescriptors)
 {
     EXPECT_EQ(OS_availablefds(), ::sysconf(_SC_OPEN_MAX));
 }
+
+} // namespace

@@ -32,8 +32,6 @@ std::string textOf(int errorNumber)
     return OS_getStrError(errorNumber, buffer, sizeof buffer);
 }
 
-} // namespace
-
 TEST(OSLastError, IsErrno)
 {
     errno = EDOM;
@@ -101,8 +99,6 @@ TEST(OSErrorText, TerminatesTheBuffersLastByte)
     EXPECT_EQ(asked.buffer[1024], '#');
 }
 
-namespace {
-
 struct Room {
     size_t size;
     const char* left; // in the buffer
@@ -110,8 +106,6 @@ struct Room {
 };
 
 class OSErrorTextWithoutRoom : public testing::TestWithParam<Room> {};
-
-} // namespace
 
 TEST_P(OSErrorTextWithoutRoom, IsAnEmptyTextElsewhere)
 {
@@ -152,3 +146,5 @@ TEST(OSStrerror, IsNullWhateverItIsGiven)
     EXPECT_EQ(OS_strerror(EAGAIN, buffer, sizeof buffer), nullptr);
     EXPECT_STREQ(buffer, "untouched");
 }
+
+} // namespace

@@ -51,8 +51,6 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Seconds, OSLongWait,
                          testing::Values(seconds31 - 1, seconds31, seconds31 + 1, seconds32, seconds32 + 1));
 
-} // namespace
-
 TEST_P(OSLongWait, WithNothingReadyLastsUntilItIsInterrupted)
 {
     timeval timeout = {GetParam(), 0};
@@ -81,3 +79,5 @@ TEST_P(OSLongWait, EndsWithWhatIsReadyAndLeavesTheRest)
     ::close(fds[0]);
     ::close(fds[1]);
 }
+
+} // namespace

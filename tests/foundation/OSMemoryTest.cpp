@@ -24,8 +24,6 @@ protected:
     void* pointer = nullptr;
 };
 
-} // namespace
-
 TEST_F(OSMemory, MallocGivesWhatIsAsked)
 {
     pointer = OS_malloc(64);
@@ -115,3 +113,5 @@ TEST(OSFree, DoesNothingForNull)
     OS_free(nullptr);
     SUCCEED();
 }
+
+} // namespace

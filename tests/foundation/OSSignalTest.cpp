@@ -39,6 +39,8 @@ extern "C" int sigaction(int signal, const struct sigaction* action, struct siga
     return real(signal, action, previous);
 }
 
+namespace {
+
 TEST_F(OSSignal, AsksThatSystemCallsBeInterrupted)
 {
     OS_signal(SIGALRM, handler);
@@ -97,3 +99,5 @@ TEST_F(OSSignal, EndsABlockedCall)
     ::close(fds[0]);
     ::close(fds[1]);
 }
+
+} // namespace

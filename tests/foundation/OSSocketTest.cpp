@@ -99,8 +99,6 @@ std::string familyName(const testing::TestParamInfo<const char*>& info)
     return std::strchr(info.param, ':') != nullptr ? "IPv6" : "IPv4";
 }
 
-} // namespace
-
 TEST_P(OSStream, AcceptTellsWhoConnected)
 {
     expectSame(peer, nameOf(client, OS_getsockname));
@@ -172,11 +170,7 @@ TEST_P(OSStream, OptionsAreSetAndRead)
 
 INSTANTIATE_TEST_SUITE_P(, OSStream, testing::Values("127.0.0.1", "::1"), familyName);
 
-namespace {
-
 using OSDatagram = OSSocket;
-
-} // namespace
 
 TEST_P(OSDatagram, SendtoAndRecvfromNameThePeers)
 {
@@ -249,3 +243,5 @@ TEST(OSSocketErrors, AreThoseOfTheSystem)
     expectBadDescriptor(OS_fcntl(-1, 1, 0));
     expectBadDescriptor(OS_ioctl(-1, FIONREAD, &value));
 }
+
+} // namespace

@@ -1,5 +1,6 @@
 #include "FreshProcess.h"
 #include "OsFaults.h"
+#include "WallClock.h"
 
 #include <kiv/foundation/OS.h>
 
@@ -45,6 +46,8 @@ int adjtime(const timeval* delta, timeval* oldDelta) noexcept
 }
 
 } // extern "C"
+
+namespace {
 
 TEST(OSTime, SettimeofdayHandsOnArgumentsAndResult)
 {
@@ -164,17 +167,6 @@ TEST(OSTime, TimesFillsInTheProcessTimes)
     EXPECT_GE(buffer.tms_utime, 0);
 }
 
-namespace {
-
-// The next reading of the wall clock.
-void wallClock(int64_t seconds, int64_t micros)
-{
-    OsFaults::gettimeofday().instead = [=](timeval* tv, void*) {
-        *tv = timeval{seconds, micros};
-        return 0;
-    };
-}
-
 void expectUptime(int64_t seconds, int64_t micros)
 {
     timeval tv = {-1, -1};
@@ -183,12 +175,10 @@ void expectUptime(int64_t seconds, int64_t micros)
     EXPECT_EQ(tv.tv_usec, micros);
 }
 
-} // namespace
-
 TEST(OSUptime, Starts0AtTheFirstCall)
 {
     expectInFreshProcess([] {
-        wallClock(1000, 700000);
+        setWallClock(1000, 700000);
         expectUptime(0, 0);
     });
 }
@@ -196,11 +186,11 @@ TEST(OSUptime, Starts0AtTheFirstCall)
 TEST(OSUptime, IsTheTimeSinceTheFirstCall)
 {
     expectInFreshProcess([] {
-        wallClock(1000, 200000);
+        setWallClock(1000, 200000);
         expectUptime(0, 0);
-        wallClock(1001, 700000);
+        setWallClock(1001, 700000);
         expectUptime(1, 500000);
-        wallClock(5000, 200000);
+        setWallClock(5000, 200000);
         expectUptime(4000, 0);
     });
 }
@@ -208,9 +198,9 @@ TEST(OSUptime, IsTheTimeSinceTheFirstCall)
 TEST(OSUptime, BorrowsFromTheSeconds)
 {
     expectInFreshProcess([] {
-        wallClock(1000, 900000);
+        setWallClock(1000, 900000);
         expectUptime(0, 0);
-        wallClock(1002, 400000);
+        setWallClock(1002, 400000);
         expectUptime(1, 500000);
     });
 }
@@ -218,11 +208,11 @@ TEST(OSUptime, BorrowsFromTheSeconds)
 TEST(OSUptime, FollowsTheWallClockBackWithPositiveMicroseconds)
 {
     expectInFreshProcess([] {
-        wallClock(1000, 500000);
+        setWallClock(1000, 500000);
         expectUptime(0, 0);
-        wallClock(999, 700000);
+        setWallClock(999, 700000);
         expectUptime(-1, 200000);
-        wallClock(1000, 400000);
+        setWallClock(1000, 400000);
         expectUptime(-1, 900000);
     });
 }
@@ -230,29 +220,25 @@ TEST(OSUptime, FollowsTheWallClockBackWithPositiveMicroseconds)
 TEST(OSUptime, Keeps64Bits)
 {
     expectInFreshProcess([] {
-        wallClock(1, 0);
+        setWallClock(1, 0);
         expectUptime(0, 0);
-        wallClock(0x100000003, 0);
+        setWallClock(0x100000003, 0);
         expectUptime(0x100000002, 0);
     });
 }
-
-namespace {
 
 class OSUptimeAcross : public testing::TestWithParam<int64_t> {}; // the second that the wall clock passes
 INSTANTIATE_TEST_SUITE_P(Boundaries, OSUptimeAcross,
                          testing::Values(int64_t{1} << 31, int64_t{1} << 32, int64_t{1} << 40));
 
-} // namespace
-
 TEST_P(OSUptimeAcross, GoesOnWhereTheWallClockPassesIt)
 {
     expectInFreshProcess([] {
-        wallClock(GetParam() - 1, 900000);
+        setWallClock(GetParam() - 1, 900000);
         expectUptime(0, 0);
-        wallClock(GetParam(), 100000);
+        setWallClock(GetParam(), 100000);
         expectUptime(0, 200000);
-        wallClock(GetParam() + 4, 900000);
+        setWallClock(GetParam() + 4, 900000);
         expectUptime(5, 0);
     });
 }
@@ -260,9 +246,9 @@ TEST_P(OSUptimeAcross, GoesOnWhereTheWallClockPassesIt)
 TEST_P(OSUptimeAcross, FollowsTheWallClockBackToTheOtherSide)
 {
     expectInFreshProcess([] {
-        wallClock(GetParam(), 100000);
+        setWallClock(GetParam(), 100000);
         expectUptime(0, 0);
-        wallClock(GetParam() - 2, 200000);
+        setWallClock(GetParam() - 2, 200000);
         expectUptime(-2, 100000);
     });
 }
@@ -270,9 +256,9 @@ TEST_P(OSUptimeAcross, FollowsTheWallClockBackToTheOtherSide)
 TEST_P(OSUptimeAcross, IsAsLongAsThat)
 {
     expectInFreshProcess([] {
-        wallClock(1000, 999999);
+        setWallClock(1000, 999999);
         expectUptime(0, 0);
-        wallClock(1001 + GetParam(), 0);
+        setWallClock(1001 + GetParam(), 0);
         expectUptime(GetParam(), 1);
     });
 }
@@ -280,9 +266,9 @@ TEST_P(OSUptimeAcross, IsAsLongAsThat)
 TEST(OSUptime, EndsAtTheLongestTimes)
 {
     expectInFreshProcess([] {
-        wallClock(INT64_MIN, 0);
+        setWallClock(INT64_MIN, 0);
         expectUptime(0, 0);
-        wallClock(INT64_MAX, 0);
+        setWallClock(INT64_MAX, 0);
         expectUptime(INT64_MAX, 0);
     });
 }
@@ -291,11 +277,11 @@ TEST(OSUptime, DoesNotStartWithAFailedCall)
 {
     expectInFreshProcess([] {
         timeval tv = {};
-        wallClock(1000, 0);
+        setWallClock(1000, 0);
         OsFaults::gettimeofday().failNext(1, EFAULT);
         EXPECT_EQ(OS_getuptime(&tv), -1);
         EXPECT_EQ(OS_getuptime(nullptr), -1);
-        wallClock(2000, 0);
+        setWallClock(2000, 0);
         expectUptime(0, 0);
     });
 }
@@ -303,11 +289,11 @@ TEST(OSUptime, DoesNotStartWithAFailedCall)
 TEST(OSUptime, DoesNotStartWhileTheClockReads0)
 {
     expectInFreshProcess([] {
-        wallClock(0, 0);
+        setWallClock(0, 0);
         expectUptime(0, 0);
-        wallClock(1000, 0);
+        setWallClock(1000, 0);
         expectUptime(0, 0);
-        wallClock(1001, 0);
+        setWallClock(1001, 0);
         expectUptime(1, 0);
     });
 }
@@ -328,3 +314,5 @@ TEST(OSUptime, FailsWithTheClock)
     EXPECT_EQ(OS_getLastError(), EFAULT);
     EXPECT_EQ(OS_getuptime(&tv), 0);
 }
+
+} // namespace

@@ -91,8 +91,6 @@ protected:
     HookRecorder hooks;
 };
 
-} // namespace
-
 TEST_P(ResolverForwarding, GetaddrinfoIsCalledOnceWithTheSameArguments)
 {
     const addrinfo hints = {};
@@ -218,3 +216,5 @@ TEST_P(ResolverForwarding, GethostbyaddrGivesNullOnAFailure)
 
 INSTANTIATE_TEST_SUITE_P(, ResolverForwarding, testing::Bool(),
                          [](const auto& info) { return info.param ? "Traced" : "Untraced"; });
+
+} // namespace

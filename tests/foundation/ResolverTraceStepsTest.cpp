@@ -8,13 +8,13 @@
 #include <ostream>
 #include <thread>
 
+namespace {
+
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-namespace {
 
 // One resolver call about 127.0.0.1 and port 80, which reads 20480 in its raw form. "Late" texts are those of a call
 // whose first question to the check hook was answered no: nothing had been taken from the arguments then.
@@ -106,8 +106,6 @@ protected:
 
     const Wrapper& wrapper = GetParam();
 };
-
-} // namespace
 
 TEST_P(ResolverTraceSteps, PairTheTextsByTheCallsNumber)
 {
@@ -280,3 +278,5 @@ TEST_P(ResolverTraceSteps, GiveConcurrentCallersDistinctNumbers)
 
 INSTANTIATE_TEST_SUITE_P(, ResolverTraceSteps, testing::ValuesIn(wrappers),
                          [](const auto& info) { return info.param.name; });
+
+} // namespace

@@ -12,9 +12,9 @@
 #include <string>
 #include <type_traits>
 
-using testing::StartsWith;
-
 namespace {
+
+using testing::StartsWith;
 
 itcStatus status(int code, int severity, int errorNumber = 0)
 {
@@ -132,8 +132,6 @@ struct Severity {
 };
 
 class StatusSeverityText : public testing::TestWithParam<Severity> {};
-
-} // namespace
 
 static_assert(!std::is_polymorphic_v<itcStatus> && std::is_standard_layout_v<itcStatus>);
 static_assert(sizeof(itcStatus) == 12);
@@ -261,3 +259,5 @@ TEST(StatusErrorText, LeavesTheCommaWhereTheLayerHasNoText)
     OsFaults::getStrError().failNext(1, 0);
     EXPECT_EQ(status(Itc_Ok, Error, EAGAIN).STATUS_text(), "Error: Itc_Ok, ");
 }
+
+} // namespace

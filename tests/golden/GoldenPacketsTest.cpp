@@ -70,8 +70,6 @@ GoldenPacket packetOf(const std::string& lines)
     return GoldenPacket(std::istringstream(lines));
 }
 
-} // namespace
-
 class GoldenPackets : public testing::TestWithParam<Kind> {
 protected:
     GoldenPacket packet = GoldenPacket::ofKind(GetParam().name);
@@ -174,3 +172,5 @@ TEST(GoldenPacketFile, TellsTheLineOfAWrongValue)
     };
     EXPECT_NONFATAL_FAILURE(takeAnother(), "line 2: 05 00 | short: 6");
 }
+
+} // namespace

@@ -8,9 +8,9 @@
 
 #include <tuple>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 constexpr size_t offsets = 16; // every place between two multiples of the widest alignment
 
@@ -51,8 +51,6 @@ template <class Buffer> void putChars(Buffer& b, size_t count)
     for (size_t i = 0; i < count; ++i)
         b << 'c';
 }
-
-} // namespace
 
 template <class Value> class Alignment : public testing::Test {
 protected:
@@ -175,8 +173,6 @@ TYPED_TEST(Alignment, OfATransactionDoesNotMatter)
     }
 }
 
-namespace {
-
 /// A kind of item that is as many bytes as the host likes: from an address, and to one.
 struct BlockKind {
     const char* name;
@@ -245,8 +241,6 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(KindsAndLengths, AlignmentOfBlocks,
                          testing::Combine(testing::ValuesIn(blockKinds), testing::Values(1, 2, 3, 4, 7, 8, 9, 16, 17)));
-
-} // namespace
 
 TEST_P(AlignmentOfBlocks, DoesNotMatter)
 {
@@ -404,3 +398,5 @@ TEST(AlignmentOfFrames, DoesNotMatterToAFrameWrittenFromACallersBuffer)
         EXPECT_EQ(pair.farReceives(16), frame(packet("c\0"s + word(4711))));
     }
 }
+
+} // namespace

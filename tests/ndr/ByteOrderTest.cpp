@@ -5,9 +5,9 @@
 
 #include <tuple>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 // A packet of one value that follows a gap of six bytes, so it is aligned whatever its size.
 std::string packetOfOne(const std::string& value, int label0, int label1 = 0)
@@ -31,8 +31,6 @@ std::string convertedBytes(void (*convert)(void*), std::string value)
     convert(value.data());
     return value;
 }
-
-} // namespace
 
 template <class Value> class ByteOrder : public testing::Test {};
 TYPED_TEST_SUITE(ByteOrder, ValueTypes);
@@ -171,8 +169,6 @@ TEST_P(FloatFormat, DoesNotConcernIntegers)
     EXPECT_EQ(takenBytes<unsigned long long>(countingBytes(8)), countingBytes(8));
 }
 
-namespace {
-
 void leave(void*) {}
 
 const FormatCase formats[] = {
@@ -180,8 +176,6 @@ const FormatCase formats[] = {
     {2, 0, leave, leave},   {2, 1, leave, leave},   {0, 2, leave, leave},       {1, 2, leave, leave},
     {255, 0, leave, leave}, {255, 1, leave, leave}, {2, 2, leave, leave},
 };
-
-} // namespace
 
 INSTANTIATE_TEST_SUITE_P(PeerAndOwn, FloatFormat,
                          testing::Combine(testing::ValuesIn(formats), testing::Values(1, 0, 15)));
@@ -191,3 +185,5 @@ TEST(FloatCode, TwoPassesThrough)
     EXPECT_EQ(taken<float>(packetOfOne(bytesOf(1.5f), 0x10, 2)), 1.5f);
     EXPECT_EQ(taken<double>(packetOfOne(bytesOf(-2.25), 0x10, 2)), -2.25);
 }
+
+} // namespace

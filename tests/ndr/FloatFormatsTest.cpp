@@ -67,8 +67,6 @@ void PrintTo(const DoubleCase& c, std::ostream* out)
     *out << c.what;
 }
 
-} // namespace
-
 class IeeeToVaxSingle : public testing::TestWithParam<SingleCase> {};
 
 TEST_P(IeeeToVaxSingle, MovesTheFields)
@@ -213,3 +211,5 @@ TEST(FloatFormats, HaveUnmangledNames)
     EXPECT_EQ(::dlsym(RTLD_DEFAULT, "Itc_itod"), reinterpret_cast<void*>(Itc_itod));
     EXPECT_EQ(::dlsym(RTLD_DEFAULT, "Itc_dtoi"), reinterpret_cast<void*>(Itc_dtoi));
 }
+
+} // namespace

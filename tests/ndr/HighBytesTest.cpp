@@ -8,16 +8,14 @@
 
 #include <tuple>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 constexpr int valueAsSigned(int byte)
 {
     return byte < 128 ? byte : byte - 256;
 }
-
-} // namespace
 
 TEST(HighBytes, ArePutAsTheyAre)
 {
@@ -136,8 +134,6 @@ void PrintTo(const Arrival& arrival, std::ostream* out)
 
 class HighBytesOfTheLabel : public testing::TestWithParam<Arrival> {};
 
-namespace {
-
 struct OpenCodes : OpenUbReceive {
     using itcNDRReceive::peerChar;
     using itcNDRReceive::peerEndian;
@@ -179,8 +175,6 @@ const Arrival arrivals[] = {
          return std::tuple<int, int, int>(b.codes());
      }},
 };
-
-} // namespace
 
 INSTANTIATE_TEST_SUITE_P(Arrivals, HighBytesOfTheLabel, testing::ValuesIn(arrivals));
 
@@ -261,3 +255,5 @@ TEST_P(HighBytesOfTheLength, AreWrittenWithoutASign)
     EXPECT_EQ(connection.written, frame(ndr));
     EXPECT_EQ(connection.written.substr(4, 4), networkWord(GetParam()));
 }
+
+} // namespace

@@ -5,9 +5,9 @@
 
 #include <kiv/ndr/itcMsgHdr.h>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 // Takes values of every kind until the buffer says that there are no more.
 void takeEverything(OpenReceive& b)
@@ -69,8 +69,6 @@ void expectTheNextGoodFrameWorks(OpenReceive& b)
     EXPECT_THAT(b, HasClearStatus());
     EXPECT_EQ(value, 4711);
 }
-
-} // namespace
 
 class HostileLength : public testing::TestWithParam<std::tuple<unsigned int, itcConnection::ConnOptions>> {
 protected:
@@ -364,3 +362,5 @@ TEST(HostileMemory, ThatFailsOnceLeavesASenderWhole)
         EXPECT_THAT(back, HasClearStatus());
     }
 }
+
+} // namespace

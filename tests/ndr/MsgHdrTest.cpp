@@ -4,9 +4,9 @@
 
 #include <kiv/ndr/itcMsgHdr.h>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 struct OpenMsgHdr : itcMsgHdr {
     using itcMsgHdr::itcMsgHdr;
@@ -38,8 +38,6 @@ std::string wireHeader(const std::string& text1, const std::string& text2)
     return packet("\0\0"s + word(1) + word(2) + wireText(text1) + wireText(text2) + word(3) + word(4) + word(5) +
                   word(6));
 }
-
-} // namespace
 
 TEST(MsgHdr, IsEmptyAtFirst)
 {
@@ -199,3 +197,5 @@ TEST(MsgHdr, WithTextLengthsBeyondThePacketEndsWithAWarning)
         EXPECT_STREQ(h.text2, "");
     }
 }
+
+} // namespace

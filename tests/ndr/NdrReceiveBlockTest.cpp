@@ -5,6 +5,8 @@
 #include <limits>
 #include <new>
 
+namespace {
+
 using namespace std::string_literals;
 
 namespace {
@@ -408,3 +410,5 @@ TEST(NdrReceiveSkip, WithoutAPacketStays)
     EXPECT_EQ(sized.position(), 0);
     EXPECT_THAT(sized, HasStatus(Itc_Ndr_End_Of_Data, Warning));
 }
+
+} // namespace

@@ -4,6 +4,8 @@
 
 #include <type_traits>
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -379,3 +381,5 @@ TEST(NdrReceiveLengths, NothingIsPendingWithoutAReadPosition)
     b.readPos = nullptr;
     EXPECT_EQ(b.pending_length(), 0u);
 }
+
+} // namespace

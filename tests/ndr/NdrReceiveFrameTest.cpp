@@ -3,6 +3,8 @@
 #include "StatusMatchers.h"
 #include "StreamPair.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -322,3 +324,5 @@ TEST_F(NdrReceiveFromHost, DoesNotBelieveASizeThatIsNotThere)
     EXPECT_THAT(boastful, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error));
     EXPECT_THAT(connection.sizes, ElementsAre(4, 4));
 }
+
+} // namespace

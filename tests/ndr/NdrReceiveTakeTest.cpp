@@ -4,16 +4,14 @@
 
 #include <kiv/ndr/itcMsgHdr.h>
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 constexpr std::ptrdiff_t firstMultiple(std::ptrdiff_t position, std::ptrdiff_t of)
 {
     return (position + of - 1) / of * of;
 }
-
-} // namespace
 
 template <class Value> class NdrReceiveTake : public testing::Test {
 protected:
@@ -183,3 +181,5 @@ TEST(NdrReceiveMsgType, BeyondTheDataIsZero)
     EXPECT_THAT(b, HasStatus(Itc_Ndr_End_Of_Data, Warning));
     EXPECT_EQ(b.position(), 4);
 }
+
+} // namespace

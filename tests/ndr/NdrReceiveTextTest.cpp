@@ -2,16 +2,14 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 std::string counted(unsigned int length, const std::string& bytes)
 {
     return "\0\0"s + word(length) + bytes;
 }
-
-} // namespace
 
 class NdrReceiveText : public testing::Test {
 protected:
@@ -207,3 +205,5 @@ TEST(NdrReceiveRecord, IsCalledWithThisBuffer)
     EXPECT_EQ(record.calledWith, &b);
     EXPECT_EQ(record.value, 7);
 }
+
+} // namespace

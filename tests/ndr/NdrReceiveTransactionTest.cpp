@@ -2,17 +2,15 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 // A transaction of eight bytes at offset 8, and one value behind it.
 OpenReceive* packetWithTransaction()
 {
     return new OpenReceive(packet("\0\0"s + word(8) + word(1) + word(2) + word(3)));
 }
-
-} // namespace
 
 class NdrReceiveTransaction : public testing::Test {
 protected:
@@ -184,3 +182,5 @@ TEST_P(NdrReceiveTransactionBeyond, ReportsNoMoreThanAPacketCanHoldAndGivesNoneO
 INSTANTIATE_TEST_SUITE_P(Counts, NdrReceiveTransactionBeyond,
                          testing::Values(5u, 4096u, 0x7FFFFFF0u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFF0u, 0xFFFFFFF8u,
                                          0xFFFFFFFCu, 0xFFFFFFFFu));
+
+} // namespace

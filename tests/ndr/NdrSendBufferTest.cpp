@@ -4,14 +4,12 @@
 
 #include <type_traits>
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 
-namespace {
-
 const auto nothing = std::make_tuple<unsigned int, char*, char*, char*, char*>(0, nullptr, nullptr, nullptr, nullptr);
-
-} // namespace
 
 TEST(NdrSendBuffer, HasNoStorageAtFirst)
 {
@@ -381,3 +379,5 @@ TEST(NdrSendReset, ABufferThatWasGivenBackAllocatesAfresh)
     EXPECT_THAT(sizesAllocated(), ElementsAre(4104u));
     EXPECT_EQ(b.data(), packet("x"));
 }
+
+} // namespace

@@ -5,6 +5,8 @@
 
 #include <netinet/in.h>
 
+namespace {
+
 using testing::ElementsAre;
 
 TEST(NdrSendFrame, IsOneWriteOfHeaderAndData)
@@ -226,3 +228,5 @@ TEST_P(NdrFrameOverStream, ArrivesAsItWasSent)
 }
 
 INSTANTIATE_TEST_SUITE_P(Families, NdrFrameOverStream, testing::Values(AF_UNIX, AF_INET, AF_INET6));
+
+} // namespace

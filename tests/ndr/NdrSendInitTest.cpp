@@ -2,6 +2,8 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 
@@ -122,3 +124,5 @@ TEST(NdrSendCallersBuffer, ReplacesOwnStorageAndForgetsTheTransaction)
     EXPECT_EQ(b.transactionOffset, 0u);
     EXPECT_THAT(b, HasClearStatus());
 }
+
+} // namespace

@@ -2,6 +2,8 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -146,3 +148,5 @@ TEST(NdrSendInsert, OfANegativeLengthFails)
     b.insert("x", -1, false);
     EXPECT_THAT(b, HasStatus(Itc_Ndr_Buff_Sz_More_Than_Max, Error));
 }
+
+} // namespace

@@ -4,9 +4,9 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
-using namespace std::string_literals;
-
 namespace {
+
+using namespace std::string_literals;
 
 // One way to put `size` bytes, and to find them again.
 struct Item {
@@ -89,8 +89,6 @@ std::vector<size_t> sizesAboutPages()
         sizes.push_back(size);
     return sizes;
 }
-
-} // namespace
 
 class NdrSendPageEdge : public testing::TestWithParam<Item> {
 protected:
@@ -293,3 +291,5 @@ TEST(NdrSendOwnBytes, ABlockUpToTheLastByteIsCopied)
     b.insert(b.raw_data(), 42, false);
     EXPECT_EQ(b.data(), packet(recognisable(40)) + packet(recognisable(40)));
 }
+
+} // namespace

@@ -2,15 +2,13 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
 template <class Value> constexpr unsigned int roomAsked = sizeof(Value) == 1 ? 1 : 2 * sizeof(Value);
-
-} // namespace
 
 template <class Value> class NdrSendPut : public testing::Test {
 protected:
@@ -318,3 +316,5 @@ TYPED_TEST(NdrSendPutWithoutRoom, IsAFailedGrowth)
     EXPECT_EQ(fixed.raw_length(), 2u);
     EXPECT_THAT(fixed, HasStatus(Itc_Ndr_Buffer_Alloc_Failed, Error));
 }
+
+} // namespace

@@ -2,14 +2,12 @@
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
+namespace {
+
 using namespace std::string_literals;
 using testing::IsEmpty;
 
-namespace {
-
 const std::string placeholder = bytes({0xFF, 0xFF, 0xFF, 0xFF});
-
-} // namespace
 
 TEST(NdrSendTransaction, BeginsWithAPlaceholder)
 {
@@ -216,3 +214,5 @@ TEST(NdrSendTransaction, WithoutStorageAndMemoryIsNeverOpen)
     EXPECT_EQ(b.end_transaction(), Error);
     EXPECT_EQ(b.raw_length(), 0u);
 }
+
+} // namespace

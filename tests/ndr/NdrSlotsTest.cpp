@@ -11,9 +11,9 @@
 #include <functional>
 #include <type_traits>
 
-using testing::ElementsAre;
-
 namespace {
+
+using testing::ElementsAre;
 
 bool ascending(const std::vector<const void*>& addresses)
 {
@@ -30,8 +30,6 @@ template <class Buffer> std::vector<int> slotsOfBuffer()
             slotOf(&Buffer::create_buffer),
             slotCount<Buffer>()};
 }
-
-} // namespace
 
 TEST(NdrSlots, OfTheSendBufferAreInOrder)
 {
@@ -174,3 +172,5 @@ TEST(NdrSendReset, AsksTheVirtualFreeSize)
     b.reset();
     EXPECT_EQ(b.storage, nullptr);
 }
+
+} // namespace

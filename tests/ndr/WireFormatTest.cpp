@@ -3,6 +3,8 @@
 #include "StatusMatchers.h"
 #include "StreamPair.h"
 
+namespace {
+
 using namespace std::string_literals;
 
 TEST(WireFormat, ThisProcessIsLittleEndianIeeeWithCharacterSetZero)
@@ -217,3 +219,5 @@ TEST(WireFormat, FramesFollowOneAnotherDirectly)
     pair.near() << b << b;
     EXPECT_EQ(pair.farReceives(22), frame(packet("a")) + frame(packet("a")));
 }
+
+} // namespace
