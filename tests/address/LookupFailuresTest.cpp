@@ -56,7 +56,6 @@ TEST(LookupFailures, InTheProbeOfTheFamiliesDecideForOneOfThem)
         survives("socket"),     survives("closesocket"), survives("socket"),
         survives("setsockopt"), survives("closesocket"), fails("getaddrinfo", Itc_Tp_Unknown_Peer, EAI_FAIL)};
     const std::vector<int> preferred = {AF_INET6, usual, AF_INET, AF_INET, usual, usual, usual};
-    std::size_t turn = 0;
     walkSingleFailures(consequences, [&](SingleFailure& failure) {
         itcInetAddress address(sockaddr_storage{});
         const FamilyPreference unknown(0);
@@ -64,8 +63,7 @@ TEST(LookupFailures, InTheProbeOfTheFamiliesDecideForOneOfThem)
         failure.during([&] { address.lookup("127.0.0.1", 4711, 0); });
         closeWhatCouldNotBeClosed();
         failure.expectIn(address.status);
-        EXPECT_EQ(FamilyPreference::family(), preferred[turn]);
-        ++turn;
+        EXPECT_EQ(FamilyPreference::family(), preferred[failure.turn()]);
         EXPECT_TRUE(address.lookup("127.0.0.1", 4711, 0));
     });
 }

@@ -41,21 +41,19 @@ TEST(DispatcherFailures, CostOneCycleAtMost)
     const std::vector<Calls> inThisCycle = {{"in", "timer"}, {"timer"}, {"in", "timer"}, {"in"}, {"in", "timer"}};
     const std::vector<Calls> inTheNext = {{}, {"in"}, {"in"}, {"timer"}, {}};
     const std::vector<int> results = {1, 0, 1, 1, 1};
-    std::size_t turn = 0;
     walkSingleFailures(calls, [&](SingleFailure& failure) {
         Cycle cycle;
         int result = -1;
         failure.during([&] { result = cycle.dispatcher.dispatch(5.0); });
-        EXPECT_EQ(result, results[turn]);
-        EXPECT_EQ(cycle.handled(), inThisCycle[turn]);
+        EXPECT_EQ(result, results[failure.turn()]);
+        EXPECT_EQ(cycle.handled(), inThisCycle[failure.turn()]);
         failure.expectIn(cycle.dispatcher);
         if (failure.hasHit("recv")) {
             EXPECT_THAT(cycle.pair.near(), HasStatus(Itc_Tp_Read_Call_Failed, Error, failureError));
         }
 
         cycle.dispatcher.dispatch(0.0);
-        EXPECT_EQ(cycle.handled(), inTheNext[turn]) << "nothing is lost";
-        ++turn;
+        EXPECT_EQ(cycle.handled(), inTheNext[failure.turn()]) << "nothing is lost";
     });
 }
 

@@ -61,6 +61,8 @@ public:
         OsFaults::failAnyCall(0, 0);
     }
 
+    /// Which run of the walk this is, counted from 0.
+    std::size_t turn() const { return static_cast<std::size_t>(nth) - 1; }
     bool hasHit(const std::string& name) const { return call == name; }
     bool isSurvived() const { return consequence.severity == Success; }
     const std::string& failedCall() const { return call; }
