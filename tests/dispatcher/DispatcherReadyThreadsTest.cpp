@@ -120,7 +120,6 @@ TEST_F(DispatcherReadyThreads, HoldsUpADrainWhileAnotherThreadHasTheLockAndSomet
     SharedState::asyncLock.lock();
     auto other = start([&] { drain(); });
     EXPECT_TRUE(isHeldUp(other));
-    EXPECT_THAT(receiver.results, IsEmpty());
     SharedState::asyncLock.unlock();
     other.get();
     EXPECT_THAT(receiver.results, ElementsAre(1));
