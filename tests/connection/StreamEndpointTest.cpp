@@ -168,7 +168,7 @@ TEST_P(StreamEndpoint, ReportsTheFailedBindEvenWhereTheCloseFailsToo)
     OsFaults::closesocket().failNext(1, EIO);
     EXPECT_FALSE(createEndpoint());
     EXPECT_TRUE(isOpen(stream.td())) << "a failed close keeps the descriptor";
-    EXPECT_THAT(*stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, EADDRNOTAVAIL));
+    EXPECT_THAT(*stream, HasStatus(Itc_Tp_Bind_Call_Failed, Error, kind->recordedError(EADDRNOTAVAIL, EIO)));
     Texts expected = kind->traces("CreateEndpoint() OS_bind() call failed. errorNumber = 99");
     expected.insert(expected.begin(), closeFailed);
     EXPECT_EQ(hooks.texts(), expected);

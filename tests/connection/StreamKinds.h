@@ -74,6 +74,9 @@ public:
     /// What the system is told of an address of this kind, and the room that a stream gives for one.
     virtual socklen_t addressLength() const = 0;
     virtual socklen_t roomForName() const = 0;
+    /// The error number of a failed bind or listen, whose socket is then closed: TCP streams record that of the call, local
+    /// streams that which is pending behind the close.
+    virtual int recordedError(int ofTheCall, int behindTheClose) const = 0;
     /// The failure traces of a stream's own operations. Local streams print none.
     virtual Texts traces(const std::string& text) const = 0;
 };
@@ -127,6 +130,7 @@ public:
     }
     socklen_t addressLength() const override { return lengthOf(address.address); }
     socklen_t roomForName() const override { return sizeof(sockaddr_storage); }
+    int recordedError(int ofTheCall, int) const override { return ofTheCall; }
     Texts traces(const std::string& text) const override { return {"itcInetSockStream::" + text}; }
 
 private:
@@ -164,6 +168,7 @@ public:
     }
     socklen_t addressLength() const override { return sizeof(sockaddr_un); }
     socklen_t roomForName() const override { return sizeof(sockaddr_un); }
+    int recordedError(int, int behindTheClose) const override { return behindTheClose; }
     Texts traces(const std::string&) const override { return {}; }
 
 private:

@@ -31,13 +31,13 @@ TEST(NdrOverrides, OfTheLengthAreAskedByTheFramedWrite)
     EXPECT_EQ(pair.farReceives(12), frame(packet("ab", b.raw_data()[0], b.raw_data()[1])));
 }
 
-TEST(NdrOverrides, OfTheLengthAreNotAskedWhenASendBufferGrows)
+TEST(NdrOverrides, OfTheLengthAreAskedWhenASendBufferGrows)
 {
     Shorter<OpenSend> b;
     b.insert("abcd", 4, false);
     b.extend_buffer(1);
-    EXPECT_EQ(std::string(b.frameStart + 14, 4), "abcd");
-    EXPECT_EQ(b.writePos, b.frameStart + 18);
+    EXPECT_EQ(std::string(b.frameStart + 14, 2), "ab");
+    EXPECT_EQ(b.writePos, b.frameStart + 16);
 }
 
 TEST(NdrOverrides, OfThePlaceAreNotAskedByTheFramedWrite)

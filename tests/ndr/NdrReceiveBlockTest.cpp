@@ -7,17 +7,7 @@
 
 namespace {
 
-using namespace std::string_literals;
-
-namespace {
-
 bool arraysAreRefused = false;
-
-// While it exists, array new finds no memory.
-struct NoArrays {
-    NoArrays() { arraysAreRefused = true; }
-    ~NoArrays() { arraysAreRefused = false; }
-};
 
 } // namespace
 
@@ -26,6 +16,16 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
     return arraysAreRefused ? nullptr : ::operator new[](size);
 }
+
+namespace {
+
+using namespace std::string_literals;
+
+// While it exists, array new finds no memory.
+struct NoArrays {
+    NoArrays() { arraysAreRefused = true; }
+    ~NoArrays() { arraysAreRefused = false; }
+};
 
 class NdrReceiveRaw : public testing::Test {
 protected:
