@@ -26,12 +26,12 @@ itcMsgHdr::itcMsgHdr() : number(0), type(itcMsgType(0)), value1(0), value2(0), v
     text1[0] = text2[0] = '\0';
 }
 
-itcMsgHdr::itcMsgHdr(int number, itcMsgType type, const char* text1, const char* text2, int value1, int value2,
-                     int value3, int value4)
-    : number(number), type(type), value1(value1), value2(value2), value3(value3), value4(value4)
+itcMsgHdr::itcMsgHdr(int messageNumber, itcMsgType messageType, const char* first, const char* second, int v1, int v2,
+                     int v3, int v4)
+    : number(messageNumber), type(messageType), value1(v1), value2(v2), value3(v3), value4(v4)
 {
-    setText(this->text1, text1);
-    setText(this->text2, text2);
+    setText(text1, first);
+    setText(text2, second);
 }
 
 itcMsgHdr::~itcMsgHdr() = default;

@@ -10,14 +10,15 @@ using namespace kiv;
 
 itcNdrUbReceive::itcNdrUbReceive(unsigned int tag) : tag(tag) { zeroTransfer(); }
 
-itcNdrUbReceive::itcNdrUbReceive(unsigned int tag, unsigned int size) : itcNDRReceive(static_cast<int>(size)), tag(tag)
+itcNdrUbReceive::itcNdrUbReceive(unsigned int startTag, unsigned int size)
+    : itcNDRReceive(static_cast<int>(size)), tag(startTag)
 {
     zeroTransfer();
     clearStatus(*this);
 }
 
-itcNdrUbReceive::itcNdrUbReceive(unsigned int tag, const char* data, unsigned int len)
-    : itcNDRReceive(data, len), tag(tag)
+itcNdrUbReceive::itcNdrUbReceive(unsigned int startTag, const char* data, unsigned int len)
+    : itcNDRReceive(data, len), tag(startTag)
 {
     beComplete(len);
     clearStatus(*this);

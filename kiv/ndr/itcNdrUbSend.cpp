@@ -8,11 +8,12 @@
 
 using namespace kiv;
 
-itcNdrUbSend::itcNdrUbSend(unsigned int tag) : sendPos(nullptr), sendRemaining(0), txState(Idle), bytesSent(0), tag(tag)
+itcNdrUbSend::itcNdrUbSend(unsigned int startTag)
+    : sendPos(nullptr), sendRemaining(0), txState(Idle), bytesSent(0), tag(startTag)
 {}
 
-itcNdrUbSend::itcNdrUbSend(unsigned int tag, unsigned int size)
-    : itcNDRSend(static_cast<int>(size)), sendPos(nullptr), sendRemaining(0), txState(Idle), bytesSent(0), tag(tag)
+itcNdrUbSend::itcNdrUbSend(unsigned int startTag, unsigned int size)
+    : itcNDRSend(static_cast<int>(size)), sendPos(nullptr), sendRemaining(0), txState(Idle), bytesSent(0), tag(startTag)
 {
     clearStatus(*this);
 }
