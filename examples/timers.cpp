@@ -23,7 +23,7 @@ public:
 // Fires once.
 class Alarm : public itcIOHandler {
 public:
-    explicit Alarm(const char* text) : text(text) {}
+    explicit Alarm(const char* ringing) : text(ringing) {}
 
     bool hasRung = false;
 

@@ -15,7 +15,7 @@
 // `connection` is null. The peer is a connection.
 class Chat : public itcIOHandler {
 public:
-    explicit Chat(itcConnection& peer) : peer(peer) {}
+    explicit Chat(itcConnection& other) : peer(other) {}
 
     bool isOver = false;
 

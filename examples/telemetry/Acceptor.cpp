@@ -10,8 +10,8 @@ constexpr long restSeconds = 1;
 
 }
 
-Acceptor::Acceptor(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> listener, Accepted accepted, Note note)
-    : dispatcher(dispatcher), listener(std::move(listener)), accepted(std::move(accepted)), note(std::move(note))
+Acceptor::Acceptor(itcDispatcher& loop, std::unique_ptr<itcConnection> endpoint, Accepted onAccepted, Note onNote)
+    : dispatcher(loop), listener(std::move(endpoint)), accepted(std::move(onAccepted)), note(std::move(onNote))
 {}
 
 Acceptor::~Acceptor()

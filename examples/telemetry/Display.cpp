@@ -33,8 +33,8 @@ void printFigure(const char* name, const RunningStatistics& figure)
 
 } // namespace
 
-Display::Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds interval)
-    : table(table), refresh(dispatcher, interval, [this] { refreshNow(); }),
+Display::Display(itcDispatcher& dispatcher, const AgentTable& shown, std::chrono::milliseconds interval)
+    : table(shown), refresh(dispatcher, interval, [this] { refreshNow(); }),
       startTime(std::chrono::steady_clock::now()), isTerminal(isatty(STDOUT_FILENO) == 1)
 {}
 

@@ -6,9 +6,7 @@
 #include "Message.h"
 #include "MessageReader.h"
 
-HeartbeatReceiver::HeartbeatReceiver(itcDispatcher& dispatcher, AgentTable& table)
-    : dispatcher(dispatcher), table(table)
-{}
+HeartbeatReceiver::HeartbeatReceiver(itcDispatcher& loop, AgentTable& agents) : dispatcher(loop), table(agents) {}
 
 HeartbeatReceiver::~HeartbeatReceiver()
 {

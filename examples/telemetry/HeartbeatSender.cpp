@@ -9,8 +9,8 @@
 
 #include <utility>
 
-HeartbeatSender::HeartbeatSender(itcDispatcher& dispatcher, std::string agent)
-    : agent(std::move(agent)),
+HeartbeatSender::HeartbeatSender(itcDispatcher& dispatcher, std::string ownName)
+    : agent(std::move(ownName)),
       ticker(dispatcher, std::chrono::milliseconds(Heartbeat::intervalMillis), [this] { send(); })
 {}
 

@@ -25,10 +25,10 @@ long long nowMicros()
 
 } // namespace
 
-SampleSender::SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, std::string agent,
+SampleSender::SampleSender(itcDispatcher& loop, std::unique_ptr<itcConnection> toCollector, std::string ownName,
                            std::chrono::milliseconds interval)
-    : dispatcher(dispatcher), connection(std::move(connection)), agent(std::move(agent)),
-      outgoing(dispatcher, *this->connection, *this), ticker(dispatcher, interval, [this] { sendSample(); })
+    : dispatcher(loop), connection(std::move(toCollector)), agent(std::move(ownName)),
+      outgoing(loop, *connection, *this), ticker(loop, interval, [this] { sendSample(); })
 {}
 
 SampleSender::~SampleSender()

@@ -33,15 +33,14 @@ std::string addressText(itcConnection& connection)
 
 } // namespace
 
-SampleServer::Session::Session(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection,
+SampleServer::Session::Session(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> accepted,
                                SampleServer& handler)
-    : connection(std::move(connection)), from(addressText(*this->connection)),
-      outgoing(dispatcher, *this->connection, handler)
+    : connection(std::move(accepted)), from(addressText(*connection)), outgoing(dispatcher, *connection, handler)
 {}
 
-SampleServer::SampleServer(itcDispatcher& dispatcher, AgentTable& table, Display& display)
-    : dispatcher(dispatcher), table(table), display(display),
-      stallCheck(dispatcher, stallCheckInterval, [this] { refuseStalled(); })
+SampleServer::SampleServer(itcDispatcher& loop, AgentTable& agents, Display& screen)
+    : dispatcher(loop), table(agents), display(screen),
+      stallCheck(loop, stallCheckInterval, [this] { refuseStalled(); })
 {
     stallCheck.start();
 }

@@ -12,8 +12,8 @@ constexpr unsigned int usualSize = 256;
 
 }
 
-SendQueue::SendQueue(itcDispatcher& dispatcher, itcConnection& connection, itcIOHandler& handler)
-    : dispatcher(dispatcher), connection(connection), handler(handler)
+SendQueue::SendQueue(itcDispatcher& loop, itcConnection& peer, itcIOHandler& owner)
+    : dispatcher(loop), connection(peer), handler(owner)
 {}
 
 bool SendQueue::put(const itcMsgHdr& header)

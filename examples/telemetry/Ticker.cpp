@@ -4,8 +4,8 @@
 
 #include <utility>
 
-Ticker::Ticker(itcDispatcher& dispatcher, std::chrono::milliseconds interval, std::function<void()> action)
-    : dispatcher(dispatcher), interval(interval), action(std::move(action))
+Ticker::Ticker(itcDispatcher& loop, std::chrono::milliseconds period, std::function<void()> onTick)
+    : dispatcher(loop), interval(period), action(std::move(onTick))
 {}
 
 Ticker::~Ticker()

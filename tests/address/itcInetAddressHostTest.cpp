@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(, WildcardLookup,
                                          Wildcard{"Any6Preferring4", "::", AF_INET, AF_INET6},
                                          Wildcard{"Any6Preferring6", "::", AF_INET6, AF_INET6},
                                          Wildcard{"BracketedAny6Preferring4", "[::]", AF_INET, AF_INET6}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 struct Host {
     const char* name;
@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(, HostLookup,
                                          Host{"ClosingAlone", "]", "]"}, Host{"Unopened", "::1]", "::1]"},
                                          Host{"TwiceBracketed", "[[::1]]", "[::1]"}, Host{"ZeroButNotAny", "0", "0"},
                                          Host{"LongFormOfAny6", "0::0", "0::0"}, Host{"Space", " ", " "}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST(InetLookup, Of1024CharactersReachesTheResolver)
 {

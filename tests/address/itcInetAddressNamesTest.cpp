@@ -143,7 +143,7 @@ TEST_P(InetAddressText, OfAnAddressOfNoFamilyIsEmpty)
 INSTANTIATE_TEST_SUITE_P(, InetAddressText,
                          testing::Values(NameText{"Name", &itcInetAddress::hostname, 0},
                                          NameText{"Numeric", &itcInetAddress::numeric_hostname, NI_NUMERICHOST}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST(InetAddressTexts, HaveABufferForNamesAndAnotherForNumbers)
 {

@@ -127,7 +127,7 @@ TEST_P(InetAddressFlags, OfAnAddressLookedUp)
 }
 
 INSTANTIATE_TEST_SUITE_P(, InetAddressFlags, testing::ValuesIn(flags),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST(InetAddressWithoutFlags, IsAnyOfAnotherFamily)
 {

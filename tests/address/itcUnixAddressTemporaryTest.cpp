@@ -54,7 +54,7 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(, TemporaryPath,
                          testing::Values(Request{"Null", nullptr}, Request{"Temp", itcUnixAddress::Temp}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(TemporaryPath, LiesInTheSystemsFolderForTemporaryFiles)
 {

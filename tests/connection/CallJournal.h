@@ -23,7 +23,7 @@
 class CallJournal {
 public:
     /// \param failing the number of the call that fails, the first being 1; 0 for none.
-    explicit CallJournal(int failing = 0, int error = 0) : failing(failing), error(error) { install(); }
+    explicit CallJournal(int failingCall = 0, int withError = 0) : failing(failingCall), error(withError) { install(); }
     ~CallJournal()
     {
         OsFaults::socket().instead = nullptr;

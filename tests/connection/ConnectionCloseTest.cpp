@@ -154,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(Directions, ConnectionShutdown,
                          testing::Values(Direction{OS_shutdown_receive, "Receive", false, true},
                                          Direction{OS_shutdown_send, "Send", true, false},
                                          Direction{OS_shutdown_both, "Both", false, false}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(ConnectionShutdown, EndsTheDirectionAndIsRemembered)
 {

@@ -108,7 +108,7 @@ private:
 INSTANTIATE_TEST_SUITE_P(Descriptors, ConnectionLimitAtLoad,
                          testing::Values(LoadLimit{20, 4}, LoadLimit{100, 84}, LoadLimit{1040, 1024},
                                          LoadLimit{1041, 1024}, LoadLimit{4000, 1024}),
-                         [](const auto& info) { return std::to_string(info.param.descriptors); });
+                         [](const auto& tested) { return std::to_string(tested.param.descriptors); });
 
 TEST_P(ConnectionLimitAtLoad, LeavesSixteenToTheHostAndEndsAt1024)
 {

@@ -41,7 +41,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Switches, ConnectionModeSwitch, testing::ValuesIn(switches),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(ConnectionModeSwitch, SwitchesTheDescriptorAndStoresTheOption)
 {

@@ -26,7 +26,7 @@ const Operation operations[] = {
 class ConnectionWithoutDescriptor : public testing::TestWithParam<Operation> {};
 
 INSTANTIATE_TEST_SUITE_P(Operations, ConnectionWithoutDescriptor, testing::ValuesIn(operations),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(ConnectionWithoutDescriptor, IsToldSo)
 {

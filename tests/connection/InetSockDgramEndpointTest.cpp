@@ -65,8 +65,9 @@ protected:
     }
 };
 INSTANTIATE_TEST_SUITE_P(, InetSockDgramBinding,
-                         testing::Combine(testing::ValuesIn(loopbacks), testing::ValuesIn(ways)), [](const auto& info) {
-                             return std::string(std::get<1>(info.param).name) + std::get<0>(info.param).name;
+                         testing::Combine(testing::ValuesIn(loopbacks), testing::ValuesIn(ways)),
+                         [](const auto& tested) {
+                             return std::string(std::get<1>(tested.param).name) + std::get<0>(tested.param).name;
                          });
 
 TEST_P(InetSockDgramBinding, IsBoundAndCounted)

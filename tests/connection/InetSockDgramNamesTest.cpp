@@ -164,7 +164,7 @@ protected:
     itcInetAddress found{socketAddress("192.0.2.1", 4711)};
 };
 INSTANTIATE_TEST_SUITE_P(, InetSockDgramNames, testing::ValuesIn(datagramNames),
-                         [](const auto& info) { return info.param.operation; });
+                         [](const auto& tested) { return tested.param.operation; });
 
 TEST_P(InetSockDgramNames, NeedADescriptor)
 {

@@ -369,7 +369,7 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Modes, InetSockStreamConnectRefusal, testing::ValuesIn(modes),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(InetSockStreamConnectRefusal, StopsAtTheConnectionLimit)
 {

@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(Families, InetSockStreamAddressLength,
                          testing::Values(FamilyLength{AF_INET, 16}, FamilyLength{AF_INET6, 28},
                                          FamilyLength{AF_UNIX, 110}, FamilyLength{AF_UNSPEC, 16},
                                          FamilyLength{AF_APPLETALK, 16}),
-                         [](const auto& info) { return "Family" + std::to_string(info.param.family); });
+                         [](const auto& tested) { return "Family" + std::to_string(tested.param.family); });
 
 TEST_P(InetSockStreamAddressLength, FollowsTheFamily)
 {

@@ -64,8 +64,8 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Loopback, InetSockStreamNames,
                          testing::Combine(testing::ValuesIn(names), testing::ValuesIn(loopbacks)),
-                         [](const auto& info) {
-                             return std::string(std::get<0>(info.param).operation) + std::get<1>(info.param).name;
+                         [](const auto& tested) {
+                             return std::string(std::get<0>(tested.param).operation) + std::get<1>(tested.param).name;
                          });
 
 TEST_P(InetSockStreamNames, FillTheAddress)

@@ -124,7 +124,7 @@ class UnixSockStreamRefused : public UnixSockStreamConnect, public testing::With
 INSTANTIATE_TEST_SUITE_P(, UnixSockStreamRefused,
                          testing::Values(Refusal{"ByNobody", ENOENT}, Refusal{"ByAStaleSocketFile", ECONNREFUSED},
                                          Refusal{"ByAFile", ECONNREFUSED}, Refusal{"ByAPathBelowAFile", ENOTDIR}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST_P(UnixSockStreamRefused, ClosesItsSocket)
 {

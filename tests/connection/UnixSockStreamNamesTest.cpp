@@ -47,7 +47,7 @@ protected:
     itcUnixAddress found{"/before"};
 };
 INSTANTIATE_TEST_SUITE_P(, UnixSockStreamNames, testing::ValuesIn(unixNames),
-                         [](const auto& info) { return info.param.operation; });
+                         [](const auto& tested) { return tested.param.operation; });
 
 TEST_P(UnixSockStreamNames, FillTheAddress)
 {

@@ -241,6 +241,6 @@ TEST_P(RealConnect, ThatSucceedsIsWritable)
 }
 
 INSTANTIATE_TEST_SUITE_P(Loopback, RealConnect, testing::Values(AF_INET, AF_INET6),
-                         [](const auto& info) { return info.param == AF_INET ? "IPv4" : "IPv6"; });
+                         [](const auto& tested) { return tested.param == AF_INET ? "IPv4" : "IPv6"; });
 
 } // namespace

@@ -124,7 +124,7 @@ TEST_F(DispatcherCycle, NotifiesOfNothingWhenNothingIsReady)
 
 class CallRecorder : public ICBKivReady {
 public:
-    explicit CallRecorder(Calls& calls) : calls(calls) {}
+    explicit CallRecorder(Calls& journal) : calls(journal) {}
     void ready(int, void*) override { calls.push_back("ready"); }
 
 private:

@@ -175,7 +175,7 @@ TEST_P(InterruptedHandlerAnswer, AboveZeroBringsNoCallToOthersWhenTheWaitFails)
     EXPECT_THAT(above.calls, IsEmpty());
 }
 
-const auto kindName = [](const auto& info) { return std::string(info.param.name); };
+const auto kindName = [](const auto& tested) { return std::string(tested.param.name); };
 INSTANTIATE_TEST_SUITE_P(Every, HandlerAnswer, testing::ValuesIn(kinds), kindName);
 INSTANTIATE_TEST_SUITE_P(Every, InterruptedHandlerAnswer, testing::ValuesIn(kinds), kindName);
 

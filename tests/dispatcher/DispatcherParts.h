@@ -243,7 +243,7 @@ private:
 class BufferedConnection : public OpenedConnection {
 public:
     BufferedConnection() = default;
-    BufferedConnection(int read, int write, int except) : read(read), write(write), except(except) {}
+    BufferedConnection(int reading, int writing, int excepting) : read(reading), write(writing), except(excepting) {}
 
     int ReadDescriptor() const override { return read; }
     int WriteDescriptor() const override { return write; }
@@ -265,10 +265,10 @@ private:
 class DispatcherTest : public testing::Test {
 protected:
     int cycle() { return dispatcher.dispatch(5.0); }
-    void attach(int fd, itcDispatcherMask kinds, itcIOHandler* h)
+    void attach(int fd, itcDispatcherMask wanted, itcIOHandler* h)
     {
-        for (const Kind& kind : ::kinds) {
-            if (kinds & kind.mask)
+        for (const Kind& kind : kinds) {
+            if (wanted & kind.mask)
                 dispatcher.attach(fd, nullptr, nullptr, kind.mask, h);
         }
     }

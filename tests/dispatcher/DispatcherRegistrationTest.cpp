@@ -196,7 +196,7 @@ TEST_P(RegistrationOfAKind, LinkAsksTheConnectionForThatDescriptor)
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, RegistrationOfAKind, testing::ValuesIn(kinds),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 // The highest descriptor
 

@@ -42,7 +42,8 @@ using testing::IsEmpty;
 
 class Worker : public QThread {
 public:
-    explicit Worker(int& deletions, std::function<void()> task = nullptr) : deletions(deletions), task(std::move(task))
+    explicit Worker(int& deletionCount, std::function<void()> work = nullptr)
+        : deletions(deletionCount), task(std::move(work))
     {}
     ~Worker() override
     {

@@ -199,7 +199,7 @@ INSTANTIATE_TEST_SUITE_P(, GetaddrinfoTracesOfEmptySuccess,
                          testing::Values(EmptySuccess{"NoResult", false, false},
                                          EmptySuccess{"NoFirstEntry", true, false},
                                          EmptySuccess{"NoAddressInIt", true, true}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 class FreeaddrinfoTraces : public ResolverTraces {
 protected:

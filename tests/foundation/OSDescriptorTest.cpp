@@ -219,7 +219,7 @@ TEST_P(OSHost, IsNamedAsTheSystemDoes)
 INSTANTIATE_TEST_SUITE_P(, OSHost,
                          testing::Values(HostText{"Host", OS_gethostname, ::gethostname},
                                          HostText{"Domain", OS_getdomainname, ::getdomainname}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& tested) { return tested.param.name; });
 
 TEST(OSHostName, StaysWithinItsLength)
 {

@@ -35,9 +35,9 @@ Seen<int, const timeval*, timeval*> adjtimeSeen;
 
 extern "C" {
 
-int settimeofday(const timeval* tv, const struct timezone* timezone) noexcept
+int settimeofday(const timeval* tv, const struct timezone* zone) noexcept
 {
-    return settimeofdaySeen(tv, timezone);
+    return settimeofdaySeen(tv, zone);
 }
 
 int adjtime(const timeval* delta, timeval* oldDelta) noexcept
@@ -52,13 +52,13 @@ namespace {
 TEST(OSTime, SettimeofdayHandsOnArgumentsAndResult)
 {
     const timeval tv = {1, 2};
-    const struct timezone timezone = {};
+    const struct timezone zone = {};
 
     for (const int result : {0, -1}) {
         settimeofdaySeen = {{}, result};
-        EXPECT_EQ(OS_settimeofday(&tv, &timezone), result);
+        EXPECT_EQ(OS_settimeofday(&tv, &zone), result);
         EXPECT_EQ(settimeofdaySeen.calls, 1);
-        EXPECT_EQ(settimeofdaySeen.arguments, std::make_tuple(&tv, &timezone));
+        EXPECT_EQ(settimeofdaySeen.arguments, std::make_tuple(&tv, &zone));
         EXPECT_EQ(OS_getLastError(), EPERM);
     }
 }

@@ -172,7 +172,7 @@ TEST_P(StatusCode, ReadsAsItsName)
     EXPECT_EQ(status(code, Success).STATUS_text(), std::string("Success: ") + name);
 }
 
-INSTANTIATE_TEST_SUITE_P(, StatusCode, testing::ValuesIn(codes), [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(, StatusCode, testing::ValuesIn(codes), [](const auto& tested) { return tested.param.name; });
 
 TEST_P(StatusSeverityText, IsTheWordBeforeTheColon)
 {
@@ -186,7 +186,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Severity{"FatalError", 4, "FatalError: Itc_Ok"}, Severity{"OneBeyond", 5, ": Itc_Ok"},
                     Severity{"OneBefore", -1, ": Itc_Ok"}, Severity{"Largest", INT_MAX, ": Itc_Ok"},
                     Severity{"Smallest", INT_MIN, ": Itc_Ok"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& tested) { return tested.param.name; });
 
 TEST(Status, ShowsACodeOutsideTheTableAsANumber)
 {

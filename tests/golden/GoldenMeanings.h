@@ -107,7 +107,7 @@ template <class Visitor> void visit(const std::vector<GoldenLine>& lines, Visito
 /// Puts what the lines mean, as a machine with the format codes of this process keeps it.
 template <class Buffer> class Putter {
 public:
-    explicit Putter(Buffer& b) : b(b) {}
+    explicit Putter(Buffer& buffer) : b(buffer) {}
 
     // The library's own work.
     void magic(const GoldenLine&) {}
@@ -142,7 +142,7 @@ public:
 private:
     class Record : public itcXNDR {
     public:
-        explicit Record(const std::vector<GoldenLine>& lines) : lines(lines) {}
+        explicit Record(const std::vector<GoldenLine>& content) : lines(content) {}
         itcNDRSend& to_external(itcNDRSend& b) const override
         {
             visit(lines, Putter<itcNDRSend>(b));
@@ -175,7 +175,7 @@ private:
 /// Takes what the lines mean and compares: the values, and after each how far it was read.
 template <class Buffer> class Taker {
 public:
-    explicit Taker(Buffer& b) : b(b) {}
+    explicit Taker(Buffer& buffer) : b(buffer) {}
 
     void magic(const GoldenLine&) {} // nothing would have been read without
     void length(const GoldenLine& line) { EXPECT_EQ(b.raw_length(), valueOf<unsigned int>(line.value)); }
@@ -270,7 +270,7 @@ public:
 private:
     class Record : public itcXNDR {
     public:
-        explicit Record(const std::vector<GoldenLine>& lines) : lines(lines) {}
+        explicit Record(const std::vector<GoldenLine>& content) : lines(content) {}
         itcNDRReceive& to_internal(itcNDRReceive& b) override
         {
             visit(lines, Taker<itcNDRReceive>(b));

@@ -56,8 +56,8 @@ struct GoldenLine {
     std::string readAs; ///< The same, unless the sender's numbers cannot hold it.
     std::vector<GoldenLine> content;
 
-    GoldenLine(const std::string& text, unsigned int number, size_t offset)
-        : whole("line " + std::to_string(number) + ": " + text), offset(offset)
+    GoldenLine(const std::string& text, unsigned int number, size_t firstByte)
+        : whole("line " + std::to_string(number) + ": " + text), offset(firstByte)
     {
         const size_t bar = text.find('|');
         indent = text.find_first_not_of(' ', bar + 1);

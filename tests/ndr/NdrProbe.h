@@ -151,11 +151,11 @@ inline std::string frame(const std::string& ndr)
 class FormatCodes {
 public:
     FormatCodes() = default;
-    FormatCodes(int endian, int floats, int chars)
+    FormatCodes(int byteOrder, int floatFormat, int characterFormat)
     {
-        itcNDR::ndr_endian = endian;
-        itcNDR::ndr_float = floats;
-        itcNDR::ndr_char = chars;
+        itcNDR::ndr_endian = byteOrder;
+        itcNDR::ndr_float = floatFormat;
+        itcNDR::ndr_char = characterFormat;
     }
     ~FormatCodes()
     {

@@ -96,8 +96,8 @@ TYPED_TEST(NdrReceiveTake, FailsWithoutStorage)
 
 TYPED_TEST(NdrReceiveTake, FailsWithoutAPacket)
 {
-    for (const int size : {1, 32, 100}) {
-        OpenReceive b(size);
+    for (const int room : {1, 32, 100}) {
+        OpenReceive b(room);
         this->expectEndOfData(b);
     }
     OpenReceive grown;

@@ -16,10 +16,10 @@ class NdrReceiveTransaction : public testing::Test {
 protected:
     void expectNextValue(int expected)
     {
-        int value = 0;
+        int next = 0;
         b->severity = Success;
-        *b >> value;
-        EXPECT_EQ(value, expected);
+        *b >> next;
+        EXPECT_EQ(next, expected);
     }
     const std::unique_ptr<OpenReceive> b{packetWithTransaction()};
     int value = 0;

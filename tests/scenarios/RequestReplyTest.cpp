@@ -9,7 +9,7 @@ namespace {
 /// Answers each request on each connection with the number doubled and the text in brackets.
 class Server : public itcIOHandler {
 public:
-    explicit Server(itcConnection& listener) : listener(listener)
+    explicit Server(itcConnection& endpoint) : listener(endpoint)
     {
         dispatcher.link(&listener, nullptr, ReadMask, this);
     }

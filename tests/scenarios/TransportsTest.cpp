@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(, Transports, testing::ValuesIn(transportKinds), transp
 
 /// Does something while the dispatcher waits.
 struct Meanwhile : itcIOHandler {
-    explicit Meanwhile(std::function<void()> what) : what(std::move(what)) {}
+    explicit Meanwhile(std::function<void()> action) : what(std::move(action)) {}
     void timerExpired(long, long) override { what(); }
     std::function<void()> what;
 };

@@ -25,7 +25,7 @@ inline int mustWork(int result, const char* call)
 /// A descriptor that is closed in the end.
 class BareSocket {
 public:
-    explicit BareSocket(int fd = -1) : fd(fd) {}
+    explicit BareSocket(int ownedFd = -1) : fd(ownedFd) {}
     BareSocket(BareSocket&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
     BareSocket& operator=(BareSocket&& other) noexcept
     {
