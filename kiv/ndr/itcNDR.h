@@ -22,8 +22,8 @@ public:
 
 protected:
     itcNDR() = default;
-    itcNDR(const itcNDR&) = default;
-    itcNDR& operator=(const itcNDR&) = default;
+    itcNDR(const itcNDR&) = default;            ///< Copies the status.
+    itcNDR& operator=(const itcNDR&) = default; ///< Copies the status.
 };
 
 /// \name Floating-point conversions
