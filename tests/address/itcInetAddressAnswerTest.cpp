@@ -24,7 +24,7 @@ addrinfo* answerOf(const std::vector<const char*>& hosts)
         hints.ai_flags = AI_NUMERICHOST;
         hints.ai_socktype = SOCK_STREAM;
         addrinfo* entry = nullptr;
-        ::getaddrinfo(*host, "80", &hints, &entry);
+        EXPECT_EQ(::getaddrinfo(*host, "80", &hints, &entry), 0);
         entry->ai_next = list;
         list = entry;
     }

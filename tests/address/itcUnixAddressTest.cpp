@@ -290,7 +290,7 @@ protected:
         OsFaults::getaddrinfo().instead = [=](const char*, const char*, const addrinfo*, addrinfo** result) {
             addrinfo hints = {};
             hints.ai_socktype = SOCK_STREAM;
-            ::getaddrinfo("127.0.0.1", nullptr, &hints, result);
+            EXPECT_EQ(::getaddrinfo("127.0.0.1", nullptr, &hints, result), 0);
             (*result)->ai_addr = static_cast<sockaddr*>(const_cast<void*>(answer));
             (*result)->ai_addrlen = length;
             return 0;

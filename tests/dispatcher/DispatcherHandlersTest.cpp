@@ -16,9 +16,9 @@ protected:
     {
         handler.onEvery([result] { return result; });
     }
-    int cycleWith(std::vector<int> fds)
+    int cycleWith(const std::vector<int>& fds)
     {
-        select.readyFor(kind.mask, std::move(fds));
+        select.readyFor(kind.mask, fds);
         return cycle();
     }
     const Kind& kind = GetParam();

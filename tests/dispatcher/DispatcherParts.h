@@ -161,7 +161,7 @@ public:
     {
         answers.push_back({std::move(read), std::move(write), std::move(except), 0});
     }
-    void readyFor(itcDispatcherMask kind, std::vector<int> fds)
+    void readyFor(itcDispatcherMask kind, const std::vector<int>& fds)
     {
         const std::vector<int> none;
         ready(kind == ReadMask ? fds : none, kind == WriteMask ? fds : none, kind == ExceptMask ? fds : none);

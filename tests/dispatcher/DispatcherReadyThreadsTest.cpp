@@ -48,7 +48,7 @@ TEST_F(DispatcherReadyThreads, KeepsTheOrderOfEachThread)
                 notify(t * each + i, &receiver);
         }));
     }
-    while (receiver.results.size() < size_t{threads * each})
+    while (receiver.results.size() < size_t{threads} * each)
         dispatcher.dispatch(0.0); // while the others still append
     for (int t = 0; t < threads; ++t) {
         std::vector<int> own, expected(each);
