@@ -34,7 +34,7 @@ addrinfo* loopbackList()
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_NUMERICHOST;
     addrinfo* list = nullptr;
-    ::getaddrinfo("127.0.0.1", "80", &hints, &list);
+    EXPECT_EQ(::getaddrinfo("127.0.0.1", "80", &hints, &list), 0);
     return list;
 }
 

@@ -143,12 +143,12 @@ private:
     class Record : public itcXNDR {
     public:
         explicit Record(const std::vector<GoldenLine>& content) : lines(content) {}
-        itcNDRSend& to_external(itcNDRSend& b) const override
+        itcNDRSend& to_external(itcNDRSend& buffer) const override
         {
-            visit(lines, Putter<itcNDRSend>(b));
-            return b;
+            visit(lines, Putter<itcNDRSend>(buffer));
+            return buffer;
         }
-        itcNDRReceive& to_internal(itcNDRReceive& b) override { return b; }
+        itcNDRReceive& to_internal(itcNDRReceive& buffer) override { return buffer; }
 
     private:
         const std::vector<GoldenLine>& lines;
@@ -271,12 +271,12 @@ private:
     class Record : public itcXNDR {
     public:
         explicit Record(const std::vector<GoldenLine>& content) : lines(content) {}
-        itcNDRReceive& to_internal(itcNDRReceive& b) override
+        itcNDRReceive& to_internal(itcNDRReceive& buffer) override
         {
-            visit(lines, Taker<itcNDRReceive>(b));
-            return b;
+            visit(lines, Taker<itcNDRReceive>(buffer));
+            return buffer;
         }
-        itcNDRSend& to_external(itcNDRSend& b) const override { return b; }
+        itcNDRSend& to_external(itcNDRSend& buffer) const override { return buffer; }
 
     private:
         const std::vector<GoldenLine>& lines;

@@ -81,7 +81,7 @@ private:
         const size_t place = text.find(mark);
         if (place == std::string::npos)
             return {};
-        const std::string behind = text.substr(place + mark.size());
+        std::string behind = text.substr(place + mark.size());
         text.resize(place);
         return behind;
     }

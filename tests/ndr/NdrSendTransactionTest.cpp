@@ -5,7 +5,6 @@
 namespace {
 
 using namespace std::string_literals;
-using testing::IsEmpty;
 
 const std::string placeholder = bytes({0xFF, 0xFF, 0xFF, 0xFF});
 

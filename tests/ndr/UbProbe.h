@@ -64,7 +64,7 @@ public:
     ScriptedConnection& takesTheRest() { return add({Step::transfer, ~0U, {}}); }
     ScriptedConnection& gives(const std::string& bytes) { return add({Step::transfer, 0, bytes}); }
     ScriptedConnection& wouldBlock() { return add({Step::block, 0, {}}); }
-    ScriptedConnection& closes() { return add({Step::close, 0, {}}); }
+    ScriptedConnection& closes() { return add({Step::closing, 0, {}}); }
     ScriptedConnection& breaks() { return add({Step::fail, 0, {}}); }
 
     int InitRead() override
@@ -106,7 +106,7 @@ public:
 
 private:
     struct Step {
-        enum Kind { transfer, block, close, fail } kind;
+        enum Kind { transfer, block, closing, fail } kind;
         unsigned int count;
         std::string bytes;
     };
@@ -123,7 +123,7 @@ private:
         if (!script.empty())
             script.pop_front();
         switch (kind) {
-        case Step::close:
+        case Step::closing:
             clearStatus(*this);
             return 0;
         case Step::fail:

@@ -51,7 +51,7 @@ private:
 /// Accepts whenever the dispatcher says so. As hosts should, it stops listening for a while where that fails.
 class Accepting : public itcIOHandler {
 public:
-    Accepting(itcConnection& listener, bool comesBack) : listener(listener), comesBack(comesBack) { link(); }
+    Accepting(itcConnection& endpoint, bool again) : listener(endpoint), comesBack(again) { link(); }
 
     int inputReady(itcConnection*, char*) override
     {
