@@ -89,7 +89,7 @@ void itcNDRSend::extend_buffer(unsigned int pages)
     frameStart = alignedStart(fresh + headerSize) - headerSize;
     if (used != 0) {
         // Header area, label and values: their offsets, and so the gaps between them, stay.
-        std::memcpy(frameStart, oldFrame, used);
+        std::memcpy(frameStart, oldFrame, static_cast<size_t>(used));
         writePos = frameStart + used;
     } else {
         beginPacket();
