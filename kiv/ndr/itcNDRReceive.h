@@ -277,54 +277,18 @@ template <class Value> itcNDRReceive& itcNDRReceive::takeAligned(Value& value)
 ///
 /// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
 /// \{
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v)
-{
-    return b.takeByte(v);
-} ///< Not 0 is true.
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v)
-{
-    return b.takeByte(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v)
-{
-    return b.takeByte(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v)
-{
-    return b.takeByte(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v)
-{
-    return b.takeAligned(v);
-}
-KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v)
-{
-    return b.takeAligned(v);
-}
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, bool& v) { return b.takeByte(v); } ///< Not 0 is true.
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, signed char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned char& v) { return b.takeByte(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, short& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned short& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, int& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned int& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
+KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
 /// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the status was not
 /// clear before, also from an earlier take: test the status before texts. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`,
 /// Error).

@@ -228,54 +228,18 @@ inline itcNDRSend& itcNDRSend::noRoom()
 ///
 /// They are inline for speed. The library exports each as a symbol too, for hosts that link to it by name.
 /// \{
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v)
-{
-    return b.putByte(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v)
-{
-    return b.putByte(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v)
-{
-    return b.putByte(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v)
-{
-    return b.putByte(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v)
-{
-    return b.putAligned(v);
-}
-KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v)
-{
-    return b.putAligned(v);
-}
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, bool v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, signed char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned char v) { return b.putByte(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, short v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned short v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, int v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned int v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, float v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, double v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, long long v) { return b.putAligned(v); }
+KIV_EXPORT inline itcNDRSend& operator<<(itcNDRSend& b, unsigned long long v) { return b.putAligned(v); }
 /// Puts a zero-terminated text: its length with the zero as an `unsigned int`, then the bytes with the zero. A null
 /// text is not put: (`Itc_Ndr_No_Buffer_Provided`, Error).
 KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const char* text);
