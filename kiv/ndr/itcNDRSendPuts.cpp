@@ -29,7 +29,7 @@ template <class... Values> constexpr auto putsOf = std::make_tuple(static_cast<P
 /// Bytes to be put that may lie in the buffer itself.
 class itcNDRSend::OwnBytes {
 public:
-    OwnBytes(const itcNDRSend& b, const void* data) : data(static_cast<const char*>(data))
+    OwnBytes(const itcNDRSend& b, const void* bytes) : data(static_cast<const char*>(bytes))
     {
         const auto place = reinterpret_cast<std::uintptr_t>(data);
         const auto first = reinterpret_cast<std::uintptr_t>(b.frameStart);

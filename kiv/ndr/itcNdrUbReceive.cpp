@@ -8,7 +8,7 @@
 
 using namespace kiv;
 
-itcNdrUbReceive::itcNdrUbReceive(unsigned int tag) : tag(tag) { zeroTransfer(); }
+itcNdrUbReceive::itcNdrUbReceive(unsigned int startTag) : tag(startTag) { zeroTransfer(); }
 
 itcNdrUbReceive::itcNdrUbReceive(unsigned int startTag, unsigned int size)
     : itcNDRReceive(static_cast<int>(size)), tag(startTag)

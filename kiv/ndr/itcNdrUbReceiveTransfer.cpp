@@ -32,7 +32,7 @@ class itcNdrUbReceive::ConnectionSource {
 public:
     static constexpr bool givesAllOrFails = false;
 
-    explicit ConnectionSource(itcConnection& connection) : connection(connection) {}
+    explicit ConnectionSource(itcConnection& from) : connection(from) {}
 
     Piece read(char* to, unsigned int size)
     {
@@ -56,7 +56,7 @@ class itcNdrUbReceive::StreamSource {
 public:
     static constexpr bool givesAllOrFails = true;
 
-    explicit StreamSource(std::istream& stream) : stream(stream) {}
+    explicit StreamSource(std::istream& from) : stream(from) {}
 
     Piece read(char* to, unsigned int size)
     {

@@ -52,7 +52,7 @@ int tell(ICBKivReady* cb, int result, void* clientData);
 /// The steps, on one connection.
 class itcConnection::Steps {
 public:
-    Steps(itcConnection& connection, const kiv::StepTexts& texts) : c(connection), texts(texts) {}
+    Steps(itcConnection& connection, const kiv::StepTexts& ofOperation) : c(connection), texts(ofOperation) {}
 
     /// \name Sockets
     /// \{

@@ -22,8 +22,8 @@ public:
     static constexpr int notAtAll = 0;      ///< Take the lock only if nobody holds it.
 
     /// Waits for the lock for `patienceMs` milliseconds, or as one of the two constants says.
-    explicit AsyncLock(QRecursiveMutex& mutex, int patienceMs = withoutLimit)
-        : mutex(mutex), held(mutex.tryLock(patienceMs))
+    explicit AsyncLock(QRecursiveMutex& notifications, int patienceMs = withoutLimit)
+        : mutex(notifications), held(mutex.tryLock(patienceMs))
     {
         // Repeats the lock's ordering with an atomic: ThreadSanitizer does not see Qt's mutex and would report races.
         if (held)

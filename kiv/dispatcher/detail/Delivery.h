@@ -15,7 +15,7 @@ namespace kiv {
 /// one, and `outer` leads to the delivery around it. REQUIRES: the lock of the notifications is held.
 class Delivery {
 public:
-    explicit Delivery(itcAsyncFuncReady& record) : record(record), outer(innermost) { innermost = this; }
+    explicit Delivery(itcAsyncFuncReady& delivered) : record(delivered), outer(innermost) { innermost = this; }
     ~Delivery() { innermost = outer; }
     Delivery(const Delivery&) = delete;
     Delivery& operator=(const Delivery&) = delete;
