@@ -62,12 +62,10 @@ public:
     /// taken, and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning). All clear the status first,
     /// except skip().
     /// \{
-
-    /// As the operation of itcNDRReceive with the same name and arguments.
-    itcNdrUbReceive& extract(char* dst, unsigned int& len);
-    itcNdrUbReceive& extract(char*& dst, int cap, int& len);
-    itcNdrUbReceive& get_opaque(void*& dst, int cap, int& len);
-    itcNdrUbReceive& skip(int n);
+    itcNdrUbReceive& extract(char* dst, unsigned int& len);     ///< Takes bytes into the caller's area.
+    itcNdrUbReceive& extract(char*& dst, int cap, int& len);    ///< Takes an unaligned block, in a new array if needed.
+    itcNdrUbReceive& get_opaque(void*& dst, int cap, int& len); ///< Takes an aligned block, in a new array if needed.
+    itcNdrUbReceive& skip(int n);                               ///< Moves the read position.
     /// \}
 
 protected:
@@ -114,8 +112,6 @@ private:
 /// Each clears the status. In Complete each then does what the take of itcNDRReceive does. In any other state nothing
 /// is taken, and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 /// \{
-
-/// Takes one value of the type of the second argument.
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, bool& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, signed char& v);

@@ -82,8 +82,6 @@ private:
 /// Each clears the status. In Idle each then does what the put of itcNDRSend does. In any other state nothing is put,
 /// and the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 /// \{
-
-/// Puts one value of the type of the second argument.
 KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, bool v);
 KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, char v);
 KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, signed char v);
