@@ -50,7 +50,4 @@ int Acceptor::rest(const std::string& reason)
     return -1; // -1 unlinks the listener
 }
 
-void Acceptor::timerExpired(long /*sec*/, long /*usec*/)
-{
-    start();
-}
+void Acceptor::timerExpired(long /*sec*/, long /*usec*/) { start(); }

@@ -61,10 +61,7 @@ Agent& AgentTable::arrive(const std::string& name, const std::string& from)
     return agent;
 }
 
-Agent* AgentTable::connected(const std::string& name)
-{
-    return find(name, true);
-}
+Agent* AgentTable::connected(const std::string& name) { return find(name, true); }
 
 Agent* AgentTable::find(const std::string& name, bool connected)
 {

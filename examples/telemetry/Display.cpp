@@ -11,10 +11,7 @@
 
 namespace {
 
-double kilo(double value)
-{
-    return value / 1000;
-}
+double kilo(double value) { return value / 1000; }
 
 // The number of heartbeats and the age of the latest. They show whether the agent lives even if its connection is
 // stuck.
@@ -38,10 +35,7 @@ Display::Display(itcDispatcher& dispatcher, const AgentTable& shown, std::chrono
       startTime(std::chrono::steady_clock::now()), isTerminal(isatty(STDOUT_FILENO) == 1)
 {}
 
-void Display::start()
-{
-    refresh.start();
-}
+void Display::start() { refresh.start(); }
 
 void Display::refreshNow()
 {

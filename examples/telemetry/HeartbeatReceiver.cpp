@@ -8,10 +8,7 @@
 
 HeartbeatReceiver::HeartbeatReceiver(itcDispatcher& loop, AgentTable& agents) : dispatcher(loop), table(agents) {}
 
-HeartbeatReceiver::~HeartbeatReceiver()
-{
-    dispatcher.unlink(&endpoint, ReadMask);
-}
+HeartbeatReceiver::~HeartbeatReceiver() { dispatcher.unlink(&endpoint, ReadMask); }
 
 bool HeartbeatReceiver::listen(int port)
 {

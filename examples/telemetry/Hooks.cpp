@@ -12,15 +12,9 @@ bool traceIsOn = false;
 bool reportIsOn = false;
 
 // The library asks before it composes a text. A trace that is off therefore costs hardly anything.
-bool isOn(short flag)
-{
-    return (traceIsOn && flag == KivDebug::DBG_KIV) || (reportIsOn && flag == KivDebug::DBG_NFR);
-}
+bool isOn(short flag) { return (traceIsOn && flag == KivDebug::DBG_KIV) || (reportIsOn && flag == KivDebug::DBG_NFR); }
 
-void print(short /*flag*/, const char* text)
-{
-    std::fprintf(stderr, "%s\n", text);
-}
+void print(short /*flag*/, const char* text) { std::fprintf(stderr, "%s\n", text); }
 
 // A host that has its own flags registers the library's flags beside them. Here any three numbers are enough.
 short registerFlag(const char* /*component*/, const char* /*group*/, const char* /*name*/, const char* /*description*/)

@@ -9,10 +9,7 @@ itcMsgHdr headerOf(MessageKind kind, const std::string& agent)
     return {0, static_cast<itcMsgHdr::itcMsgType>(kind), agent.c_str(), "", 0, 0, 0, 0};
 }
 
-MessageKind kindOf(const itcMsgHdr& header)
-{
-    return static_cast<MessageKind>(header.type);
-}
+MessageKind kindOf(const itcMsgHdr& header) { return static_cast<MessageKind>(header.type); }
 
 std::string agentOf(const itcMsgHdr& header)
 {

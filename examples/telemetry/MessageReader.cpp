@@ -19,10 +19,7 @@ bool MessageReader::read(itcConnection& connection)
     return rxState == Complete;
 }
 
-bool MessageReader::hasPeerLeft() const
-{
-    return rxState == Disconnected && magicRemaining == sizeof magicBuf;
-}
+bool MessageReader::hasPeerLeft() const { return rxState == Disconnected && magicRemaining == sizeof magicBuf; }
 
 bool MessageReader::isInsideMessage() const
 {

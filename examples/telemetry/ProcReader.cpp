@@ -9,10 +9,7 @@
 
 namespace {
 
-void skipLine(std::istream& file)
-{
-    file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-}
+void skipLine(std::istream& file) { file.ignore(std::numeric_limits<std::streamsize>::max(), '\n'); }
 
 // A line of the file: "MemTotal: 4028432 kB".
 double memoryPercent()

@@ -25,7 +25,4 @@ void stopOnSignals()
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool stopRequested()
-{
-    return stopFlag != 0;
-}
+bool stopRequested() { return stopFlag != 0; }

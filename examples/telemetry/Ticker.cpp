@@ -19,10 +19,7 @@ void Ticker::start()
     dispatcher.startTimer(static_cast<long>(micros / 1000000), static_cast<long>(micros % 1000000), this);
 }
 
-void Ticker::stop()
-{
-    dispatcher.stopTimer(this);
-}
+void Ticker::stop() { dispatcher.stopTimer(this); }
 
 void Ticker::timerExpired(long /*sec*/, long /*usec*/)
 {

@@ -67,10 +67,7 @@ void addOptions(CLI::App& app, Options& options)
         });
 }
 
-double secondsUntil(Clock::time_point end)
-{
-    return std::chrono::duration<double>(end - Clock::now()).count();
-}
+double secondsUntil(Clock::time_point end) { return std::chrono::duration<double>(end - Clock::now()).count(); }
 
 void sample(itcDispatcher& dispatcher, SampleSender& sender, double durationSeconds)
 {

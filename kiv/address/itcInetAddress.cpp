@@ -70,30 +70,15 @@ int socketTypeOf(int protocol)
 
 } // namespace
 
-itcInetAddress::itcInetAddress()
-{
-    lookup(nullptr, 0, 0);
-}
+itcInetAddress::itcInetAddress() { lookup(nullptr, 0, 0); }
 
-itcInetAddress::itcInetAddress(int port)
-{
-    lookup(nullptr, port, 0);
-}
+itcInetAddress::itcInetAddress(int port) { lookup(nullptr, port, 0); }
 
-itcInetAddress::itcInetAddress(const char* host, int port)
-{
-    lookup(host, port, 0);
-}
+itcInetAddress::itcInetAddress(const char* host, int port) { lookup(host, port, 0); }
 
-itcInetAddress::itcInetAddress(const char* host, int port, int protocol)
-{
-    lookup(host, port, protocol);
-}
+itcInetAddress::itcInetAddress(const char* host, int port, int protocol) { lookup(host, port, protocol); }
 
-itcInetAddress::itcInetAddress(const char* host, const char* service, int protocol)
-{
-    lookup(host, service, protocol);
-}
+itcInetAddress::itcInetAddress(const char* host, const char* service, int protocol) { lookup(host, service, protocol); }
 
 itcInetAddress::itcInetAddress(const sockaddr_storage& systemAddress)
 {

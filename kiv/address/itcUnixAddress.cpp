@@ -64,15 +64,9 @@ bool addressFrom(int returnCode, const addrinfo* answer, const char* path, socka
 const int itcUnixAddress::Max_SockUnix_Pathlen; // makes the symbol: the declaration in the class makes none
 const char* const itcUnixAddress::Temp = temporaryMark;
 
-itcUnixAddress::itcUnixAddress()
-{
-    setStatus(status, Itc_Tp_No_Path_Given, Warning);
-}
+itcUnixAddress::itcUnixAddress() { setStatus(status, Itc_Tp_No_Path_Given, Warning); }
 
-itcUnixAddress::itcUnixAddress(const char* path)
-{
-    set(path);
-}
+itcUnixAddress::itcUnixAddress(const char* path) { set(path); }
 
 // A path that is too long does not end the function at once: the resolver is asked, and the attempt is traced. If the
 // resolver gives an address for this path, the address is stored, but the status remains an Error.

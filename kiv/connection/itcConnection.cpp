@@ -24,10 +24,7 @@ constexpr StepTexts noTexts = {};
 
 itcConnection::itcConnection() : itcConnection(-1, ItcTypeUnspecified) {}
 
-itcConnection::itcConnection(ConnOptions opt) : itcConnection()
-{
-    connOptions = opt;
-}
+itcConnection::itcConnection(ConnOptions opt) : itcConnection() { connOptions = opt; }
 
 itcConnection::itcConnection(int fd, ConnType type)
     : td(fd), connOptions(ItcBlocking), connType(type), connState(fd >= 0 ? ItcStateConnected : ItcStateClosed),
@@ -45,20 +42,11 @@ itcConnection::~itcConnection()
         itcConnection::Close();
 }
 
-int itcConnection::ReadDescriptor() const
-{
-    return td;
-}
+int itcConnection::ReadDescriptor() const { return td; }
 
-int itcConnection::WriteDescriptor() const
-{
-    return td;
-}
+int itcConnection::WriteDescriptor() const { return td; }
 
-int itcConnection::ExceptDescriptor() const
-{
-    return td;
-}
+int itcConnection::ExceptDescriptor() const { return td; }
 
 int itcConnection::Pending()
 {
@@ -74,10 +62,7 @@ int itcConnection::Pending()
     return n;
 }
 
-int itcConnection::InitRead()
-{
-    return 0;
-}
+int itcConnection::InitRead() { return 0; }
 
 bool itcConnection::SetOption(ConnOptions opt)
 {
@@ -96,10 +81,7 @@ bool itcConnection::SetOption(ConnOptions opt)
     return true;
 }
 
-int itcConnection::AcceptConnection(itcConnection**, ICBKivReady*, void*)
-{
-    return 0;
-}
+int itcConnection::AcceptConnection(itcConnection**, ICBKivReady*, void*) { return 0; }
 
 bool itcConnection::Close()
 {
@@ -129,49 +111,22 @@ bool itcConnection::Shutdown(OS_shutdown_mode how)
     return true;
 }
 
-int itcConnection::flush()
-{
-    return 0;
-}
+int itcConnection::flush() { return 0; }
 
-int itcConnection::flush(unsigned int n)
-{
-    return static_cast<int>(n);
-}
+int itcConnection::flush(unsigned int n) { return static_cast<int>(n); }
 
 void itcConnection::reset() {}
 
-int itcConnection::empty()
-{
-    return 0;
-}
+int itcConnection::empty() { return 0; }
 
-int itcConnection::items()
-{
-    return 0;
-}
+int itcConnection::items() { return 0; }
 
-int itcConnection::bytes()
-{
-    return 0;
-}
+int itcConnection::bytes() { return 0; }
 
-int itcConnection::getConnectionCount()
-{
-    return __atomic_load_n(&currentConns, __ATOMIC_SEQ_CST);
-}
+int itcConnection::getConnectionCount() { return __atomic_load_n(&currentConns, __ATOMIC_SEQ_CST); }
 
-void itcConnection::incConnCount()
-{
-    __atomic_fetch_add(&currentConns, 1, __ATOMIC_SEQ_CST);
-}
+void itcConnection::incConnCount() { __atomic_fetch_add(&currentConns, 1, __ATOMIC_SEQ_CST); }
 
-void itcConnection::decConnCount()
-{
-    __atomic_fetch_sub(&currentConns, 1, __ATOMIC_SEQ_CST);
-}
+void itcConnection::decConnCount() { __atomic_fetch_sub(&currentConns, 1, __ATOMIC_SEQ_CST); }
 
-bool itcConnection::hasMaxConnCount()
-{
-    return maxConns >= 1 && getConnectionCount() >= maxConns;
-}
+bool itcConnection::hasMaxConnCount() { return maxConns >= 1 && getConnectionCount() >= maxConns; }

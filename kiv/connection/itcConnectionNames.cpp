@@ -26,25 +26,13 @@ std::string textOf(const itcInetAddress& address)
 
 } // namespace
 
-int itcConnection::GetPeername(itcInetAddress&)
-{
-    return 0;
-}
+int itcConnection::GetPeername(itcInetAddress&) { return 0; }
 
-int itcConnection::GetSockname(itcInetAddress&)
-{
-    return 0;
-}
+int itcConnection::GetSockname(itcInetAddress&) { return 0; }
 
-int itcConnection::GetPeerNameResolutionErr() const
-{
-    return OS_getLastError();
-}
+int itcConnection::GetPeerNameResolutionErr() const { return OS_getLastError(); }
 
-int itcConnection::GetSockNameResolutionErr() const
-{
-    return OS_getLastError();
-}
+int itcConnection::GetSockNameResolutionErr() const { return OS_getLastError(); }
 
 // The address forms record their outcome in the status. The object changes although it looks constant here.
 std::string itcConnection::GetPeername() const

@@ -51,15 +51,9 @@ constexpr NameQuery ownName = {OS_getsockname, "itcInetSockDgram::GetSockname() 
 
 } // namespace
 
-itcInetSockDgram::itcInetSockDgram()
-{
-    makeBuffer();
-}
+itcInetSockDgram::itcInetSockDgram() { makeBuffer(); }
 
-itcInetSockDgram::itcInetSockDgram(int fd, ConnType type) : itcNetConnection(fd, type)
-{
-    makeBuffer();
-}
+itcInetSockDgram::itcInetSockDgram(int fd, ConnType type) : itcNetConnection(fd, type) { makeBuffer(); }
 
 itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
 {
@@ -69,10 +63,7 @@ itcInetSockDgram::itcInetSockDgram(itcInetAddress& local)
                       steps.bindInternet(local.address) && steps.becomeBound());
 }
 
-itcInetSockDgram::~itcInetSockDgram()
-{
-    delete[] recvBuffer;
-}
+itcInetSockDgram::~itcInetSockDgram() { delete[] recvBuffer; }
 
 // Without memory for the buffer the object exists all the same. Every receive then fails with ENOMEM.
 void itcInetSockDgram::makeBuffer()
@@ -182,10 +173,7 @@ int itcInetSockDgram::GetPeername(itcInetAddress& addr)
     return 1;
 }
 
-int itcInetSockDgram::GetSockname(itcInetAddress& addr)
-{
-    return Steps(*this, noTexts).askForName(ownName, addr);
-}
+int itcInetSockDgram::GetSockname(itcInetAddress& addr) { return Steps(*this, noTexts).askForName(ownName, addr); }
 
 bool itcInetSockDgram::setTcpNodelay(bool)
 {

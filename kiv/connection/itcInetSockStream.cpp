@@ -96,12 +96,6 @@ int itcInetSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, vo
     return tell(cb, steps.handOut(new (std::nothrow) itcInetSockStream(fd, ItcTypeConnection), fd, out), clientData);
 }
 
-int itcInetSockStream::GetPeername(itcInetAddress& addr)
-{
-    return Steps(*this, noTexts).askForName(peerName, addr);
-}
+int itcInetSockStream::GetPeername(itcInetAddress& addr) { return Steps(*this, noTexts).askForName(peerName, addr); }
 
-int itcInetSockStream::GetSockname(itcInetAddress& addr)
-{
-    return Steps(*this, noTexts).askForName(ownName, addr);
-}
+int itcInetSockStream::GetSockname(itcInetAddress& addr) { return Steps(*this, noTexts).askForName(ownName, addr); }

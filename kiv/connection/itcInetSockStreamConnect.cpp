@@ -32,22 +32,13 @@ constexpr StepTexts blockingTexts = {
 };
 
 // The flag is written by a signal handler, which may run at any moment.
-void setIntrFlag(int value)
-{
-    __atomic_store_n(&itcInetSockStream::intrFlag, value, __ATOMIC_RELAXED);
-}
+void setIntrFlag(int value) { __atomic_store_n(&itcInetSockStream::intrFlag, value, __ATOMIC_RELAXED); }
 
-int getIntrFlag()
-{
-    return __atomic_load_n(&itcInetSockStream::intrFlag, __ATOMIC_RELAXED);
-}
+int getIntrFlag() { return __atomic_load_n(&itcInetSockStream::intrFlag, __ATOMIC_RELAXED); }
 
 } // namespace
 
-void itcInetSockStream::alrmSigHdl(int)
-{
-    setIntrFlag(1);
-}
+void itcInetSockStream::alrmSigHdl(int) { setIntrFlag(1); }
 
 void itcInetSockStream::setConnTimeout(unsigned int ms)
 {

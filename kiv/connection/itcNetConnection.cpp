@@ -12,7 +12,4 @@ bool itcNetConnection::setTcpNodelay(bool on)
     return OS_setsockopt(td, IPPROTO_TCP, TCP_NODELAY, &value, sizeof value) == 0;
 }
 
-const char* itcNetConnection::getCipherSuite() const
-{
-    return "none";
-}
+const char* itcNetConnection::getCipherSuite() const { return "none"; }

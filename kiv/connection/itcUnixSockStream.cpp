@@ -54,10 +54,7 @@ int askForPath(itcStatus& status, int td, int (*call)(int, sockaddr*, socklen_t*
 }
 
 // \return an empty text for null.
-std::string textOf(const char* path)
-{
-    return path != nullptr ? path : "";
-}
+std::string textOf(const char* path) { return path != nullptr ? path : ""; }
 
 } // namespace
 
@@ -123,10 +120,7 @@ int itcUnixSockStream::OpenConnection(itcUnixAddress& addr, ICBKivReady* cb, voi
     return tell(cb, OpenConnNormal(addr), clientData);
 }
 
-int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr)
-{
-    return OpenConn(addr);
-}
+int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr) { return OpenConn(addr); }
 
 // One would expect the state to become Connected. The state stays what it was: Closed, or Bound. Nothing therefore
 // stops a second connect on a connected client. The system refuses that connect, and the first connection is closed.

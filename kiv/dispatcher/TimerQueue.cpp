@@ -18,10 +18,7 @@ TimerQueue::~TimerQueue()
         delete std::exchange(head, head->next);
 }
 
-bool TimerQueue::insert(timeval when, itcIOHandler* handler)
-{
-    return insert(when, when, handler);
-}
+bool TimerQueue::insert(timeval when, itcIOHandler* handler) { return insert(when, when, handler); }
 
 bool TimerQueue::insert(timeval when, timeval interval, itcIOHandler* handler)
 {

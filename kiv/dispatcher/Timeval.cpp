@@ -52,17 +52,8 @@ timeval operator-(timeval a, timeval b)
     return difference;
 }
 
-bool operator>(timeval a, timeval b)
-{
-    return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_usec > b.tv_usec);
-}
+bool operator>(timeval a, timeval b) { return a.tv_sec > b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_usec > b.tv_usec); }
 
-bool operator<(timeval a, timeval b)
-{
-    return b > a;
-}
+bool operator<(timeval a, timeval b) { return b > a; }
 
-bool operator==(timeval a, timeval b)
-{
-    return a.tv_sec == b.tv_sec && a.tv_usec == b.tv_usec;
-}
+bool operator==(timeval a, timeval b) { return a.tv_sec == b.tv_sec && a.tv_usec == b.tv_usec; }

@@ -99,10 +99,7 @@ itcDispatcher* itcDispatcher::instance()
     return _instance;
 }
 
-void itcDispatcher::instance(itcDispatcher* d)
-{
-    _instance = d;
-}
+void itcDispatcher::instance(itcDispatcher* d) { _instance = d; }
 
 // One would expect each kind to ask its own set for the index. All kinds ask readMask: a descriptor has one index,
 // which the three sets and all tables share. A platform that maps descriptors keeps its mapping in this one set.

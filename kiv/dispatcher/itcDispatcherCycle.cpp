@@ -225,15 +225,9 @@ timeval* itcDispatcher::calculateTimeout(timeval* timeout, timeval& local, std::
 
 // A slot with a read handler can be without a connection: attach() was given none, or a later attach() of another kind
 // was given none. Such a slot holds no bytes.
-int itcDispatcher::bufferedBytes(int fd) const
-{
-    return connections[fd] != nullptr ? connections[fd]->bytes() : 0;
-}
+int itcDispatcher::bufferedBytes(int fd) const { return connections[fd] != nullptr ? connections[fd]->bytes() : 0; }
 
-bool itcDispatcher::anyReady()
-{
-    return !readyRead->empty() || !readyWrite->empty() || !readyExcept->empty();
-}
+bool itcDispatcher::anyReady() { return !readyRead->empty() || !readyWrite->empty() || !readyExcept->empty(); }
 
 void itcDispatcher::fillMask(int& n, FdMask& m, const std::vector<int>& fds)
 {

@@ -42,10 +42,7 @@ std::atomic<bool> notificationAnnounced;
 //   The next drain that gets the lock finds them.
 //
 // Nobody may look into the queue without the lock: that would be a data race with the threads that append.
-int patienceOfADrain()
-{
-    return notificationAnnounced ? AsyncLock::withoutLimit : AsyncLock::notAtAll;
-}
+int patienceOfADrain() { return notificationAnnounced ? AsyncLock::withoutLimit : AsyncLock::notAtAll; }
 
 } // namespace
 
@@ -58,10 +55,7 @@ try {
 } catch (const std::bad_alloc&) { // the receiver stays unknown: notifications for it are dropped
 }
 
-void itcDispatcher::deregisterICBKivReady(ICBKivReady* r)
-{
-    forgetReceiver(r);
-}
+void itcDispatcher::deregisterICBKivReady(ICBKivReady* r) { forgetReceiver(r); }
 
 void itcDispatcher::forgetReceiver(ICBKivReady* r)
 {

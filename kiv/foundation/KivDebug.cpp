@@ -6,15 +6,9 @@
 
 namespace {
 
-bool everyFlagIsOff(short)
-{
-    return false;
-}
+bool everyFlagIsOff(short) { return false; }
 
-short nothingIsRegistered(const char*, const char*, const char*, const char*)
-{
-    return -1;
-}
+short nothingIsRegistered(const char*, const char*, const char*, const char*) { return -1; }
 
 // Reads the registration hook from the global before each call: a hook may install another hook.
 short registerInCommunication(const char* name, const char* description)
@@ -46,9 +40,6 @@ void initKivDebugPrint(PrintHook print, CheckHook check, RegisterHook registerFl
     DBG_SSL = registerInCommunication("SSL", "debug information from OpenSSL");
 }
 
-void initKivErrorPrint(ErrorHook errorPrint)
-{
-    pKivErrorPrint = errorPrint;
-}
+void initKivErrorPrint(ErrorHook errorPrint) { pKivErrorPrint = errorPrint; }
 
 } // namespace KivDebug

@@ -7,10 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-int OS_getLastError()
-{
-    return errno;
-}
+int OS_getLastError() { return errno; }
 
 const char* OS_getStrError(int errorNumber, char* buffer, size_t size)
 {
@@ -26,7 +23,4 @@ const char* OS_getStrError(int errorNumber, char* buffer, size_t size)
     return buffer;
 }
 
-char* OS_strerror(...)
-{
-    return nullptr;
-}
+char* OS_strerror(...) { return nullptr; }

@@ -8,27 +8,15 @@
 
 namespace {
 
-constexpr size_t atLeastOne(size_t size)
-{
-    return std::max<size_t>(size, 1);
-}
+constexpr size_t atLeastOne(size_t size) { return std::max<size_t>(size, 1); }
 
 } // namespace
 
-void* OS_malloc(size_t size)
-{
-    return std::malloc(atLeastOne(size));
-}
+void* OS_malloc(size_t size) { return std::malloc(atLeastOne(size)); }
 
-void* OS_calloc(size_t count, size_t size)
-{
-    return std::calloc(atLeastOne(count), atLeastOne(size));
-}
+void* OS_calloc(size_t count, size_t size) { return std::calloc(atLeastOne(count), atLeastOne(size)); }
 
-void* OS_realloc(void* pointer, size_t size)
-{
-    return std::realloc(pointer, atLeastOne(size));
-}
+void* OS_realloc(void* pointer, size_t size) { return std::realloc(pointer, atLeastOne(size)); }
 
 void OS_free(void* pointer)
 {

@@ -60,10 +60,7 @@ struct Endpoint {
     }
 };
 
-const char* textOrEmpty(const char* text)
-{
-    return text != nullptr ? text : "";
-}
+const char* textOrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
 // The text in a caller's buffer. A null buffer, or a buffer without a terminating zero, gives an empty text.
 const char* bufferText(const char* buffer, socklen_t size)

@@ -12,47 +12,23 @@
 
 namespace {
 
-int setNonBlockingFlag(int fd, int on)
-{
-    return ::ioctl(fd, FIONBIO, &on) >= 0 ? 1 : 0;
-}
+int setNonBlockingFlag(int fd, int on) { return ::ioctl(fd, FIONBIO, &on) >= 0 ? 1 : 0; }
 
 } // namespace
 
-int OS_socket(int family, int type, int protocol)
-{
-    return ::socket(family, type, protocol);
-}
+int OS_socket(int family, int type, int protocol) { return ::socket(family, type, protocol); }
 
-int OS_bind(int fd, const sockaddr* address, socklen_t length)
-{
-    return ::bind(fd, address, length);
-}
+int OS_bind(int fd, const sockaddr* address, socklen_t length) { return ::bind(fd, address, length); }
 
-int OS_connect(int fd, const sockaddr* address, socklen_t length)
-{
-    return ::connect(fd, address, length);
-}
+int OS_connect(int fd, const sockaddr* address, socklen_t length) { return ::connect(fd, address, length); }
 
-int OS_listen(int fd, int backlog)
-{
-    return ::listen(fd, backlog);
-}
+int OS_listen(int fd, int backlog) { return ::listen(fd, backlog); }
 
-int OS_accept(int fd, sockaddr* address, socklen_t* length)
-{
-    return ::accept(fd, address, length);
-}
+int OS_accept(int fd, sockaddr* address, socklen_t* length) { return ::accept(fd, address, length); }
 
-int OS_getsockname(int fd, sockaddr* address, socklen_t* length)
-{
-    return ::getsockname(fd, address, length);
-}
+int OS_getsockname(int fd, sockaddr* address, socklen_t* length) { return ::getsockname(fd, address, length); }
 
-int OS_getpeername(int fd, sockaddr* address, socklen_t* length)
-{
-    return ::getpeername(fd, address, length);
-}
+int OS_getpeername(int fd, sockaddr* address, socklen_t* length) { return ::getpeername(fd, address, length); }
 
 int OS_getsockopt(int fd, int level, int option, void* value, socklen_t* length)
 {
@@ -64,10 +40,7 @@ int OS_setsockopt(int fd, int level, int option, const void* value, socklen_t le
     return ::setsockopt(fd, level, option, value, length);
 }
 
-ssize_t OS_send(int fd, const void* buffer, size_t length, int flags)
-{
-    return ::send(fd, buffer, length, flags);
-}
+ssize_t OS_send(int fd, const void* buffer, size_t length, int flags) { return ::send(fd, buffer, length, flags); }
 
 ssize_t OS_sendto(int fd, const void* buffer, size_t length, int flags, const sockaddr* address,
                   socklen_t addressLength)
@@ -75,70 +48,37 @@ ssize_t OS_sendto(int fd, const void* buffer, size_t length, int flags, const so
     return ::sendto(fd, buffer, length, flags, address, addressLength);
 }
 
-ssize_t OS_recv(int fd, void* buffer, size_t length)
-{
-    return ::read(fd, buffer, length);
-}
+ssize_t OS_recv(int fd, void* buffer, size_t length) { return ::read(fd, buffer, length); }
 
 ssize_t OS_recvfrom(int fd, void* buffer, size_t length, int flags, sockaddr* address, socklen_t* addressLength)
 {
     return ::recvfrom(fd, buffer, length, flags, address, addressLength);
 }
 
-int OS_shutdown(int fd, OS_shutdown_mode how)
-{
-    return ::shutdown(fd, how);
-}
+int OS_shutdown(int fd, OS_shutdown_mode how) { return ::shutdown(fd, how); }
 
-int OS_closesocket(int fd)
-{
-    return ::close(fd);
-}
+int OS_closesocket(int fd) { return ::close(fd); }
 
 int OS_select(int nfds, fd_set* readSet, fd_set* writeSet, fd_set* exceptSet, timeval* timeout)
 {
     return ::select(nfds, readSet, writeSet, exceptSet, timeout);
 }
 
-int OS_ioctl(int fd, unsigned long request, void* argument)
-{
-    return ::ioctl(fd, request, argument);
-}
+int OS_ioctl(int fd, unsigned long request, void* argument) { return ::ioctl(fd, request, argument); }
 
-int OS_fcntl(int fd, int command, long argument)
-{
-    return ::fcntl(fd, command, argument);
-}
+int OS_fcntl(int fd, int command, long argument) { return ::fcntl(fd, command, argument); }
 
-int OS_setNonBlocking(int fd)
-{
-    return setNonBlockingFlag(fd, 1);
-}
+int OS_setNonBlocking(int fd) { return setNonBlockingFlag(fd, 1); }
 
-int OS_setBlocking(int fd)
-{
-    return setNonBlockingFlag(fd, 0);
-}
+int OS_setBlocking(int fd) { return setNonBlockingFlag(fd, 0); }
 
-int OS_ftruncate(int fd, int64_t length)
-{
-    return ::ftruncate64(fd, length);
-}
+int OS_ftruncate(int fd, int64_t length) { return ::ftruncate64(fd, length); }
 
-int OS_truncate(const char* path, int64_t length)
-{
-    return ::truncate64(path, length);
-}
+int OS_truncate(const char* path, int64_t length) { return ::truncate64(path, length); }
 
-int OS_gethostname(char* name, size_t length)
-{
-    return ::gethostname(name, length);
-}
+int OS_gethostname(char* name, size_t length) { return ::gethostname(name, length); }
 
-int OS_getdomainname(char* name, size_t length)
-{
-    return ::getdomainname(name, length);
-}
+int OS_getdomainname(char* name, size_t length) { return ::getdomainname(name, length); }
 
 int OS_availablefds()
 {

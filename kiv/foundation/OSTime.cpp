@@ -20,35 +20,17 @@ timeval uptimeStart{}; // all zero: OS_getuptime() has not succeeded yet
 
 } // namespace
 
-int OS_gettimeofday(timeval* tv, void* timezone)
-{
-    return ::gettimeofday(tv, timezone);
-}
+int OS_gettimeofday(timeval* tv, void* timezone) { return ::gettimeofday(tv, timezone); }
 
-int OS_settimeofday(const timeval* tv, const struct timezone* timezone)
-{
-    return ::settimeofday(tv, timezone);
-}
+int OS_settimeofday(const timeval* tv, const struct timezone* timezone) { return ::settimeofday(tv, timezone); }
 
-int OS_adjtime(const timeval* delta, timeval* oldDelta)
-{
-    return ::adjtime(delta, oldDelta);
-}
+int OS_adjtime(const timeval* delta, timeval* oldDelta) { return ::adjtime(delta, oldDelta); }
 
-int OS_getitimer(int which, itimerval* value)
-{
-    return ::getitimer(which, value);
-}
+int OS_getitimer(int which, itimerval* value) { return ::getitimer(which, value); }
 
-int OS_setitimer(int which, const itimerval* value, itimerval* oldValue)
-{
-    return ::setitimer(which, value, oldValue);
-}
+int OS_setitimer(int which, const itimerval* value, itimerval* oldValue) { return ::setitimer(which, value, oldValue); }
 
-clock_t OS_times(tms* buffer)
-{
-    return ::times(buffer);
-}
+clock_t OS_times(tms* buffer) { return ::times(buffer); }
 
 int OS_getuptime(timeval* tv)
 {

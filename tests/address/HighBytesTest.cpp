@@ -37,10 +37,7 @@ struct HighAddress {
     int isBroadcast;
 };
 
-void PrintTo(const HighAddress& address, std::ostream* out)
-{
-    *out << address.text;
-}
+void PrintTo(const HighAddress& address, std::ostream* out) { *out << address.text; }
 
 class HighOctets : public testing::TestWithParam<HighAddress> {};
 

@@ -135,10 +135,7 @@ TEST_P(InetAddressText, IsAskedForWithTheLengthOfTheFamily)
     EXPECT_THAT(OsFaults::getnameinfo().askedArgument<1>(), ElementsAre(110, 28, 16, 16, 16));
 }
 
-TEST_P(InetAddressText, OfAnAddressOfNoFamilyIsEmpty)
-{
-    EXPECT_STREQ(textOf(itcInetAddress(sockaddr_storage{})), "");
-}
+TEST_P(InetAddressText, OfAnAddressOfNoFamilyIsEmpty) { EXPECT_STREQ(textOf(itcInetAddress(sockaddr_storage{})), ""); }
 
 INSTANTIATE_TEST_SUITE_P(, InetAddressText,
                          testing::Values(NameText{"Name", &itcInetAddress::hostname, 0},

@@ -24,10 +24,7 @@ static_assert(std::is_same_v<decltype(itcInetAddress::isAny), int> &&
 
 namespace {
 
-bool sameBytes(const sockaddr_storage& a, const sockaddr_storage& b)
-{
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
+bool sameBytes(const sockaddr_storage& a, const sockaddr_storage& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 struct Flags {
     const char* name;
@@ -116,15 +113,9 @@ TEST(InetAddressFromTheSystem, AsksNoResolver)
     EXPECT_EQ(OsFaults::getnameinfo().calls(), 0);
 }
 
-TEST_P(InetAddressFlags, OfAnAddressFromTheSystem)
-{
-    expectFlags(itcInetAddress(socketAddress(GetParam().text, 80)));
-}
+TEST_P(InetAddressFlags, OfAnAddressFromTheSystem) { expectFlags(itcInetAddress(socketAddress(GetParam().text, 80))); }
 
-TEST_P(InetAddressFlags, OfAnAddressLookedUp)
-{
-    expectFlags(itcInetAddress(GetParam().text, 80));
-}
+TEST_P(InetAddressFlags, OfAnAddressLookedUp) { expectFlags(itcInetAddress(GetParam().text, 80)); }
 
 INSTANTIATE_TEST_SUITE_P(, InetAddressFlags, testing::ValuesIn(flags),
                          [](const auto& tested) { return tested.param.name; });

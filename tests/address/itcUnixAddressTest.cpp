@@ -26,10 +26,7 @@ namespace {
 
 using testing::SizeIs;
 
-std::string pathOf(size_t length)
-{
-    return "/" + std::string(length - 1, 'p');
-}
+std::string pathOf(size_t length) { return "/" + std::string(length - 1, 'p'); }
 
 const sockaddr_un& stored(const itcUnixAddress& address)
 {
@@ -105,10 +102,7 @@ TEST(UnixAddressWithoutPath, AsksNoResolver)
     EXPECT_EQ(OsFaults::getaddrinfo().calls(), 0);
 }
 
-TEST(UnixAddress, HoldsTheGivenPath)
-{
-    expectPath(itcUnixAddress("/run/some.socket"), "/run/some.socket");
-}
+TEST(UnixAddress, HoldsTheGivenPath) { expectPath(itcUnixAddress("/run/some.socket"), "/run/some.socket"); }
 
 TEST(UnixAddress, IsSetAnew)
 {

@@ -13,10 +13,7 @@
 
 namespace {
 
-itcInetAddress someAddress()
-{
-    return itcInetAddress(socketAddress("127.0.0.1", 4711));
-}
+itcInetAddress someAddress() { return itcInetAddress(socketAddress("127.0.0.1", 4711)); }
 
 TEST(ConnectionDefaults, ShowsItsOneDescriptorForEveryInterest)
 {

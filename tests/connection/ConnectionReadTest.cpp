@@ -18,10 +18,7 @@ void expectNothingCounted(const OpenedConnection& connection)
     EXPECT_EQ(connection.readByteCount, 0u);
 }
 
-ssize_t oneByteAtATime(int fd, void* buffer, size_t)
-{
-    return ::read(fd, buffer, 1);
-}
+ssize_t oneByteAtATime(int fd, void* buffer, size_t) { return ::read(fd, buffer, 1); }
 
 // Every mode but the strict one reads alike, a stored number without a meaning included.
 class ConnectionRead : public testing::TestWithParam<int> {

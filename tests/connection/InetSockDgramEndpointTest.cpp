@@ -34,10 +34,7 @@ const Way ways[] = {
      "itcInetSockDgram::CreateEndpoint() OS_bind() call failed. errno = 98"},
 };
 
-void PrintTo(const Way& way, std::ostream* out)
-{
-    *out << way.name;
-}
+void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 
 class InetSockDgramBinding : public testing::TestWithParam<std::tuple<Loopback, Way>> {
 protected:

@@ -145,10 +145,7 @@ const DatagramName datagramNames[] = {
      "itcInetSockDgram::GetSockname() OS_getsockname() call failed", Itc_Tp_Getsockname_Call_Failed},
 };
 
-void PrintTo(const DatagramName& name, std::ostream* out)
-{
-    *out << name.operation;
-}
+void PrintTo(const DatagramName& name, std::ostream* out) { *out << name.operation; }
 
 class InetSockDgramNames : public testing::TestWithParam<DatagramName> {
 protected:

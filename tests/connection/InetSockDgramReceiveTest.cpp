@@ -14,10 +14,7 @@ INSTANTIATE_TEST_SUITE_P(Loopback, InetSockDgramReceive, testing::ValuesIn(loopb
 
 const sockaddr_storage nobody = {};
 
-void expectNobody(const sockaddr_storage& peer)
-{
-    EXPECT_EQ(std::memcmp(&peer, &nobody, sizeof nobody), 0);
-}
+void expectNobody(const sockaddr_storage& peer) { EXPECT_EQ(std::memcmp(&peer, &nobody, sizeof nobody), 0); }
 
 TEST_P(InetSockDgramReceive, TakesAtMost512BytesAndLosesTheRest)
 {

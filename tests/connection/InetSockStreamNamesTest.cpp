@@ -28,10 +28,7 @@ const Name names[] = {
      "itcInetSockStream::GetSockname() OS_getsockname() call failed"},
 };
 
-void PrintTo(const Name& name, std::ostream* out)
-{
-    *out << name.operation;
-}
+void PrintTo(const Name& name, std::ostream* out) { *out << name.operation; }
 
 class InetSockStreamNames : public testing::TestWithParam<std::tuple<Name, Loopback>> {
 protected:

@@ -55,10 +55,7 @@ TEST_P(InetSockStreamOptions, ReportARefusalOfNodelayByTheResultAlone)
     EXPECT_EQ(hooks.checks(), 0);
 }
 
-TEST_P(InetSockStreamOptions, CarryNoCipher)
-{
-    EXPECT_STREQ(stream.getCipherSuite(), "none");
-}
+TEST_P(InetSockStreamOptions, CarryNoCipher) { EXPECT_STREQ(stream.getCipherSuite(), "none"); }
 
 TEST_P(InetSockStreamOptions, ResetTheConnectionWithoutLingering)
 {

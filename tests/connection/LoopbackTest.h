@@ -23,15 +23,9 @@ struct Loopback {
 
 inline const Loopback loopbacks[] = {{"IPv4", "127.0.0.1", AF_INET, 16}, {"IPv6", "::1", AF_INET6, 28}};
 
-inline std::string loopbackName(const testing::TestParamInfo<Loopback>& info)
-{
-    return info.param.name;
-}
+inline std::string loopbackName(const testing::TestParamInfo<Loopback>& info) { return info.param.name; }
 
-inline void PrintTo(const Loopback& loopback, std::ostream* out)
-{
-    *out << loopback.host;
-}
+inline void PrintTo(const Loopback& loopback, std::ostream* out) { *out << loopback.host; }
 
 class LoopbackTest : public testing::TestWithParam<Loopback> {
 protected:

@@ -202,15 +202,9 @@ inline const NamedKind streamKinds[] = {
     {"Local", []() -> std::unique_ptr<StreamKind> { return std::make_unique<LocalKind>(); }},
 };
 
-inline void PrintTo(const NamedKind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+inline void PrintTo(const NamedKind& kind, std::ostream* out) { *out << kind.name; }
 
-inline std::string kindName(const testing::TestParamInfo<NamedKind>& info)
-{
-    return info.param.name;
-}
+inline std::string kindName(const testing::TestParamInfo<NamedKind>& info) { return info.param.name; }
 
 /// After a failure that costs the socket, which must go through the virtual table.
 inline void expectGivenUp(const AnyStream& stream, int countedAfterwards)

@@ -23,10 +23,7 @@ const Name names[] = {
     {"GetSockname", End::own, &itcConnection::GetSockname, OsFaults::getsockname, Itc_Tp_Getsockname_Call_Failed},
 };
 
-void PrintTo(const Name& name, std::ostream* out)
-{
-    *out << name.operation;
-}
+void PrintTo(const Name& name, std::ostream* out) { *out << name.operation; }
 
 class StreamNames : public testing::TestWithParam<std::tuple<Name, NamedKind>> {
 protected:

@@ -20,10 +20,7 @@ const UnixName unixNames[] = {
      Itc_Tp_Getsockname_Call_Failed},
 };
 
-void PrintTo(const UnixName& name, std::ostream* out)
-{
-    *out << name.operation;
-}
+void PrintTo(const UnixName& name, std::ostream* out) { *out << name.operation; }
 
 /// A stream bound to one path, connected to a listener that is bound to another.
 class UnixSockStreamNames : public UnixStreamTest, public testing::WithParamInterface<UnixName> {
@@ -57,10 +54,7 @@ TEST_P(UnixSockStreamNames, FillTheAddress)
     EXPECT_THAT(found.status, HasClearStatus());
 }
 
-TEST_P(UnixSockStreamNames, AreTextsToo)
-{
-    EXPECT_EQ(text(stream), expected());
-}
+TEST_P(UnixSockStreamNames, AreTextsToo) { EXPECT_EQ(text(stream), expected()); }
 
 TEST_P(UnixSockStreamNames, AreEmptyPathsWhereTheSystemLeavesNothing)
 {

@@ -19,10 +19,7 @@ struct Seconds {
     Fields limit;
 };
 
-void PrintTo(const Seconds& seconds, std::ostream* out)
-{
-    *out << seconds.seconds;
-}
+void PrintTo(const Seconds& seconds, std::ostream* out) { *out << seconds.seconds; }
 
 class DispatchSeconds : public DispatcherTest, public testing::WithParamInterface<Seconds> {};
 

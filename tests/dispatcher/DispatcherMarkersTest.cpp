@@ -10,14 +10,8 @@ using testing::IsEmpty;
 
 Calls told; // the profiler's hooks carry no data
 
-void text(int id, const char* words)
-{
-    told.push_back(std::to_string(id) + " " + words);
-}
-void mark(int id)
-{
-    told.push_back(std::to_string(id));
-}
+void text(int id, const char* words) { told.push_back(std::to_string(id) + " " + words); }
+void mark(int id) { told.push_back(std::to_string(id)); }
 void sleep(long origSec, long origUsec, long leftSec, long leftUsec)
 {
     told.push_back("sleep " + std::to_string(origSec) + " " + std::to_string(origUsec) + " " + std::to_string(leftSec) +

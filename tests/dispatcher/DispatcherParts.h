@@ -22,10 +22,7 @@
 #include <utility>
 #include <vector>
 
-inline void PrintTo(const timeval& t, std::ostream* out)
-{
-    *out << "{" << t.tv_sec << ", " << t.tv_usec << "}";
-}
+inline void PrintTo(const timeval& t, std::ostream* out) { *out << "{" << t.tv_sec << ", " << t.tv_usec << "}"; }
 
 inline timeval tv(int64_t sec, int64_t usec)
 {
@@ -37,10 +34,7 @@ inline timeval tv(int64_t sec, int64_t usec)
 
 /// Both fields, for comparisons that do not rest on the library's own operators.
 using Fields = std::pair<int64_t, int64_t>;
-inline Fields fields(const timeval& t)
-{
-    return {t.tv_sec, t.tv_usec};
-}
+inline Fields fields(const timeval& t) { return {t.tv_sec, t.tv_usec}; }
 
 constexpr itcDispatcherMask everyKind = ReadMask | WriteMask | ExceptMask;
 
@@ -87,10 +81,7 @@ inline const Kind kinds[] = {
      &OpenDispatcher::readyExcept},
 };
 
-inline void PrintTo(const Kind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+inline void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
 using Calls = std::vector<std::string>;
 

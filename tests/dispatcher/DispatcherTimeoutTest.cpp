@@ -214,10 +214,7 @@ TEST_F(CalculatedTimeout, IsTheSameWithoutAListOfDescriptors)
     EXPECT_EQ(dispatcher.calculateTimeout(nullptr, local), &local);
 }
 
-TEST_F(CalculatedTimeout, HasTheCheckOnAtFirst)
-{
-    EXPECT_TRUE(itcDispatcher::checkCommunicationBuffer);
-}
+TEST_F(CalculatedTimeout, HasTheCheckOnAtFirst) { EXPECT_TRUE(itcDispatcher::checkCommunicationBuffer); }
 
 // Through whole cycles
 

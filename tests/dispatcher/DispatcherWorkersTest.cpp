@@ -14,10 +14,7 @@
 #include <stdexcept>
 
 // ThreadSanitizer cannot see the order that Qt's own locks give.
-extern "C" const char* __tsan_default_suppressions()
-{
-    return "race:QWaitCondition\nrace:libglib-2.0.so\n";
-}
+extern "C" const char* __tsan_default_suppressions() { return "race:QWaitCondition\nrace:libglib-2.0.so\n"; }
 
 namespace {
 

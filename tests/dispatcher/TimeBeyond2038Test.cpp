@@ -22,10 +22,7 @@ constexpr int64_t farBeyond = int64_t{1} << 40;
 const auto boundaries = testing::Values(seconds31, seconds32, farBeyond);
 
 // What a handler or a profiler is told of a time: its fields have the width of the machine.
-Fields asLongs(const Fields& time)
-{
-    return {static_cast<long>(time.first), static_cast<long>(time.second)};
-}
+Fields asLongs(const Fields& time) { return {static_cast<long>(time.first), static_cast<long>(time.second)}; }
 
 class TimersBeyond : public DispatcherTest, public testing::WithParamInterface<int64_t> {
 protected:

@@ -29,10 +29,7 @@ protected:
     OpenQueue queue;
 };
 
-TEST_F(TimerQueueTest, IsEmptyAtFirst)
-{
-    EXPECT_EQ(queue.head, nullptr);
-}
+TEST_F(TimerQueueTest, IsEmptyAtFirst) { EXPECT_EQ(queue.head, nullptr); }
 
 TEST_F(TimerQueueTest, ExpiryOfAnEmptyQueueDoesNothing)
 {

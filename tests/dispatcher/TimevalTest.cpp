@@ -20,17 +20,11 @@ void PrintTo(const Operation& operation, std::ostream* out)
     *out << testing::PrintToString(operation.a) << " and " << testing::PrintToString(operation.b);
 }
 
-timeval tv(const Fields& f)
-{
-    return ::tv(f.first, f.second);
-}
+timeval tv(const Fields& f) { return ::tv(f.first, f.second); }
 
 class TimevalSum : public testing::TestWithParam<Operation> {};
 
-TEST_P(TimevalSum, IsAsStated)
-{
-    EXPECT_EQ(fields(tv(GetParam().a) + tv(GetParam().b)), GetParam().result);
-}
+TEST_P(TimevalSum, IsAsStated) { EXPECT_EQ(fields(tv(GetParam().a) + tv(GetParam().b)), GetParam().result); }
 
 TEST_P(TimevalSum, DoesNotDependOnTheOrder)
 {
@@ -74,10 +68,7 @@ INSTANTIATE_TEST_SUITE_P(StopsAtTheEnds, TimevalSum,
 
 class TimevalDifference : public testing::TestWithParam<Operation> {};
 
-TEST_P(TimevalDifference, IsAsStated)
-{
-    EXPECT_EQ(fields(tv(GetParam().a) - tv(GetParam().b)), GetParam().result);
-}
+TEST_P(TimevalDifference, IsAsStated) { EXPECT_EQ(fields(tv(GetParam().a) - tv(GetParam().b)), GetParam().result); }
 
 INSTANTIATE_TEST_SUITE_P(Plain, TimevalDifference,
                          testing::Values(Operation{{0, 0}, {0, 0}, {0, 0}}, Operation{{7, 9}, {3, 4}, {4, 5}},

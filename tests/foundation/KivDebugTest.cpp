@@ -22,10 +22,7 @@ std::vector<Registration> registrations;
 
 void print(short, const char*) {}
 
-bool check(short)
-{
-    return false;
-}
+bool check(short) { return false; }
 
 // Answers 7, 8, 9 and so on.
 short registerFlag(const char* component, const char* group, const char* name, const char* description)
@@ -34,10 +31,7 @@ short registerFlag(const char* component, const char* group, const char* name, c
     return static_cast<short>(6 + registrations.size());
 }
 
-short registerElsewhere(const char*, const char*, const char*, const char*)
-{
-    return 70;
-}
+short registerElsewhere(const char*, const char*, const char*, const char*) { return 70; }
 
 // Hands the registration over to another hook as soon as it is asked.
 short registerOnlyTheFirst(const char*, const char*, const char*, const char*)
@@ -55,10 +49,7 @@ protected:
     HookRecorder whatWasInstalled; // puts it back
 };
 
-std::vector<short> flags()
-{
-    return {KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL};
-}
+std::vector<short> flags() { return {KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL}; }
 
 TEST(KivDebugAtStart, HasNoPrintHooks)
 {

@@ -231,9 +231,6 @@ TEST(OSHostName, StaysWithinItsLength)
     EXPECT_EQ(name[1], '#');
 }
 
-TEST(OSAvailablefds, IsTheProcesssLimitOfDescriptors)
-{
-    EXPECT_EQ(OS_availablefds(), ::sysconf(_SC_OPEN_MAX));
-}
+TEST(OSAvailablefds, IsTheProcesssLimitOfDescriptors) { EXPECT_EQ(OS_availablefds(), ::sysconf(_SC_OPEN_MAX)); }
 
 } // namespace

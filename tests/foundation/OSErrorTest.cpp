@@ -78,10 +78,7 @@ TEST(OSErrorText, IsCutToTheSize)
     EXPECT_EQ(asked.buffer[8], '#');
 }
 
-TEST(OSErrorText, KeepsTheBareNumberWhereNothingElseFits)
-{
-    EXPECT_STREQ(Asked(6).result, "[11] ");
-}
+TEST(OSErrorText, KeepsTheBareNumberWhereNothingElseFits) { EXPECT_STREQ(Asked(6).result, "[11] "); }
 
 TEST(OSErrorText, FitsExactly)
 {

@@ -14,10 +14,7 @@ struct sigaction installed; // as the system was asked, which does not keep ever
 
 volatile sig_atomic_t caught;
 
-void handler(int signal)
-{
-    caught = signal;
-}
+void handler(int signal) { caught = signal; }
 
 class OSSignal : public testing::Test {
 protected:

@@ -99,10 +99,7 @@ std::string familyName(const testing::TestParamInfo<const char*>& info)
     return std::strchr(info.param, ':') != nullptr ? "IPv6" : "IPv4";
 }
 
-TEST_P(OSStream, AcceptTellsWhoConnected)
-{
-    expectSame(peer, nameOf(client, OS_getsockname));
-}
+TEST_P(OSStream, AcceptTellsWhoConnected) { expectSame(peer, nameOf(client, OS_getsockname)); }
 
 TEST_P(OSStream, GetpeernameTellsTheOtherEnd)
 {

@@ -35,15 +35,9 @@ Seen<int, const timeval*, timeval*> adjtimeSeen;
 
 extern "C" {
 
-int settimeofday(const timeval* tv, const struct timezone* zone) noexcept
-{
-    return settimeofdaySeen(tv, zone);
-}
+int settimeofday(const timeval* tv, const struct timezone* zone) noexcept { return settimeofdaySeen(tv, zone); }
 
-int adjtime(const timeval* delta, timeval* oldDelta) noexcept
-{
-    return adjtimeSeen(delta, oldDelta);
-}
+int adjtime(const timeval* delta, timeval* oldDelta) noexcept { return adjtimeSeen(delta, oldDelta); }
 
 } // extern "C"
 

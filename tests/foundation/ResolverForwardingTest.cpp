@@ -51,10 +51,7 @@ int getaddrinfo(const char* host, const char* service, const addrinfo* hints, ad
     SYSTEM_RESOLVER_CALL(getaddrinfo, host, service, hints, result)
 }
 
-void freeaddrinfo(addrinfo* list) noexcept
-{
-    SystemResolver::freeaddrinfo().call(systemFreeaddrinfo, list);
-}
+void freeaddrinfo(addrinfo* list) noexcept { SystemResolver::freeaddrinfo().call(systemFreeaddrinfo, list); }
 
 int getnameinfo(const sockaddr* address, socklen_t addressLength, char* host, socklen_t hostLength, char* service,
                 socklen_t serviceLength, int flags){

@@ -45,10 +45,7 @@ void callGetaddrinfo()
     ::freeaddrinfo(list);
 }
 
-void callFreeaddrinfo()
-{
-    OS_freeaddrinfo(loopbackList());
-}
+void callFreeaddrinfo() { OS_freeaddrinfo(loopbackList()); }
 
 void callGetnameinfo()
 {
@@ -57,15 +54,9 @@ void callGetnameinfo()
     OS_getnameinfo(asSocketAddress(address), sizeof(sockaddr_in), host, sizeof host, nullptr, 0, NI_NUMERICHOST);
 }
 
-void callGethostbyname()
-{
-    OS_gethostbyname("127.0.0.1");
-}
+void callGethostbyname() { OS_gethostbyname("127.0.0.1"); }
 
-void callGethostbyaddr()
-{
-    OS_gethostbyaddr("\x7f\0\0\1", 4, AF_INET);
-}
+void callGethostbyaddr() { OS_gethostbyaddr("\x7f\0\0\1", 4, AF_INET); }
 
 const Wrapper wrappers[] = {
     {"getaddrinfo", callGetaddrinfo, //

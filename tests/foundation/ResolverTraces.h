@@ -18,10 +18,7 @@ inline std::string numbered(std::string text, int number)
 }
 
 /// The number in a trace text, the digits behind "#".
-inline int numberIn(const std::string& text)
-{
-    return std::stoi(text.substr(text.find('#') + 1));
-}
+inline int numberIn(const std::string& text) { return std::stoi(text.substr(text.find('#') + 1)); }
 
 class ResolverTraces : public WithSystemResolver {
 protected:

@@ -143,15 +143,9 @@ static_assert(Success == 0 && Warning == 1 && Error == 2 && SystemError == 3 && 
 static_assert(std::is_same_v<std::underlying_type_t<StatusSeverity>, int> &&
               std::is_same_v<std::underlying_type_t<ItcStatusCode>, int>);
 
-TEST(Status, IsClearWhenNew)
-{
-    EXPECT_THAT(itcStatus(), HasClearStatus());
-}
+TEST(Status, IsClearWhenNew) { EXPECT_THAT(itcStatus(), HasClearStatus()); }
 
-TEST(Status, OfANewObjectReadsSuccessOk)
-{
-    EXPECT_EQ(itcStatus().STATUS_text(), "Success: Itc_Ok");
-}
+TEST(Status, OfANewObjectReadsSuccessOk) { EXPECT_EQ(itcStatus().STATUS_text(), "Success: Itc_Ok"); }
 
 TEST(Status, CountsItsCodes)
 {
@@ -196,10 +190,7 @@ TEST(Status, ShowsACodeOutsideTheTableAsANumber)
     EXPECT_EQ(status(INT_MIN, Error).STATUS_text(), "Error: code = -2147483648");
 }
 
-TEST(Status, RejectsNeitherAnUnknownCodeNorAnUnknownSeverity)
-{
-    EXPECT_EQ(status(80, 9).STATUS_text(), ": code = 80");
-}
+TEST(Status, RejectsNeitherAnUnknownCodeNorAnUnknownSeverity) { EXPECT_EQ(status(80, 9).STATUS_text(), ": code = 80"); }
 
 TEST(Status, AddsTheTextOfItsErrorNumber)
 {

@@ -22,10 +22,7 @@ const Kind bigEndianIeee = {"big-endian-ieee", 0, 0};
 const Kind littleEndianVax = {"little-endian-vax", 1, 1};
 const Kind bigEndianVax = {"big-endian-vax", 0, 1};
 
-void PrintTo(const Kind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
 std::string nameOf(const testing::TestParamInfo<Kind>& info)
 {
@@ -65,10 +62,7 @@ std::string sentThrough(StreamPair& pair, size_t atMost)
     return pair.farReceives(atMost);
 }
 
-GoldenPacket packetOf(const std::string& lines)
-{
-    return GoldenPacket(std::istringstream(lines));
-}
+GoldenPacket packetOf(const std::string& lines) { return GoldenPacket(std::istringstream(lines)); }
 
 class GoldenPackets : public testing::TestWithParam<Kind> {
 protected:

@@ -25,10 +25,7 @@ private:
     alignas(offsets) char bytes[512];
 };
 
-size_t roundedUp(size_t place, size_t to)
-{
-    return (place + to - 1) / to * to;
-}
+size_t roundedUp(size_t place, size_t to) { return (place + to - 1) / to * to; }
 
 /// The bytes of `before` chars and one value behind them, as they follow the label.
 std::string charsAndValue(size_t before, const std::string& value)
@@ -180,10 +177,7 @@ struct BlockKind {
     void (*take)(itcNDRReceive& in, char* to, int length);
 };
 
-void PrintTo(const BlockKind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+void PrintTo(const BlockKind& kind, std::ostream* out) { *out << kind.name; }
 
 const BlockKind blockKinds[] = {
     {"raw bytes", [](itcNDRSend& out, const char* from, int length) { out.insert(from, length, false); },
@@ -272,10 +266,7 @@ struct Conversion {
     size_t size;
 };
 
-void PrintTo(const Conversion& conversion, std::ostream* out)
-{
-    *out << conversion.name;
-}
+void PrintTo(const Conversion& conversion, std::ostream* out) { *out << conversion.name; }
 
 class AlignmentOfFloats : public testing::TestWithParam<Conversion> {};
 INSTANTIATE_TEST_SUITE_P(Conversions, AlignmentOfFloats,

@@ -57,15 +57,9 @@ struct DoubleCase {
     Bytes vax;
 };
 
-void PrintTo(const SingleCase& c, std::ostream* out)
-{
-    *out << c.what;
-}
+void PrintTo(const SingleCase& c, std::ostream* out) { *out << c.what; }
 
-void PrintTo(const DoubleCase& c, std::ostream* out)
-{
-    *out << c.what;
-}
+void PrintTo(const DoubleCase& c, std::ostream* out) { *out << c.what; }
 
 class IeeeToVaxSingle : public testing::TestWithParam<SingleCase> {};
 
@@ -119,10 +113,7 @@ TEST(FloatFormats, ASingleComesBackUnlessItsExponentWraps)
 
 class IeeeToVaxDouble : public testing::TestWithParam<DoubleCase> {};
 
-TEST_P(IeeeToVaxDouble, MovesTheFields)
-{
-    EXPECT_EQ(vaxOf(GetParam().ieee), GetParam().vax);
-}
+TEST_P(IeeeToVaxDouble, MovesTheFields) { EXPECT_EQ(vaxOf(GetParam().ieee), GetParam().vax); }
 
 INSTANTIATE_TEST_SUITE_P(
     Table, IeeeToVaxDouble,

@@ -12,10 +12,7 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr int valueAsSigned(int byte)
-{
-    return byte < 128 ? byte : byte - 256;
-}
+constexpr int valueAsSigned(int byte) { return byte < 128 ? byte : byte - 256; }
 
 TEST(HighBytes, ArePutAsTheyAre)
 {
@@ -127,10 +124,7 @@ struct Arrival {
     std::tuple<int, int, int> (*codes)(const std::string& ndr);
 };
 
-void PrintTo(const Arrival& arrival, std::ostream* out)
-{
-    *out << arrival.name;
-}
+void PrintTo(const Arrival& arrival, std::ostream* out) { *out << arrival.name; }
 
 class HighBytesOfTheLabel : public testing::TestWithParam<Arrival> {};
 

@@ -137,15 +137,9 @@ inline std::string packet(const std::string& values, int label0 = 0x10, int labe
     return bytes({label0, label1}) + values;
 }
 
-inline std::string frameHeader(unsigned int length)
-{
-    return bytes({0x51, 0x56, 0x52, 0x00}) + networkWord(length);
-}
+inline std::string frameHeader(unsigned int length) { return bytes({0x51, 0x56, 0x52, 0x00}) + networkWord(length); }
 
-inline std::string frame(const std::string& ndr)
-{
-    return frameHeader(static_cast<unsigned int>(ndr.size())) + ndr;
-}
+inline std::string frame(const std::string& ndr) { return frameHeader(static_cast<unsigned int>(ndr.size())) + ndr; }
 
 /// Puts the process's format codes back in the end.
 class FormatCodes {
@@ -196,15 +190,9 @@ template <class Value> std::string bytesOf(const Value& value)
 }
 
 /// The first `count` of the bytes 1, 2, 3 and so on.
-inline std::string countingBytes(size_t count)
-{
-    return std::string("\1\2\3\4\5\6\7\x8").substr(0, count);
-}
+inline std::string countingBytes(size_t count) { return std::string("\1\2\3\4\5\6\7\x8").substr(0, count); }
 
-inline std::string reversed(const std::string& text)
-{
-    return {text.rbegin(), text.rend()};
-}
+inline std::string reversed(const std::string& text) { return {text.rbegin(), text.rend()}; }
 
 inline itcBinData binary(const std::string& text)
 {
@@ -248,16 +236,10 @@ private:
 };
 
 /// The first multiple of 8 at or behind an address.
-inline char* roundedUp(char* place)
-{
-    return place + (-reinterpret_cast<std::uintptr_t>(place) & 7);
-}
+inline char* roundedUp(char* place) { return place + (-reinterpret_cast<std::uintptr_t>(place) & 7); }
 
 /// The sizes of all allocations so far.
-inline std::vector<size_t> sizesAllocated()
-{
-    return OsFaults::malloc().askedArgument<0>();
-}
+inline std::vector<size_t> sizesAllocated() { return OsFaults::malloc().askedArgument<0>(); }
 
 inline bool isZero(const char* from, const char* to)
 {

@@ -142,10 +142,7 @@ struct BlockKind {
     bool aligned;
 };
 
-void PrintTo(const BlockKind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+void PrintTo(const BlockKind& kind, std::ostream* out) { *out << kind.name; }
 
 class NdrReceiveBlock : public testing::TestWithParam<BlockKind> {
 protected:

@@ -6,10 +6,7 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string counted(unsigned int length, const std::string& bytes)
-{
-    return "\0\0"s + word(length) + bytes;
-}
+std::string counted(unsigned int length, const std::string& bytes) { return "\0\0"s + word(length) + bytes; }
 
 class NdrReceiveText : public testing::Test {
 protected:

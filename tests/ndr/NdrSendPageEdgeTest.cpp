@@ -15,10 +15,7 @@ struct Item {
     std::string (*take)(itcNDRReceive& b, size_t size);
 };
 
-void PrintTo(const Item& item, std::ostream* out)
-{
-    *out << item.name;
-}
+void PrintTo(const Item& item, std::ostream* out) { *out << item.name; }
 
 template <bool align8, bool withLength> void putOpaque(itcNDRSend& b, const std::string& bytes)
 {

@@ -27,10 +27,7 @@ TYPED_TEST_SUITE(NdrSendPut, ValueTypes);
 TYPED_TEST_SUITE(NdrSendPutByte, ByteTypes);
 TYPED_TEST_SUITE(NdrSendPutAligned, AlignedTypes);
 
-TYPED_TEST(NdrSendPut, ReturnsTheBuffer)
-{
-    EXPECT_EQ(&(this->b << this->value), &this->b);
-}
+TYPED_TEST(NdrSendPut, ReturnsTheBuffer) { EXPECT_EQ(&(this->b << this->value), &this->b); }
 
 TYPED_TEST(NdrSendPut, DoesNotGrowWhileThereIsRoomForTwiceTheValue)
 {
@@ -138,10 +135,7 @@ struct CountedKind {
     void (*put)(itcNDRSend& b, const std::string& wire); // wire: the n bytes, ending with a zero
 };
 
-void PrintTo(const CountedKind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+void PrintTo(const CountedKind& kind, std::ostream* out) { *out << kind.name; }
 
 class NdrSendPutCounted : public testing::TestWithParam<CountedKind> {
 protected:

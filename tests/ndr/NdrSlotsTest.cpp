@@ -95,10 +95,7 @@ struct GrowthThroughSlot {
     void (*put)(itcNDRSend& b);
 };
 
-void PrintTo(const GrowthThroughSlot& growth, std::ostream* out)
-{
-    *out << growth.name;
-}
+void PrintTo(const GrowthThroughSlot& growth, std::ostream* out) { *out << growth.name; }
 
 class NdrSendGrowth : public testing::TestWithParam<GrowthThroughSlot> {};
 

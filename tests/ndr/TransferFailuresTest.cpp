@@ -20,10 +20,7 @@ std::string frameOfValue()
 }
 
 /// Whether the bytes of the whole frame have arrived at the other end.
-void expectFrameAt(const StreamPair& pair)
-{
-    EXPECT_EQ(pair.farReceives(frameOfValue().size()), frameOfValue());
-}
+void expectFrameAt(const StreamPair& pair) { EXPECT_EQ(pair.farReceives(frameOfValue().size()), frameOfValue()); }
 
 template <class Buffer> void expectValueIn(Buffer& buffer)
 {

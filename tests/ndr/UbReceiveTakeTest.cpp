@@ -121,10 +121,7 @@ struct LongTake {
     bool (*takeAndCheck)(itcNdrUbReceive&);
 };
 
-void PrintTo(const LongTake& take, std::ostream* out)
-{
-    *out << take.name;
-}
+void PrintTo(const LongTake& take, std::ostream* out) { *out << take.name; }
 
 const LongTake longTakes[] = {
     {"text", [](itcNDRSend& b) { b << "abc"; },

@@ -368,31 +368,13 @@ struct LongPut {
     void (*plain)(itcNDRSend&);
 };
 
-void PrintTo(const LongPut& put, std::ostream* out)
-{
-    *out << put.name;
-}
+void PrintTo(const LongPut& put, std::ostream* out) { *out << put.name; }
 
-template <class Buffer> void putText(Buffer& b)
-{
-    b << "abc";
-}
-template <class Buffer> void putBinary(Buffer& b)
-{
-    b << binary("12345");
-}
-template <class Buffer> void putRecord(Buffer& b)
-{
-    b << Pair();
-}
-template <class Buffer> void putInserted(Buffer& b)
-{
-    b.insert("abc", 3, true);
-}
-template <class Buffer> void putOpaque(Buffer& b)
-{
-    b.put_opaque("abc", 3, true, true);
-}
+template <class Buffer> void putText(Buffer& b) { b << "abc"; }
+template <class Buffer> void putBinary(Buffer& b) { b << binary("12345"); }
+template <class Buffer> void putRecord(Buffer& b) { b << Pair(); }
+template <class Buffer> void putInserted(Buffer& b) { b.insert("abc", 3, true); }
+template <class Buffer> void putOpaque(Buffer& b) { b.put_opaque("abc", 3, true, true); }
 
 class UbSendLongPut : public testing::TestWithParam<LongPut> {};
 INSTANTIATE_TEST_SUITE_P(Each, UbSendLongPut,

@@ -10,10 +10,7 @@ namespace {
 
 class Connect : public testing::TestWithParam<const char*> {};
 
-std::string familyName(const testing::TestParamInfo<const char*>& info)
-{
-    return info.index == 0 ? "IPv4" : "IPv6";
-}
+std::string familyName(const testing::TestParamInfo<const char*>& info) { return info.index == 0 ? "IPv4" : "IPv6"; }
 
 INSTANTIATE_TEST_SUITE_P(Loopback, Connect, testing::Values("127.0.0.1", "::1"), familyName);
 

@@ -84,15 +84,9 @@ inline const TransportKind transportKinds[] = {
     {"Unix", []() -> std::unique_ptr<Transport> { return std::make_unique<UnixTransport>(); }},
 };
 
-inline void PrintTo(const TransportKind& kind, std::ostream* out)
-{
-    *out << kind.name;
-}
+inline void PrintTo(const TransportKind& kind, std::ostream* out) { *out << kind.name; }
 
-inline std::string transportName(const testing::TestParamInfo<TransportKind>& info)
-{
-    return info.param.name;
-}
+inline std::string transportName(const testing::TestParamInfo<TransportKind>& info) { return info.param.name; }
 
 /// A listener in place, and the dispatcher.
 class TransportTest : public testing::TestWithParam<TransportKind> {

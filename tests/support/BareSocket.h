@@ -115,20 +115,11 @@ inline int closeLeavingEXDEV(int fd)
     return result;
 }
 
-inline bool isNonBlocking(int fd)
-{
-    return (mustWork(::fcntl(fd, F_GETFL), "fcntl") & O_NONBLOCK) != 0;
-}
+inline bool isNonBlocking(int fd) { return (mustWork(::fcntl(fd, F_GETFL), "fcntl") & O_NONBLOCK) != 0; }
 
-inline bool isClosedOnExec(int fd)
-{
-    return (mustWork(::fcntl(fd, F_GETFD), "fcntl") & FD_CLOEXEC) != 0;
-}
+inline bool isClosedOnExec(int fd) { return (mustWork(::fcntl(fd, F_GETFD), "fcntl") & FD_CLOEXEC) != 0; }
 
-inline bool isOpen(int fd)
-{
-    return ::fcntl(fd, F_GETFD) != -1;
-}
+inline bool isOpen(int fd) { return ::fcntl(fd, F_GETFD) != -1; }
 
 /// An option whose value is an int.
 inline int socketOption(int fd, int level, int option)

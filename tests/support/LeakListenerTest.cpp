@@ -159,10 +159,7 @@ const Hook hooks[] = {
      [] { itcDispatcher::incDispatchSleepTimeFP = nullptr; }},
 };
 
-void PrintTo(const Hook& hook, std::ostream* out)
-{
-    *out << hook.name;
-}
+void PrintTo(const Hook& hook, std::ostream* out) { *out << hook.name; }
 
 class LeakListenerHooks : public LeakListenerTest, public testing::WithParamInterface<Hook> {};
 INSTANTIATE_TEST_SUITE_P(, LeakListenerHooks, testing::ValuesIn(hooks),
@@ -186,9 +183,6 @@ TEST_F(LeakListenerTest, NoticesACheckHookThatStaysInstalled)
 }
 
 // CMakeLists.txt runs this test alone, and expects that it fails.
-TEST(LeakyTest, DISABLED_LeavesADescriptor)
-{
-    mustWork(::dup(0), "dup");
-}
+TEST(LeakyTest, DISABLED_LeavesADescriptor) { mustWork(::dup(0), "dup"); }
 
 } // namespace

@@ -20,7 +20,4 @@ struct Registry : itcDispatcher {
 
 } // namespace
 
-int registeredReceivers()
-{
-    return Registry::size();
-}
+int registeredReceivers() { return Registry::size(); }

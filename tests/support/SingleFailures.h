@@ -42,10 +42,7 @@ inline Consequence fails(const char* call, ItcStatusCode code, int errorNumber =
 }
 
 /// The failure is of no consequence: the status is clear.
-inline Consequence survives(const char* call)
-{
-    return {call, 0, Success, 0};
-}
+inline Consequence survives(const char* call) { return {call, 0, Success, 0}; }
 
 /// One run of the operation, in which one call fails.
 class SingleFailure {

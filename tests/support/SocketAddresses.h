@@ -47,7 +47,4 @@ inline const sockaddr* asSocketAddress(const sockaddr_storage& address)
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
-inline sockaddr* asSocketAddress(sockaddr_storage& address)
-{
-    return reinterpret_cast<sockaddr*>(&address);
-}
+inline sockaddr* asSocketAddress(sockaddr_storage& address) { return reinterpret_cast<sockaddr*>(&address); }

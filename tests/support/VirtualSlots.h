@@ -28,7 +28,4 @@ template <class Base> struct OneMoreOperation : Base {
 };
 
 /// The number of entries that a class has.
-template <class Base> int slotCount()
-{
-    return slotOf(&OneMoreOperation<Base>::oneMore);
-}
+template <class Base> int slotCount() { return slotOf(&OneMoreOperation<Base>::oneMore); }

@@ -36,9 +36,6 @@ inline const sockaddr* asSockaddr(const sockaddr_storage& address)
 }
 
 /// The type that the socket calls take.
-inline sockaddr* asSockaddr(sockaddr_storage& address)
-{
-    return reinterpret_cast<sockaddr*>(&address);
-}
+inline sockaddr* asSockaddr(sockaddr_storage& address) { return reinterpret_cast<sockaddr*>(&address); }
 
 } // namespace kiv

@@ -14,9 +14,6 @@ constexpr itcDispatcherMask eachKind[] = {ReadMask, WriteMask, ExceptMask};
 constexpr itcDispatcherMask everyKind = ReadMask | WriteMask | ExceptMask;
 
 /// An FdMask has the layout of an `fd_set`: FdMask.h asserts the size and the alignment.
-inline fd_set* asFdSet(FdMask& mask)
-{
-    return reinterpret_cast<fd_set*>(&mask);
-}
+inline fd_set* asFdSet(FdMask& mask) { return reinterpret_cast<fd_set*>(&mask); }
 
 } // namespace kiv

@@ -12,10 +12,7 @@
 namespace kiv {
 
 /// Sets all three fields to 0: the status of a success.
-inline void clearStatus(itcStatus& status)
-{
-    status = itcStatus{};
-}
+inline void clearStatus(itcStatus& status) { status = itcStatus{}; }
 
 /// Records a failure whose error number was saved earlier, or comes from the resolver.
 inline void setStatus(itcStatus& status, ItcStatusCode code, StatusSeverity severity, int errorNumber)

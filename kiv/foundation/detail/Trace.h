@@ -18,10 +18,7 @@
 namespace kiv {
 
 /// Asks the check hook of the host.
-inline bool traceWanted(short flag)
-{
-    return KivDebug::pKivDebugCheck(flag);
-}
+inline bool traceWanted(short flag) { return KivDebug::pKivDebugCheck(flag); }
 
 /// Composes a text: `compose` writes into the stream that it is given.
 ///
@@ -50,10 +47,7 @@ inline void print(short flag, const std::optional<std::string>& text)
 }
 
 /// Composes and prints a text without asking the check hook. For callers that have asked already.
-template <class Compose> void printTrace(short flag, Compose&& compose)
-{
-    print(flag, composed(compose));
-}
+template <class Compose> void printTrace(short flag, Compose&& compose) { print(flag, composed(compose)); }
 
 /// Asks the check hook. If the hook says yes, composes and prints a text.
 template <class Compose> void trace(short flag, Compose&& compose)

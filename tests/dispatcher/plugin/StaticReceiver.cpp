@@ -10,7 +10,4 @@ public:
 
 } // namespace
 
-extern "C" ICBKivReady* pluginsReceiver()
-{
-    return &receiver;
-}
+extern "C" ICBKivReady* pluginsReceiver() { return &receiver; }
