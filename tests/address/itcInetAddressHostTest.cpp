@@ -185,6 +185,6 @@ INSTANTIATE_TEST_SUITE_P(, TooLongHostLookup,
                          testing::Values(TooLong{"By1", std::string(1025, 'h')},
                                          TooLong{"ByFar", std::string(100000, 'h')},
                                          TooLong{"ByItsBrackets", '[' + std::string(1023, 'h') + ']'}),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& instance) { return instance.param.name; });
 
 } // namespace

@@ -47,9 +47,9 @@ protected:
     const AnyStream closed = kind->closedStream();
 };
 INSTANTIATE_TEST_SUITE_P(, StreamNames, testing::Combine(testing::ValuesIn(names), testing::ValuesIn(streamKinds)),
-                         [](const auto& info) {
-                             return std::string(std::get<Name>(info.param).operation) +
-                                    std::get<NamedKind>(info.param).name;
+                         [](const auto& instance) {
+                             return std::string(std::get<Name>(instance.param).operation) +
+                                    std::get<NamedKind>(instance.param).name;
                          });
 
 TEST_P(StreamNames, FillTheAddressAndClearTheStatus)

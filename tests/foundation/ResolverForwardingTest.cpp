@@ -212,6 +212,6 @@ TEST_P(ResolverForwarding, GethostbyaddrGivesNullOnAFailure)
 }
 
 INSTANTIATE_TEST_SUITE_P(, ResolverForwarding, testing::Bool(),
-                         [](const auto& info) { return info.param ? "Traced" : "Untraced"; });
+                         [](const auto& instance) { return instance.param ? "Traced" : "Untraced"; });
 
 } // namespace

@@ -268,6 +268,6 @@ TEST_P(ResolverTraceSteps, GiveConcurrentCallersDistinctNumbers)
 }
 
 INSTANTIATE_TEST_SUITE_P(, ResolverTraceSteps, testing::ValuesIn(wrappers),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& instance) { return instance.param.name; });
 
 } // namespace

@@ -126,9 +126,9 @@ TEST_F(LeakListenerTest, ClearsTheScriptsOfTheTestBefore)
 TEST_F(LeakListenerTest, DeletesTheDispatcherOfTheTest)
 {
     struct Mortal : itcDispatcher {
-        explicit Mortal(bool& alive) : alive(alive) { alive = true; }
-        ~Mortal() override { alive = false; }
-        bool& alive;
+        explicit Mortal(bool& witness) : lives(witness) { lives = true; }
+        ~Mortal() override { lives = false; }
+        bool& lives;
     };
     bool alive = false;
     start();
@@ -163,7 +163,7 @@ void PrintTo(const Hook& hook, std::ostream* out) { *out << hook.name; }
 
 class LeakListenerHooks : public LeakListenerTest, public testing::WithParamInterface<Hook> {};
 INSTANTIATE_TEST_SUITE_P(, LeakListenerHooks, testing::ValuesIn(hooks),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& instance) { return instance.param.name; });
 
 TEST_P(LeakListenerHooks, AreNoticedWhenTheyStayInstalled)
 {

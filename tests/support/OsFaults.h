@@ -33,9 +33,9 @@ template <class Result, class... Args> class OsCall<Result(Args...)> {
 public:
     using Failure = std::conditional_t<std::is_void_v<Result>, std::nullptr_t, Result>;
 
-    /// \param failure what a scripted failure returns; null for a function without a result, which never fails.
-    /// \param name    of the function, if OsFaults::failAnyCall() is to count its calls.
-    explicit OsCall(Failure failure, const char* name = nullptr) : failure(failure), name(name) {}
+    /// \param whenFailing what a scripted failure returns; null for a function without a result, which never fails.
+    /// \param function    its name, if OsFaults::failAnyCall() is to count its calls.
+    explicit OsCall(Failure whenFailing, const char* function = nullptr) : failure(whenFailing), name(function) {}
 
     /// The next `count` calls fail with this error number, without reaching the system.
     void failNext(int count, int error)

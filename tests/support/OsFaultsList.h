@@ -43,7 +43,7 @@
       (const sockaddr* address, socklen_t addressLength, char* host, socklen_t hostLength, char* service,              \
        socklen_t serviceLength, int flags),                                                                            \
       (real, address, addressLength, host, hostLength, service, serviceLength, flags))                                 \
-    X(int, gettimeofday, -1, (timeval * tv, void* timezone), (real, tv, timezone))                                     \
+    X(int, gettimeofday, -1, (timeval * tv, void* zone), (real, tv, zone))                                             \
     X(int, getuptime, -1, (timeval * tv), (real, tv))                                                                  \
     X(OS_signalHandler, signal, SIG_ERR, (int signal, OS_signalHandler handler), (real, signal, handler))              \
     X(int, setitimer, -1, (int which, const itimerval* value, itimerval* oldValue), (real, which, value, oldValue))    \

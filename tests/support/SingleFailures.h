@@ -47,7 +47,7 @@ inline Consequence survives(const char* call) { return {call, 0, Success, 0}; }
 /// One run of the operation, in which one call fails.
 class SingleFailure {
 public:
-    SingleFailure(int nth, const Consequence& consequence) : nth(nth), consequence(consequence) {}
+    SingleFailure(int failing, const Consequence& stated) : nth(failing), consequence(stated) {}
 
     /// The failure happens in here.
     template <class Operation> void during(Operation operation)
