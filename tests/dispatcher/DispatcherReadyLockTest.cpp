@@ -26,7 +26,7 @@ public:
 
 } // namespace
 
-bool QRecursiveMutex::tryLock(int timeout)
+bool QRecursiveMutex::tryLock(int timeout) noexcept
 {
     if (limitsAsked != nullptr)
         limitsAsked->push_back(timeout);
