@@ -8,8 +8,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 struct Name {
     const char* operation;
     int (itcInetSockStream::*get)(itcInetAddress&);
