@@ -68,8 +68,9 @@ public:
     bool lookup(const char* host, int port, int protocol);
 
     /// The name of the host, by reverse lookup. Waits for the resolver.
-    /// \return a text in a buffer that all objects share; an empty text if there is no name. The next call of
-    ///         hostname(), of any object in any thread, overwrites the buffer: copy the text at once.
+    /// \return the name; the numeric address if the resolver knows no name; an empty text if the resolver fails or the
+    ///         family is unknown. All objects share the buffer of the text. The next call of hostname(), of any object
+    ///         in any thread, overwrites the buffer: copy the text at once.
     const char* hostname() const;
     /// The address as numeric text, for example "192.0.2.1". Asks no server.
     /// \return a text in a second buffer that all objects share; an empty text if there is none. The next call of

@@ -19,8 +19,9 @@ class itcInetAddress;
 /// is closed or deleted.
 ///
 /// \par Ownership
-/// The destructor closes #td, also when the descriptor was handed in. A descriptor that was handed in was never
-/// counted, but closing it lowers the count. Where the connection limit matters, call incConnCount() first.
+/// The destructor closes #td, also when the descriptor was handed in. Handing a descriptor in does not raise
+/// the count of open descriptors. Closing the descriptor lowers the count. Where the connection limit matters, call
+/// incConnCount() first.
 /// \par Threads
 /// One thread at a time per object. Only the count of open descriptors is shared between threads; it is atomic.
 /// \par Errors
@@ -64,8 +65,9 @@ public:
     /// Takes ownership of `fd` and switches it with this class's own SetOption(). The state becomes Connected, or
     /// Closed if `fd` is negative. The descriptor is not counted.
     ///
-    /// When the switch fails the option is ItcBlocking. For a negative `fd` the status is then
-    /// (`Itc_Tp_Descriptor_Not_Yet_Set`, Error).
+    /// When the switch fails the option is ItcBlocking. The status is then:
+    /// - (`Itc_Tp_Descriptor_Not_Yet_Set`, Error) for a negative `fd`;
+    /// - clear when the system refused.
     itcConnection(int fd, ConnOptions opt);
     itcConnection(const itcConnection&) = delete;
     itcConnection& operator=(const itcConnection&) = delete;
@@ -93,7 +95,7 @@ public:
     /// socket the request is halved again and again, down to one byte, before "would block" is reported. In
     /// ItcStrictBlocking the call receives until all `len` bytes are there.
     /// \return 1 or more: the number of bytes received; the status is clear.
-    ///         0, clear status: the peer has closed, or `len` is 0.
+    ///         0, clear status: the peer has closed (not in ItcStrictBlocking), or `len` is 0.
     ///         0, (`Itc_Tp_Unexpected_Disconnection`, Warning): in ItcStrictBlocking the peer has closed before the
     ///         first byte.
     ///         -1, (`Itc_Tp_Would_Block`, Warning): nothing is there now. Write() gives 0 in this case; here 0 means
@@ -101,7 +103,10 @@ public:
     ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
     ///         -1, (`Itc_Tp_Read_Call_Failed`, Error): the system refused. A negative `len` fails with EINVAL.
     ///         `len`, clear status: in ItcStrictBlocking a negative `len` counts as done, and nothing is read.
-    /// \warning In ItcStrictBlocking a peer that closes after the first byte leaves this call receiving 0 for ever.
+    ///         #readByteCount is lowered by that length.
+    /// ItcStrictBlocking never gives would-block: an empty non-blocking socket is a failed read there. The bytes that
+    /// arrived before a failure are in `buf`, and their number is not told.
+    /// \warning In ItcStrictBlocking Read() never returns if the peer closes after the first byte.
     ///          Towards peers that are not trusted use a non-blocking mode and the resumable buffers.
     virtual int Read(void* buf, int len);
 
@@ -121,7 +126,7 @@ public:
 
     /// Switches the mode of the descriptor and stores the option.
     ///
-    /// ItcStrictBlocking does not change the descriptor's mode. If the descriptor was non-blocking it stays so, and a
+    /// ItcStrictBlocking does not change the descriptor's mode. A non-blocking descriptor stays non-blocking, and a
     /// strict Read() then fails with EAGAIN when no data is there. Values outside the enumeration are stored, too.
     /// \return true: done; the status is not touched.
     ///         false, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
@@ -132,14 +137,16 @@ public:
     /// \return 0 here: this connection cannot accept, and nothing is done.
     virtual int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData);
 
-    /// Closes the descriptor and lowers the count of open descriptors. The state becomes Closed first.
+    /// The state becomes Closed. Then the descriptor is closed, and the count of open descriptors is lowered.
     /// \return true: closed, or there was no descriptor; the status is clear.
-    ///         false, (`Itc_Tp_Close_Call_Failed`, Error): the descriptor and the count are kept.
+    ///         false, (`Itc_Tp_Close_Call_Failed`, Error): the state is Closed all the same. The descriptor and the
+    ///         count are kept, and Close() may be called again.
     virtual bool Close();
 
     /// Ends one or both directions of a stream. The state becomes Shutdown.
     /// \return true: done; the status is clear.
-    ///         false, (`Itc_Tp_Shutdown_Call_Failed`, Error): the system refused; the state is kept.
+    ///         false, (`Itc_Tp_Shutdown_Call_Failed`, Error): there is no descriptor (EBADF), or the system refused;
+    ///         the state is kept.
     virtual bool Shutdown(OS_shutdown_mode how);
 
     /// Asks for the address of the peer, where the transport has one.
@@ -148,20 +155,23 @@ public:
     /// Asks for the local address, where the transport has one.
     /// \return 0 here: this connection has no address, and `addr` is untouched.
     virtual int GetSockname(itcInetAddress& addr);
-    virtual int GetPeerNameResolutionErr() const; ///< \return the pending system error number.
-    virtual int GetSockNameResolutionErr() const; ///< \return the pending system error number.
+    virtual int GetPeerNameResolutionErr() const; ///< For derived classes that resolve names. \return `errno` here.
+    virtual int GetSockNameResolutionErr() const; ///< For derived classes that resolve names. \return `errno` here.
 
     /// The peer's host name, or its numeric address when it has no name. The port is not part of the text. Waits for
-    /// the resolver. Sets the status as the address form does: do not call it on an object that is defined const.
+    /// the resolver. Sets the status as the form with an address does: do not call it on an object that is defined
+    /// const.
     /// \return the text; empty when there is no address.
     virtual std::string GetPeername() const;
     /// The local host name, or the numeric address when there is no name. The port is not part of the text. Waits for
-    /// the resolver. Sets the status as the address form does: do not call it on an object that is defined const.
+    /// the resolver. Sets the status as the form with an address does: do not call it on an object that is defined
+    /// const.
     /// \return the text; empty when there is no address.
     virtual std::string GetSockname() const;
 
     /// \name Internal buffers
-    /// For connections of a host that hold received or unsent bytes themselves. These connections hold none.
+    /// For connections of a host that hold received or unsent bytes themselves. The connections of this library hold no
+    /// bytes.
     /// \{
     virtual int flush();               ///< Sends what is held. \return 0 here.
     virtual int flush(unsigned int n); ///< Sends up to `n` bytes of what is held. \return `n` here.
@@ -214,7 +224,7 @@ protected:
     /// stream that connects keeps its state.
     int connState;
 
-    uint64_t readByteCount;  ///< Bytes that successful reads have returned. Never reset.
+    uint64_t readByteCount;  ///< Sum of the results of successful reads. Never reset.
     uint64_t writeByteCount; ///< Bytes that successful writes have sent. Never reset.
     uint64_t readCallCount;  ///< Number of successful reads. Never reset.
     uint64_t writeCallCount; ///< Number of successful writes. Never reset.

@@ -17,7 +17,8 @@ public:
     itcInetSockDgram(); ///< No socket yet.
     /// Takes ownership of a descriptor, which is not counted; see itcConnection.
     itcInetSockDgram(int fd, ConnType type);
-    /// Makes an endpoint that is bound to `local`. Test `severity`: the failures are those of CreateEndpoint().
+    /// Makes a socket that is bound to `local`. The role stays unspecified: only CreateEndpoint() sets ItcTypeEndpoint.
+    /// Test `severity`: the failures are the connection limit, the socket, the bind.
     explicit itcInetSockDgram(itcInetAddress& local);
     ~itcInetSockDgram() override;
 
@@ -33,13 +34,12 @@ public:
     ///         empty datagram must not pass for "try again". Go on with the next datagram.
     int InitRead() override;
 
-    /// Hands out bytes of the datagram that InitRead() has received. Read() never receives, and leaves status and
-    /// counters alone.
-    /// \return 1 or more: the number of bytes copied.
-    ///         0: nothing is left.
-    ///         -1, status left alone: the last InitRead() has failed.
+    /// Hands out bytes of the datagram that InitRead() has received. Read() never receives, and never counts traffic.
+    /// \return 1 or more: the number of bytes copied; the status is not changed.
+    ///         0: nothing is left, `len` is 0, or the last datagram was empty; the status is not changed.
+    ///         -1, status not changed: the last receive has failed.
     ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): no descriptor.
-    ///         -1, (`Itc_Tp_Read_Call_Failed`, Error): `len` is negative.
+    ///         -1, (`Itc_Tp_Read_Call_Failed`, Error), EINVAL: `len` is negative.
     int Read(void* buf, int len) override;
 
     /// Binds. An object that is bound already is left as it is, and `local` is not used.

@@ -31,12 +31,14 @@ public:
     /// Limits a blocking connect.
     ///
     /// \param ms the limit in milliseconds; 0 for no limit.
-    /// \warning The limit is an alarm: SIGALRM and the real-time interval timer of the process. Only one such connect
-    ///          may run at a time, on the main thread, with SIGALRM unblocked, and the host leaves signal and timer
-    ///          alone meanwhile. An alarm that fires before the connect is entered is lost. Every other handled signal
-    ///          arms the full time again: a periodic signal takes the limit off. Without a handler for SIGALRM (the
-    ///          system refuses one) there is no limit. In all these cases connect in ItcNonBlocking mode, and start a
-    ///          timer of the dispatcher.
+    /// \warning The limit is an alarm: SIGALRM and the real-time interval timer of the process. Therefore:
+    ///          - Only one such connect may run at a time, on the main thread, with SIGALRM unblocked.
+    ///          - The host leaves SIGALRM and the timer alone meanwhile.
+    ///          - An alarm that fires before the connect is entered is lost.
+    ///          - Every other handled signal arms the full time again: a periodic signal takes the limit off.
+    ///          - Where the system refuses a handler for SIGALRM there is no limit.
+    ///
+    ///          To avoid these dangers connect in ItcNonBlocking mode, and start a timer of the dispatcher.
     void setConnTimeout(unsigned int ms);
 
     /// Chooses how Close() ends the connection. The status is not touched.
@@ -70,6 +72,8 @@ public:
     ///         is closed.
     ///         -1, (`Itc_Tp_Would_Block`, Warning): the system cannot connect now; the socket is kept.
     /// \warning With setConnTimeout() the connect belongs to the main thread, one at a time.
+    /// \warning In ItcNonBlocking mode the descriptor is switched here. If the system refuses the switch, the option
+    ///          becomes ItcBlocking, and this connect blocks without a limit.
     int OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData) override;
     /// OpenConnection() without a callback.
     int OpenConnNormal(itcInetAddress& remote);
@@ -84,21 +88,23 @@ public:
     /// \param cb         is told the result; may be null.
     /// \param clientData is handed to `cb`.
     /// \return 1: accepted; the status is clear.
-    ///         -1: the failures of doAccept().
+    ///         -1: the failures of doAccept(), or:
+    ///         -1, (`Itc_Tp_Accept_Call_Failed`, Error), EINVAL: `out` is null.
+    ///         -1, (`Itc_Tp_Accept_Call_Failed`, Error), ENOMEM: there is no memory; the peer is disconnected.
     /// \warning At the connection limit this object closes itself, and the accepted descriptor stays open and
     ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.
     /// \warning While the process is out of descriptors a listener stays readable, and a dispatcher loop spins. Unlink
     ///          the listener, and link it again from a timer.
     int AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData) override;
 
-    /// Accepts one peer as a bare descriptor, which is counted. The descriptor is not marked close-on-exec.
+    /// Accepts one peer as a bare descriptor, which is counted. The descriptor is not marked close-on-exec. `cb` is
+    /// called only for a failure, with -1.
     ///
-    /// \return 0 or more: the descriptor. `cb` is not called, and the status is not cleared.
+    /// \return 0 or more: the descriptor; the status is not cleared.
     ///         -1, (`Itc_Tp_Socket_Still_Connected`, Warning): not listening.
     ///         -1, (`Itc_Tp_Would_Block`, Warning): nobody waits to be accepted.
     ///         -1, (`Itc_Tp_Accept_Call_Failed`, Error): the system refused.
     ///         -1, (`Itc_Tp_Max_Connections_Reached`, Error): the connection limit is reached; this object is closed.
-    ///         `cb` is told -1.
     /// \warning The warnings of AcceptConnection() hold here too.
     int doAccept(ICBKivReady* cb, void* clientData);
 
@@ -116,8 +122,9 @@ public:
     /// The handler of SIGALRM during a timed connect. It sets #intrFlag.
     static void alrmSigHdl(int);
 
-    /// 1 after the alarm of a timed connect. It becomes 0 when the time-out is reported, before the next timed attempt,
-    /// and in setConnTimeout(). It stays 1 after an alarm that came too late to end a connect.
+    /// 1 after the alarm of a timed connect, otherwise 0. The flag becomes 0 when the time-out is reported, before the
+    /// next timed attempt, and in setConnTimeout(). The flag stays 1 after an alarm that came behind the end of the
+    /// connect.
     static int intrFlag;
 
 protected:

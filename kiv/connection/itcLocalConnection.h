@@ -20,8 +20,10 @@ public:
     /// \param remote     the path of the peer.
     /// \param cb         is told the result before this operation returns; may be null.
     /// \param clientData is handed to `cb`.
+    /// \return 1: connected or under way; 0: failed; -1: would block. The status says why.
     virtual int OpenConnection(itcUnixAddress& remote, ICBKivReady* cb, void* clientData) = 0;
     /// Makes the connection reachable under a local path.
+    /// \return true: reachable; false: failed. The status says why.
     virtual bool CreateEndpoint(itcUnixAddress& local) = 0;
 
 protected:

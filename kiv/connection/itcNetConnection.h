@@ -18,8 +18,10 @@ public:
     /// \param remote     the address of the peer.
     /// \param cb         is told the result before this operation returns; may be null.
     /// \param clientData is handed to `cb`.
+    /// \return 1: connected or under way; 0: failed; -1: would block. The status says why.
     virtual int OpenConnection(itcInetAddress& remote, ICBKivReady* cb, void* clientData) = 0;
     /// Makes the connection reachable under a local address.
+    /// \return 1: reachable; 0: failed. The status says why.
     virtual int CreateEndpoint(itcInetAddress& local) = 0;
     /// Switches `TCP_NODELAY`: true sends small pieces at once, false lets the system gather them. The status is not
     /// touched.

@@ -37,7 +37,8 @@ public:
     /// \return 1: accepted; the status is clear.
     ///         -1, (`Itc_Tp_Socket_Still_Connected`, Warning): not listening.
     ///         -1, (`Itc_Tp_Would_Block`, Warning): nobody waits to be accepted.
-    ///         -1, (`Itc_Tp_Accept_Call_Failed`, Error): the system refused.
+    ///         -1, (`Itc_Tp_Accept_Call_Failed`, Error): the system refused; `out` is null (EINVAL); or there is no
+    ///         memory (ENOMEM), and the peer is disconnected.
     ///         -1, (`Itc_Tp_Max_Connections_Reached`, Error): the connection limit is reached; this object is closed.
     /// \warning At the connection limit this object closes itself, and the accepted descriptor stays open and
     ///          uncounted: a server at its limit stops serving. Ask hasMaxConnCount() before accepting.
@@ -48,10 +49,10 @@ public:
     using itcLocalConnection::GetPeername;
     using itcLocalConnection::GetSockname;
 
-    /// The path of the peer. Sets the status as the address form does.
+    /// The path of the peer. Sets the status as GetPeername(itcUnixAddress&) does. Waits for the resolver.
     /// \return the path; empty when the peer has bound none, and on failure.
     std::string GetPeername() const override;
-    /// The path of this end. Sets the status as the address form does.
+    /// The path of this end. Sets the status as GetSockname(itcUnixAddress&) does. Waits for the resolver.
     /// \return the path; empty on failure.
     std::string GetSockname() const override;
 
@@ -83,12 +84,12 @@ public:
     int OpenConn(itcUnixAddress& addr);       ///< OpenConnection() without a callback.
     int OpenConnNormal(itcUnixAddress& addr); ///< OpenConnection() without a callback.
 
-    /// Asks for the path of this end.
+    /// Asks for the path of this end. Waits for the resolver, which itcUnixAddress::set() asks.
     /// \return 1: `out` has the outcome of its set(); the status of this connection is clear.
     ///         0, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): no descriptor.
     ///         0, (`Itc_Tp_Getsockname_Call_Failed`, Error): the system refused.
     int GetSockname(itcUnixAddress& out);
-    /// Asks for the path of the peer.
+    /// Asks for the path of the peer. Waits for the resolver, which itcUnixAddress::set() asks.
     /// \return 1: `out` has the outcome of its set(); the status of this connection is clear.
     ///         0, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): no descriptor.
     ///         0, (`Itc_Tp_Getpeername_Call_Failed`, Error): the system refused.

@@ -21,8 +21,8 @@
 /// \par Threads
 /// May be created and destroyed on any thread. The constructor and the destructor wait while the
 /// dispatching thread delivers a notification.
-/// \warning Destroy a receiver of notifications on the dispatching thread. Elsewhere ready() may run while the deriving
-///          class is being destroyed: only the destructor of this base class waits for the delivery, and it runs last.
+/// \warning Destroy a receiver of notifications on the dispatching thread. On another thread, ready() may run while
+///          the deriving destructor runs: only ~ICBKivReady() waits for the delivery, and ~ICBKivReady() runs last.
 class KIV_EXPORT ICBKivReady {
 public:
     ICBKivReady();                                        ///< Registers this receiver.
@@ -37,8 +37,8 @@ public:
     ///
     /// Calls from the dispatcher come on the dispatching thread, with the notification lock held. The receiver may
     /// notify, create receivers and destroy receivers here, also itself.
-    /// \warning A notification that is queued here is delivered in the same cycle. A ready() that always queues another
-    ///          one never lets the cycle end: let a timer queue it.
+    /// \warning A notification that is queued here is delivered in the same cycle. If every ready() queues a
+    ///          notification, the cycle never ends: let a timer queue the next one.
     /// \param result   what the operation returned, or what addAsyncReadyNotify() was given.
     /// \param userData what the caller passed with the request; unchanged.
     virtual void ready(int result, void* userData) = 0;

@@ -14,8 +14,8 @@
 ///
 /// The seconds and the microseconds are added. What follows depends on the sum of the microseconds:
 /// - 1000000 or more: one second is carried.
-/// - Negative, and the seconds are 1 or more: one second is borrowed. {2, -5} + {0, 0} is {1, 999995}.
-/// - Negative, and the seconds are 0 or less: nothing is borrowed. {0, -5} + {0, 0} stays {0, -5}.
+/// - Negative, and the sum of the seconds is 1 or more: one second is borrowed. {2, -5} + {0, 0} is {1, 999995}.
+/// - Negative, and the sum of the seconds is 0 or less: nothing is borrowed. {0, -5} + {0, 0} stays {0, -5}.
 ///
 /// The third rule differs from subtraction, which always borrows. Reason: a borrow in an addition never makes the
 /// seconds negative. Host code that needs one form for negative times subtracts: {0, 0} - {0, 5} is {-1, 999995}.

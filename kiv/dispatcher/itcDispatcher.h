@@ -57,13 +57,13 @@ constexpr itcDispatcherMask operator|(itcDispatcherMask a, itcDispatcherMask b)
 /// \par Errors
 /// An operation returns a plain result. The reason lies in the dispatcher's own itcStatus. When no
 /// system call has failed, the status carries the error number that was pending (`errno`); go by the
-/// code. Nothing throws, except what a function of the host throws. Such an exception leaves the cycle
-/// at once, and the rest of the cycle does not happen.
+/// code. Nothing throws, except functions of the host. An exception of the host leaves the cycle at
+/// once, and the remaining steps do not happen.
 /// \par Limits
 /// Descriptors from 0 to 1023, the size of an `fd_set`.
 class KIV_EXPORT itcDispatcher : public itcStatus {
 public:
-    /// Makes a dispatcher that is not the singleton. Install it with instance(itcDispatcher*) where it should be.
+    /// Makes a dispatcher. To make it the singleton, call instance(itcDispatcher*).
     ///
     /// When there is no memory the process ends: without a dispatcher a host cannot go on.
     itcDispatcher() noexcept;
@@ -142,8 +142,8 @@ public:
     /// \warning A timer that a handler starts in timerExpired() for a time in the past fires in the same cycle. A
     ///          handler that always does this never lets the cycle end. Use a delay of 0 or more there.
     /// \param sec  seconds of the delay. A negative delay gives a time in the past.
-    /// \param usec microseconds of the delay, from 0 to 999999. Of a larger number only one second is carried, so the
-    ///             timer would fire too early.
+    /// \param usec microseconds of the delay, from 0 to 999999. Only one second of a larger number is carried, and
+    ///             the timer fires too early.
     /// \param h    the handler; not owned. With null the timer expires and nobody is called.
     virtual void startTimer(long sec, long usec, itcIOHandler* h);
 
@@ -151,7 +151,8 @@ public:
     /// happens. Clears the status.
     virtual void stopTimer(itcIOHandler* h);
 
-    /// Runs one cycle. The wait has no limit of its own; a timer, held bytes or a request to be called again limit it.
+    /// Runs one cycle without a limit. The wait ends early for a timer, for held bytes, and for a request to be called
+    /// again.
     ///
     /// One would expect a clear status after a cycle in which a timer has fired. But only descriptors count: a timer or
     /// a notification alone gives (Itc_Dp_No_Connection_Linked, Error). A host's loop goes on after this status. The
@@ -163,8 +164,8 @@ public:
 
     /// Runs one cycle. The wait takes at most `sec` seconds and `usec` microseconds.
     ///
-    /// On return both arguments hold the rest of the limit as dispatch(timeval*) leaves it. If this rest is longer than
-    /// the cycle took, both are 0. They are therefore no budget for a loop: measure with currentTime().
+    /// On return both arguments hold the time not slept. If that time is longer than the cycle took, both are 0. Do not
+    /// pass them to the next call as a remaining time: measure with currentTime().
     /// \warning A negative limit makes the wait fail at once, and the result is 0: a loop would spin. Pass 0 instead.
     /// \param sec  seconds of the limit; overwritten.
     /// \param usec microseconds of the limit; overwritten.
@@ -236,8 +237,8 @@ public:
     /// On failure nothing changes, and the status is (Itc_Dp_Invalid_File_Descriptor, Error): `fd` is outside 0 to
     /// 1023.
     ///
-    /// A request to be called again is not taken back: a handler that is registered for the same number before the next
-    /// cycle gets the call.
+    /// A request to be called again is kept: if another handler is attached to the number before the next cycle, that
+    /// handler is called.
     /// \param fd   the descriptor.
     /// \param mask any combination of kinds. Other bits are ignored.
     virtual void detach(int fd, itcDispatcherMask mask);
@@ -249,8 +250,10 @@ public:
     /// Runs one cycle: see the class for its steps. The other forms of dispatch() call this one. Clears the status
     /// first. A handler may call it: cycles nest.
     ///
-    /// The status afterwards is clear, or what the last failing operation of the cycle has left:
-    /// (Itc_Dp_Select_Call_Failed_EBADF, Error) after a bad descriptor was removed, or what a handler's own calls left.
+    /// The status afterwards is one of:
+    /// - clear;
+    /// - (Itc_Dp_Select_Call_Failed_EBADF, Error): a bad descriptor was removed;
+    /// - the status that a handler's own call of this dispatcher has left.
     ///
     /// On return `*timeout` is:
     /// - unchanged, if a timer was to fire before the limit;
@@ -271,9 +274,9 @@ public:
     ///
     /// When select() fails, handleError() decides whether the wait is repeated. A wait that is not repeated returns 0,
     /// and the three sets then hold all that is wanted, not what is ready: do not evaluate them.
-    /// \warning A request to be called again that meets such a failed wait is lost. The sets are as they were asked, so
-    ///          fillInReady() takes the descriptor for one that is counted already, and forgets the request. A handler
-    ///          that relies on the call starts a timer beside the request.
+    /// \warning A request to be called again that meets such a failed wait is lost. After a failed wait
+    ///          each wanted descriptor is still in the sets. fillInReady() does not count it, and drops the request. A
+    ///          handler that relies on the call starts a timer beside the request.
     /// \param r       receives the descriptors that are readable, or whose connections hold received bytes.
     /// \param w       receives the descriptors that are writable.
     /// \param e       receives the descriptors with an exceptional condition.
@@ -311,10 +314,10 @@ public:
     ///         `timeout` or `&local`: the limit for select().
     virtual timeval* calculateTimeout(timeval* timeout, timeval& local);
 
-    /// Decides what follows a failed select(). Call it directly after the failure: it goes by the pending error number.
+    /// Decides what follows a failed select(). Call it directly after the failure: it reads `errno`.
     ///
-    /// - EBADF, ENOTSOCK: the status becomes (Itc_Dp_Select_Call_Failed_EBADF, Error), and checkConnections() is
-    ///   called.
+    /// - EBADF, ENOTSOCK: the text is traced under KivDebug::DBG_KIV, the status becomes
+    ///   (Itc_Dp_Select_Call_Failed_EBADF, Error), and checkConnections() is called.
     /// - EINTR: nothing more.
     /// - Any other error: its text is traced under KivDebug::DBG_KIV.
     ///
@@ -333,8 +336,8 @@ public:
     ///
     /// \warning A signal that arrives during the search makes a good descriptor seem refused. The handler that is told
     ///          looks at its connection, and links it again from a timer if it is still good.
-    /// \warning A handler that is told must not link a new connection at once. The new one often gets the same number,
-    ///          and step 3 would detach it. Connect again from a timer.
+    /// \warning A handler that step 2 calls must not link a new connection. The new connection often gets the same
+    ///          number, and step 3 would detach it. Connect again from a timer.
     virtual void checkConnections();
 
     /// The singleton. The first call creates it; without memory the process is aborted.
@@ -364,9 +367,9 @@ public:
     /// Computes the limit of a wait, in these steps:
     /// 1. The limit is that of the caller.
     /// 2. A timer that is due later, but before the limit, becomes the limit.
-    /// 3. While such a later timer is pending, negative microseconds of the limit become 0.
+    /// 3. While a timer is pending that is not yet due, negative microseconds of the limit become 0.
     /// 4. The limit becomes 0 if a timer is due, a connection holds received bytes, or a handler has asked to be called
-    ///    again. The wait then only asks what else is ready.
+    ///    again. The wait then returns at once with what is ready.
     ///
     /// Without memory for `buffered` the limit becomes 0, too: select() does not see held bytes.
     /// \param timeout  the limit of the caller, or null for none. Overwritten with 0 in step 4 unless a timer has
@@ -379,8 +382,8 @@ public:
     /// The clock of the timers: the wall clock of the first call, plus OS_getuptime().
     ///
     /// OS_getuptime() counts from a start of its own, so the sum is not the time of day: only differences mean
-    /// something. The clock follows when the wall clock is set, since OS_getuptime() does. All dispatchers of a process
-    /// share it. The first call is not synchronised: make it before other threads call it.
+    /// something. The clock jumps when the wall clock is set. All dispatchers of a process share the clock. The first
+    /// call is not synchronised: make the first call before other threads use the clock.
     timeval currentTime() const;
     /// Delivers what addAsyncReadyNotify() has queued, in order, also what is queued meanwhile. Part of every cycle.
     ///
@@ -424,9 +427,10 @@ public:
 protected:
     int capacity; ///< The number of descriptor slots: 1024. Every table has one entry per slot.
 
-    /// Invariant: one more than the highest descriptor that has a handler of any kind; 0 if no descriptor has one.
-    /// select() is asked for the descriptors below this number. attach() raises the number, also for a null handler.
-    /// detach() lowers it. A deriving dispatcher that writes the tables itself must keep the invariant.
+    /// Invariant: no descriptor from this number on has a handler. attach() keeps the number above the descriptors that
+    /// are attached. detach() lowers the number to one more than the highest descriptor with a handler, or to 0. A null
+    /// handler does not count there. select() is asked for the descriptors below this number. A deriving dispatcher
+    /// that writes the tables itself must keep the invariant.
     int nfds;
 
     // Invariant per descriptor and kind: the bit in the set, the handler and the client data are written together, by

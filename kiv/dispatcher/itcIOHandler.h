@@ -60,9 +60,9 @@ public:
 
     /// The descriptor is writable. For a pending connect: the connect has succeeded.
     ///
-    /// Without an exception handler a connect that has failed comes here, too: the dispatcher does not ask for its
-    /// error then, and the first transfer fails. Without an exception handler this call also tells that the descriptor
-    /// is bad (see itcDispatcher::checkConnections()). The result is then ignored.
+    /// Without an exception handler a connect that has failed also calls outputReady(). The dispatcher does not read
+    /// SO_ERROR then, and the first transfer fails. Without an exception handler this call also tells that the
+    /// descriptor is bad (see itcDispatcher::checkConnections()). The result is then ignored.
     /// \param conn       the connection that was linked last for this descriptor; null if there is none.
     /// \param clientData what was given for this kind of interest; unchanged.
     /// \return negative (the default returns -1): the descriptor is detached.
@@ -78,9 +78,9 @@ public:
     /// - Bad descriptor: the status of `conn` is (Itc_Dp_Select_Call_Failed_EBADF, Error). The result is ignored, since
     ///   the descriptor is detached in any case.
     ///
-    /// \warning The reason of a failed connect cannot be learned here. The dispatcher has asked for it (SO_ERROR), and
-    ///          asking clears it. A host that needs the reason links the pending connect for WriteMask only, and asks
-    ///          with OS_getsockopt(fd, SOL_SOCKET, SO_ERROR) in outputReady(): 0 means connected.
+    /// \warning The reason of a failed connect cannot be learned here. The dispatcher has read SO_ERROR, and reading
+    ///          clears the error in the socket. A host that needs the reason links the pending connect for WriteMask
+    ///          only, and asks with OS_getsockopt(fd, SOL_SOCKET, SO_ERROR) in outputReady(): 0 means connected.
     /// \param conn       the connection that was linked last for this descriptor; null if there is none.
     /// \param clientData what was given for this kind of interest; unchanged.
     /// \return negative (the default returns -1): the descriptor is detached.
@@ -92,7 +92,7 @@ public:
     ///
     /// The two arguments are the clock of the dispatcher (itcDispatcher::currentTime()) as read when this expiry began.
     /// They are not the time at which the timer was due. The default does nothing.
-    /// \warning A timer that is started here for a time before that reading fires in the same cycle. A handler that
+    /// \warning A timer that is started here for a time before `sec`, `usec` fires in the same cycle. A handler that
     ///          always does this never lets the cycle end. A delay of 0 or more is safe: the timer fires in a later
     ///          cycle (unless the wall clock is set back during the cycle).
     /// \param sec  seconds of the clock.

@@ -15,9 +15,8 @@ enum StatusSeverity : int {
 /// behind itcStatus::STATUS_text().
 ///
 /// The number of a code is its place in the list. The numbers are part of the interface: hosts compare and store them.
-/// Therefore no code may be moved, removed or reused. No operation of the library sets the monitor, detour and
-/// environment-variable codes, and some others. The numbers of these codes must stay, too. docs/status-codes.md shows
-/// them with "nothing" in the column "Set by".
+/// Therefore no code may be moved, removed or reused. Some codes are set by no operation of the library: their numbers
+/// are reserved. docs/status-codes.md lists these codes with "nothing" in the column "Set by".
 #define KIV_STATUS_CODES(X)                                                                                            \
     /* 0 to 14: marshalling */                                                                                         \
     X(Itc_Ok)                                                                                                          \

@@ -13,8 +13,7 @@
 /// storage that the next call overwrites. Two kinds of state belong to this layer itself: the start time of
 /// OS_getuptime(), which is not synchronised, and the trace counters of the resolver functions, which are atomic.
 ///
-/// \par Replacing
-/// a function
+/// \par Replacing a function
 /// A program may define any of these functions itself. The library calls each function through its dynamic symbol.
 /// The definition of the program therefore replaces the definition of the library, in the library's own calls too.
 /// Tests make the network fail in this way.
@@ -230,7 +229,8 @@ KIV_EXPORT char* OS_strerror(...);
 
 /// \name Resolver
 /// Each function wraps the call of the same name and adds two traces under `DBG_KIV`: one before the call, one after
-/// the call. Both texts show the number of the call. Each function counts its own traced calls, from 0.
+/// the call. Both texts show the number of the call. Each function counts its own calls, from 0, while traces are on. A
+/// failing OS_getaddrinfo() adds a third trace with the error code.
 ///
 /// - Ports are shown as they lie in memory, in network byte order: port 80 reads 20480 on a little-endian machine.
 /// - A null `host` or `service` of OS_getaddrinfo() shows as the word empty, without quotes.

@@ -27,9 +27,9 @@ protected:
 };
 
 /// \name Floating-point conversions
-/// Each rewrites the 4 or 8 bytes of one value in place, at any alignment. Sign and exponent are taken from the low
-/// bits of the first word, which is not where IEEE values have them in memory. Both ends of a conversation convert in
-/// this way. Exponents wrap modulo 256.
+/// Each rewrites the 4 or 8 bytes of one value in place, at any alignment. The sign is taken from bit 0, and the
+/// exponent from the bits above, of the first word. IEEE values have both in the high bits. All peers convert in this
+/// way, so both ends agree. Exponents wrap modulo 256. docs/wire-format.md tells more.
 /// \{
 extern "C" {
 KIV_EXPORT void Itc_itof(void* value); ///< IEEE single to VAX F.

@@ -100,16 +100,15 @@ public:
                    : static_cast<unsigned int>(bufferLast - dataStart) + 1;
     }
 
-    /// The number of bytes that are not yet read. A single byte is reported as 0: hosts loop until the number is 0, and
-    /// the number 1 has never been among the answers. A host whose packets end with single bytes tests the status
-    /// instead.
+    /// The number of bytes that are not yet read. A single byte is reported as 0, like the end of the data: loops of
+    /// hosts end on 0. A host whose packets end with single bytes tests the status instead.
     unsigned int pending_length() const;
 
     /// Copies raw bytes. Clears the status.
     ///
     /// With a null `dst`, `len` receives the number of bytes left: up to the end of the latest transaction if the read
-    /// position is not behind its end, otherwise up to the end of the data. The end of a transaction is what the sender
-    /// has announced.
+    /// position is not behind its end, otherwise up to the end of the data. Storage without a packet gives 1. The end
+    /// of a transaction is what the sender has announced.
     /// \return this buffer, with a clear status or one of:
     ///         (`Itc_Ndr_End_Of_Data`, Warning): fewer than `len` bytes are there; nothing is copied.
     ///         (`Itc_Ndr_No_Buffer_Provided`, Error): there is no storage.
@@ -138,12 +137,14 @@ public:
     itcNDRReceive& get_opaque(void*& dst, int cap, int& len);
 
     /// Moves the read position by `n` bytes; a negative `n` moves back. Does not clear the status.
-    /// \return this buffer. If the target lies before the first or behind the last byte, the position is kept and the
-    ///         status is (`Itc_Ndr_End_Of_Data`, Warning).
+    /// \return this buffer. The target may lie between the first byte of the label and the place directly behind the
+    ///         last byte. For any other target the position is kept, and the status is (`Itc_Ndr_End_Of_Data`,
+    ///         Warning).
     itcNDRReceive& skip(int n);
 
-    /// Opens a transaction: reads the count of its bytes. Only one transaction is open at a time.
-    /// \return this buffer; (`Itc_Ndr_End_Of_Data`, Warning) when the count is not there.
+    /// Opens a transaction: reads the count of its bytes. The status is not cleared. A second start replaces the first.
+    /// \return this buffer. (`Itc_Ndr_End_Of_Data`, Warning): the count is not there, and the transaction ends at the
+    ///         present position.
     itcNDRReceive& start_transaction();
     /// Closes the transaction. Reading goes on behind the transaction, whatever has been read of it, or at the end of
     /// the data if the announced end lies beyond.
@@ -151,7 +152,8 @@ public:
     /// \return 0: the content was read exactly to its end.
     ///         The severity, the status unchanged: something had failed before.
     ///         2, with code -1 (outside ItcStatusCode) and Error: the content was read without failure, but not exactly
-    ///         to its end. A code of its own lets hosts tell a newer sender from a broken packet.
+    ///         to its end, or no transaction was started: the position then goes to the first byte of the label. A code
+    ///         of its own lets hosts tell a newer sender from a broken packet.
     ///         2, with (`Itc_Ndr_No_Buffer_Provided`, Error): there is no storage.
     int end_transaction();
 
@@ -289,9 +291,9 @@ KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v) { return
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { return b.takeAligned(v); }
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
-/// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the status was not
-/// clear before, also from an earlier take: test the status before texts. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`,
-/// Error).
+/// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the severity was
+/// Warning or worse before, also from an earlier take: test the status before texts. A text of length 0, which no
+/// sender of this library makes, leaves `dst` as it was. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`, Error).
 /// \warning `dst` must have room for what the peer may send: no size is checked. The text ends with a zero only if the
 ///          packet's own text does. Where the peer is not trusted, use extract().
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
@@ -315,7 +317,8 @@ KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
 ///         (`Itc_Ndr_Packet_Length_Read_Failed`, Error): magic or length came only in part.
 ///         (`Itc_Ndr_Magic_Error`, Error): the bytes are no frame.
 ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory for a frame of the announced length.
-///         (`Itc_Ndr_Packet_Read_Not_All_Data`, Error): only the beginning of the data came. It can be taken.
+///         (`Itc_Ndr_Packet_Read_Not_All_Data`, Error): only the beginning of the data came. The values in it can
+///         be taken.
 /// \warning From a datagram connection call InitRead() first, once for each datagram. Without InitRead() every read
 ///          gives
 ///          (`Itc_Ndr_Disconnection`, Error), and a dispatcher loop spins.

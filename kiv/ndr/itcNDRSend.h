@@ -123,8 +123,8 @@ public:
     /// put_opaque() without a gap. itcNDRReceive::extract() takes the block.
     itcNDRSend& insert(const char* data, int len, bool withLength);
 
-    /// Opens a transaction: a count of bytes, which end_transaction() fills in. A reader can skip by the count what the
-    /// reader does not know.
+    /// Opens a transaction: a count of bytes, which end_transaction() fills in. The count lets a reader skip what
+    /// the reader does not know.
     ///
     /// Only one transaction is open at a time. A second start replaces the first, whose count then stays 0xFFFFFFFF. A
     /// buffer in Error opens no transaction.
@@ -133,8 +133,9 @@ public:
     /// Closes the transaction. If anything has failed in it, the transaction is taken out of the packet, count
     /// included.
     ///
-    /// Closing the same transaction a second time counts what has been put since. A transaction that was taken out can
-    /// be closed a second time, too: nothing is written.
+    /// Closing a transaction a second time counts what has been put since. Closing a transaction a second time that was
+    /// taken out writes nothing. Do not close it a second time once values were put: the count would overwrite one of
+    /// them.
     /// \return the severity: 0, or what has failed in the transaction.
     ///         2, with (`Itc_Ndr_No_Buffer_Provided`, Error): no transaction was opened in this packet.
     int end_transaction();

@@ -22,7 +22,8 @@
 ///
 ///  Back to Idle:  reset()                      from Idle and Complete
 ///                 reset_transmission_state()   from Idle, Complete and Failed
-///  Disconnected is final: take a fresh buffer for a fresh connection.
+///  Disconnected is final for this connection: take a fresh buffer for a fresh connection.
+///  init() and the constructor from data lead to Complete from anywhere.
 /// \endcode
 /// Values may be taken in Complete only.
 ///
@@ -36,8 +37,10 @@
 class KIV_EXPORT itcNdrUbReceive : public itcNDRReceive {
 public:
     explicit itcNdrUbReceive(unsigned int tag); ///< No storage yet. The tag is kept for the host and never read.
-    itcNdrUbReceive(unsigned int tag, unsigned int size); ///< Makes storage for `size` bytes.
-    /// Holds a copy of NDR data that came by other means. The state is Complete at once, and values can be taken.
+    itcNdrUbReceive(unsigned int tag,
+                    unsigned int size); ///< Makes storage for `size` bytes. Status clear: no memory shows later.
+    /// Holds a copy of NDR data that came by other means. The state is Complete at once, and the status is clear. With
+    /// null data, with 2 bytes or fewer, and without memory there is no packet: raw_length() is 0 then.
     itcNdrUbReceive(unsigned int tag, const char* data, unsigned int len);
     ~itcNdrUbReceive() override;
 
@@ -48,9 +51,9 @@ public:
     /// Makes the receiver ready for the next frame: itcNDRReceive::reset(), then the state Idle. Allowed in Idle and
     /// Complete. A caller's buffer is not rewound.
     ///
-    /// In any other state, Failed included, the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and
-    /// nothing is changed. A sender may be reset in Failed: its content is its own. What a failed receiver holds is
-    /// half a packet of the peer, and the stream is out of step: close the connection.
+    /// In any other state the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error) and nothing is changed.
+    /// Failed is refused too, unlike in a sender: the buffer holds a part of a packet, and the stream is out of step.
+    /// Close the connection.
     void reset() override;
     /// Makes the receiver ready for the next frame and leaves the buffer alone. Allowed in Idle, Complete and Failed.
     ///
@@ -143,23 +146,25 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType
 /// \endcode
 /// Each call first calls InitRead() of the connection, also in states in which nothing is read any more.
 ///
-/// \return the number of bytes that are known to be still expected; 0 in Complete, Failed and Disconnected. The first
-///         call leaves Idle, also when nothing has arrived, and no reset is allowed until the frame ends. Results, in
+/// The first call leaves Idle, also when nothing has arrived. No reset is allowed until the frame ends.
+///
+/// \return the number of bytes that are known to be still expected. 0: the frame is complete. The call that fails gives
+///         the number that was outstanding. Later calls in Failed and Disconnected give 0. Results, in
 ///         the status:
 ///         clear: the frame is complete, or more is expected.
 ///         (`Itc_Ndr_Ub_Packet_Read_Failed`, Error), Failed: the connection failed; its error number is copied.
 ///         (`Itc_Ndr_Magic_Error`, Error), Failed: the bytes are no frame.
 ///         (`Itc_Ndr_Ub_Extend_Buffer_Failed`, Error), Failed: there is no memory for the announced length.
 ///         (`Itc_Ndr_Ub_Disconnection`, Error), Disconnected: the peer has closed before the data.
-///         (`Itc_Ndr_Ub_Disconnection`, Error), Failed: the peer has closed inside the data, and a packet is lost.
+///         (`Itc_Ndr_Ub_Disconnection`, Error), Failed: the peer has closed inside the data, and a packet is lost; or a
+///         frame of length 0 came.
 ///         (`Itc_Ndr_Ub_Unknown_Receive_State`, Error), Failed: the state is none of the enumeration.
 /// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. A loop that
 ///          looks only for 0 would take a false packet for ever. In Failed the status stays through further calls,
 ///          unless InitRead() fails again.
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);
 
-/// Reads a frame from a standard stream, and waits for all of it. The failures are those of the read from a connection;
-/// the end of the stream is a disconnection. `bytesReceived` counts only the bytes in front of the data here: the
-/// remainder of the length, which is 0 by then, is added behind the data, and hosts know the number.
+/// Reads a frame from a standard stream, and waits for all of it. The failures are those of the read from a connection.
+/// The end of the stream is a disconnection. From a stream `bytesReceived` counts only the bytes of magic and length.
 /// \return the stream.
 KIV_EXPORT std::istream& operator>>(std::istream& is, itcNdrUbReceive& r);

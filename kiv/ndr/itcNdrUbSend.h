@@ -100,16 +100,27 @@ KIV_EXPORT itcNdrUbSend& operator<<(itcNdrUbSend& b, const itcXNDR& v);
 /// \}
 
 /// Writes as much of the frame as the connection takes. Call it again when the dispatcher reports the connection
-/// writable, until the result is 0.
+/// writable, until nothing is left.
 ///
-/// \return the number of bytes of the frame that are still unsent; 0 when all is sent, and in Complete and Failed,
-///         where nothing is sent. The first call leaves Idle, also when nothing was sent, and no reset is allowed until
-///         the frame ends. Results, in the status:
+/// Test the status first, then the result:
+/// \code
+/// const unsigned int unsent = connection << packet;
+/// if (packet.severity == Error)
+///     return -1;          // the connection is over: unlink it, close it
+/// if (unsent == 0)
+///     packet.reset();     // all is sent: build the next packet
+/// \endcode
+/// The first call leaves Idle, also when nothing was sent. No reset is allowed until the frame ends.
+///
+/// \return the number of bytes of the frame that are still unsent; 0 when all is sent. Results, in the status:
 ///         clear: the frame is sent, or the rest follows.
-///         (`Itc_Ndr_Ub_Packet_Write_Failed`, Error), Failed: the connection failed; its error number is copied. So
-///         ends also a buffer without storage (the result is then 8, the head of a frame), and content that moved or
-///         shrank.
+///         (`Itc_Ndr_Ub_Packet_Write_Failed`, Error), Failed: the connection failed; its error number is copied.
+///         (`Itc_Ndr_Ub_Packet_Write_Failed`, Error), Failed: the buffer has no storage; the result is 8, the head of a
+///         frame.
+///         (`Itc_Ndr_Ub_Packet_Write_Failed`, Error), Failed: the content moved or shrank.
 ///         (`Itc_Ndr_Ub_Unknown_Send_State`, Error), Failed: the state is none of a sender's.
+/// \warning Only the call that fails reports the Error. In Failed every later call gives 0 with a clear status, as in
+///          Complete.
 KIV_EXPORT unsigned int operator<<(itcConnection& c, itcNdrUbSend& s);
 
 /// Writes the frame to a standard stream, in one step. The failures are those of the write to a connection, with the
