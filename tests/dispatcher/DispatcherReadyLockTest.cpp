@@ -38,7 +38,6 @@ bool QRecursiveMutex::tryLock(int timeout) noexcept
 namespace {
 
 using testing::ElementsAre;
-using testing::Not;
 
 constexpr int withoutLimit = -1;
 constexpr int notAtAll = 0;

@@ -7,8 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 TEST(NdrSendFrame, IsOneWriteOfHeaderAndData)
 {
     StreamPair pair;
