@@ -6,9 +6,8 @@
 #     room of their destination; warnings about formats that are not literals.
 #   - Linker: every symbol is resolved when the library is loaded, and the table of addresses is read-only from then on.
 #
-# The OS_ functions stay replaceable: early resolution still goes through the dynamic symbols. One price is known: a host
-# that calls OS_sprintf() with a "%n" in a format in writable memory is ended. tests/package/hardening reads the properties
-# from the finished library.
+# The OS_ functions stay replaceable: early resolution still goes through the dynamic symbols. tests/package/hardening reads
+# the properties from the finished library.
 option(KIV_HARDENING "Harden the libraries; instrumented builds (KIV_SANITIZE) never are" ON)
 
 include(CheckCXXCompilerFlag)

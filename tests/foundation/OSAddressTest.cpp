@@ -141,4 +141,17 @@ TEST(OSNumbers, SprintfReturnsTheCharactersWritten)
     EXPECT_STREQ(text, "-7-abc-2.5");
 }
 
+// A hardened library would end the process here: the format lies in writable memory.
+TEST(OSNumbers, SprintfTellsTheCharactersSoFarToAPercentN)
+{
+    char text[32];
+    char format[] = "abc%n-d";
+    int soFar = 0;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    EXPECT_EQ(OS_sprintf(text, format, &soFar), 5);
+#pragma GCC diagnostic pop
+    EXPECT_EQ(soFar, 3);
+}
+
 } // namespace
