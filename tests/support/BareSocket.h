@@ -1,5 +1,5 @@
 /// \file
-/// Sockets of the test's own, made without the library.
+/// Sockets that a test makes without the library: listeners, peers and strangers. Each is closed by its destructor.
 #pragma once
 
 #include "SocketAddresses.h"
@@ -14,7 +14,7 @@
 #include <system_error>
 #include <utility>
 
-/// What a system call of the test itself returned, which must not have failed.
+/// Returns the result of a system call that the test itself makes. Throws if the call has failed.
 inline int mustWork(int result, const char* call)
 {
     if (result < 0)
@@ -22,7 +22,7 @@ inline int mustWork(int result, const char* call)
     return result;
 }
 
-/// A descriptor that is closed in the end.
+/// Owns a descriptor. The destructor closes the descriptor.
 class BareSocket {
 public:
     explicit BareSocket(int ownedFd = -1) : fd(ownedFd) {}
@@ -89,13 +89,13 @@ inline BareSocket acceptedSocket(const BareSocket& listener)
     return BareSocket(mustWork(::accept(listener.get(), nullptr, nullptr), "accept"));
 }
 
-/// A listener that does not answer: its queue has one place, and that is taken.
+/// A listener that answers no connect: its queue has one place, and the guest has taken this place.
 class SilentListener {
 public:
     explicit SilentListener(const char* host)
         : listener(listeningSocket(host, 0)), guest(connectedSocket(addressOf(listener.get())))
     {
-        // The guest has its place only once the handshake is seen from this side.
+        // The guest has its place only when the listener has seen the end of the handshake.
         pollfd arrival = {listener.get(), POLLIN, 0};
         mustWork(::poll(&arrival, 1, -1), "poll");
     }
@@ -107,7 +107,7 @@ private:
     BareSocket guest;
 };
 
-/// A close() that succeeds and leaves an error number that no call of its own has.
+/// A close() that succeeds and then sets `errno` to EXDEV, a number that none of the tested calls sets.
 inline int closeLeavingEXDEV(int fd)
 {
     const int result = ::close(fd);
@@ -121,7 +121,7 @@ inline bool isClosedOnExec(int fd) { return (mustWork(::fcntl(fd, F_GETFD), "fcn
 
 inline bool isOpen(int fd) { return ::fcntl(fd, F_GETFD) != -1; }
 
-/// An option whose value is an int.
+/// Returns the value of a socket option whose value is an int.
 inline int socketOption(int fd, int level, int option)
 {
     int value = 0;

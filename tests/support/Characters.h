@@ -1,5 +1,5 @@
 /// \file
-/// Texts of all characters in a range: half of them are negative where `char` has a sign.
+/// Texts of all characters from `first` to `last`, 0 to 255. Where `char` has a sign, those from 128 on are negative.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
-// Tests that need a process of their own start this program anew. Where it runs under an emulator the system can not do
-// that, so the emulator is started instead. This execv() stands before the C library's, also for GoogleTest.
+// Some tests need a process of their own: GoogleTest starts the test program again. If the program runs under an
+// emulator, the system cannot start the program directly. This execv() starts the emulator with the program. It
+// replaces the C library's execv(), also for GoogleTest.
 #include <unistd.h>
 
 #include <vector>

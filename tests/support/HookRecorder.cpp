@@ -1,3 +1,4 @@
+// The hooks are plain functions. They store what they are told in variables of this file, under one lock.
 #include "HookRecorder.h"
 
 #include <mutex>

@@ -1,5 +1,5 @@
 /// \file
-/// Installs the diagnostic hooks and remembers what they are told.
+/// Installs the diagnostic hooks and remembers what the library tells them.
 #pragma once
 
 #include <kiv/foundation/KivDebug.h>
@@ -9,8 +9,9 @@
 #include <string>
 #include <vector>
 
-/// While it exists, traces are on (unless asked otherwise) and every text and error report is kept. The hooks and flags
-/// from before come back in the end. One at a time.
+/// The constructor installs the hooks. While the recorder exists, `check` decides which traces are on (at first all),
+/// and every text and every error report is kept. The destructor restores the earlier hooks and flags. Only one
+/// recorder may exist at a time.
 class HookRecorder {
 public:
     static constexpr short kivFlag = 7;
@@ -27,10 +28,10 @@ public:
     HookRecorder(const HookRecorder&) = delete;
     HookRecorder& operator=(const HookRecorder&) = delete;
 
-    /// What the check hook answers; at first yes to every flag.
+    /// The answer of the check hook. At first the answer is yes to every flag.
     std::function<bool(short flag)> check = [](short) { return true; };
 
-    std::vector<std::string> texts() const; ///< All texts printed, under whatever flag.
+    std::vector<std::string> texts() const; ///< All printed texts, whatever their flag.
     std::vector<short> flags() const;       ///< The flag of each text.
     std::vector<ErrorReport> errorReports() const;
     int checks() const; ///< How often the check hook was asked.

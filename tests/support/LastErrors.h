@@ -1,5 +1,5 @@
 /// \file
-/// A script for OS_getLastError().
+/// A script for OS_getLastError(): the results of its next calls.
 #pragma once
 
 #include "OsFaults.h"
@@ -7,7 +7,8 @@
 #include <utility>
 #include <vector>
 
-/// Answers the questions for the error number from a list. Shows at which step of an operation a number is read.
+/// Each call of OS_getLastError() returns the next number of a list, then 0. The number in a status therefore tells at
+/// which step of an operation the number was read.
 class LastErrors {
 public:
     explicit LastErrors(std::vector<int> numbers)

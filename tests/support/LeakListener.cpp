@@ -1,3 +1,4 @@
+// What the listener compares, and the messages of its failures.
 #include "LeakListener.h"
 
 #include "OsFaults.h"
@@ -16,7 +17,7 @@
 
 namespace {
 
-// Looks at the singleton without creating it.
+// Reads the pointer to the singleton. Does not create a dispatcher.
 struct Singleton : itcDispatcher {
     static itcDispatcher* get() { return _instance; }
 };

@@ -6,11 +6,12 @@
 
 #include <memory>
 
-/// Compares what is there before a test and after it. Between test and comparison it clears every script of OsFaults.h
-/// and deletes the dispatcher that the test has created.
+/// Compares the resources of the process before and after each test. Before the second look, the listener clears every
+/// script of OsFaults.h and deletes the dispatcher that the test has created.
 ///
-/// Noticed are: open descriptors, counted connections, installed hooks of the host, registered receivers, and files of
-/// sockets that the library has bound. LeakListenerTest.cpp shows that each of them is.
+/// The resources are: open descriptors, counted connections, installed hooks of the host, registered receivers, and
+/// files of sockets that the library has bound. LeakListenerTest.cpp shows for each of them that the listener notices a
+/// leak.
 class LeakListener : public testing::EmptyTestEventListener {
 public:
     LeakListener();

@@ -1,4 +1,4 @@
-// Tests that leave something behind, and what the listener says of them.
+// Tests that leave something behind. The listener must fail each of them, with the right message.
 #include "LeakListener.h"
 
 #include "BareSocket.h"
@@ -23,7 +23,8 @@ struct Receiver : ICBKivReady {
     void ready(int, void*) override {}
 };
 
-/// A second listener beside the program's own. Each test plays a test of its own between start() and end().
+/// A second listener beside the one of the program. start() and end() tell this second listener that a test begins and
+/// ends. What happens between the two calls plays the tested test.
 class LeakListenerTest : public testing::Test {
 protected:
     void start() { listener.OnTestStart(*testing::UnitTest::GetInstance()->current_test_info()); }
@@ -182,7 +183,7 @@ TEST_F(LeakListenerTest, NoticesACheckHookThatStaysInstalled)
     KivDebug::pKivDebugCheck = before;
 }
 
-// CMakeLists.txt runs this test alone, and expects that it fails.
+// CMakeLists.txt runs this test alone and expects a failure.
 TEST(LeakyTest, DISABLED_LeavesADescriptor) { mustWork(::dup(0), "dup"); }
 
 } // namespace

@@ -1,3 +1,5 @@
+// The functions that replace the library's OS_ functions in the test program. The dynamic linker finds the program's
+// functions first. Each of them finds the library's function with dlsym().
 #include "OsFaults.h"
 
 #include <csignal>
@@ -6,8 +8,8 @@
 
 namespace {
 
-// The library's own function of this name: the next one behind the test program's. Keeps `errno`, which a test may have
-// set for OS_getLastError().
+// Returns the library's own function of this name: the next definition behind that of the test program. dlsym() may
+// change `errno`, which a test may have set for OS_getLastError(). Therefore `errno` is kept.
 template <class Function> Function* libraryFunction(const char* name)
 {
     const int kept = errno;
@@ -16,17 +18,17 @@ template <class Function> Function* libraryFunction(const char* name)
     return function;
 }
 
-// The one call, of whatever function, that is to fail.
+// The call that failAnyCall() makes to fail.
 struct {
     std::mutex mutex;
-    int callsLeft = 0; // until then, with that call; 0 for no such call
+    int callsLeft = 0; // up to the failing call, which is counted too; 0 when no call is to fail
     int error = 0;
     const char* failed = "";
 } anyCall;
 
 } // namespace
 
-// Scripts outlive the statics of whoever calls at the very end, so they are never destroyed.
+// Static objects may still call these functions in their destructors. Therefore the scripts are never destroyed.
 #define KIV_DEFINE_CALL(result, name, failure, parameters, arguments)                                                  \
     OsCall<result parameters>& OsFaults::name()                                                                        \
     {                                                                                                                  \
@@ -57,7 +59,7 @@ std::string OsFaults::failedCall()
 
 bool OsFaults::isCallToFail(const char* name)
 {
-    if (std::string_view(name) == "getLastError") // asks for the number of a failure and has none itself
+    if (std::string_view(name) == "getLastError") // cannot fail
         return false;
     std::lock_guard lock(anyCall.mutex);
     if (anyCall.callsLeft == 0 || --anyCall.callsLeft > 0)

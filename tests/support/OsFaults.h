@@ -1,13 +1,14 @@
 /// \file
-/// Faults and scripts for the OS_ layer. The test program defines the functions of OsFaultsList.h itself, so the library
-/// calls these instead of its own; each passes on to the library's unless a test says otherwise.
+/// Faults and scripts for the OS_ layer. The test program defines the functions of OsFaultsList.h itself. The library
+/// then calls the test program's functions instead of its own. Each of them calls the library's own function, unless a
+/// test has set a fault or a script.
 ///
 ///     OsFaults::send().failNext(2, EAGAIN);        // the next two calls fail, later ones pass
 ///     OsFaults::bind().failCall(3, EADDRINUSE);    // the third call from now fails
 ///     OsFaults::failAnyCall(4, ENOBUFS);           // the fourth call of any function from now fails
 ///     OsFaults::recv().instead = [](int, void*, size_t) -> ssize_t { return 0; };
 ///
-/// Every test starts with all of them cleared: the listener in LeakListener.h does that.
+/// LeakListener.h clears all faults and scripts before and after each test.
 #pragma once
 
 #include "OsFaultsList.h"
@@ -23,7 +24,7 @@
 #include <vector>
 
 namespace OsFaults {
-/// Counts a call for failAnyCall(). \return true, with `errno` set, when this call is the one that is to fail.
+/// Counts a call for failAnyCall(). \return true, with `errno` set, when this call is to fail.
 bool isCallToFail(const char* name);
 } // namespace OsFaults
 
@@ -33,11 +34,11 @@ template <class Result, class... Args> class OsCall<Result(Args...)> {
 public:
     using Failure = std::conditional_t<std::is_void_v<Result>, std::nullptr_t, Result>;
 
-    /// \param whenFailing what a scripted failure returns; null for a function without a result, which never fails.
-    /// \param function    its name, if OsFaults::failAnyCall() is to count its calls.
+    /// \param whenFailing what a scripted failure returns. Null for a function without a result.
+    /// \param function    the function's name without OS_, or null. OsFaults::failAnyCall() counts only named functions.
     explicit OsCall(Failure whenFailing, const char* function = nullptr) : failure(whenFailing), name(function) {}
 
-    /// The next `count` calls fail with this error number, without reaching the system.
+    /// The next `count` calls fail with this error number. They do not reach the system.
     void failNext(int count, int error)
     {
         std::lock_guard lock(mutex);
@@ -45,7 +46,7 @@ public:
         failing = count;
         failError = error;
     }
-    /// Only the `nth` call from now fails; 1 is the next.
+    /// Only the `nth` call from now fails. 1 is the next call.
     void failCall(int nth, int error)
     {
         std::lock_guard lock(mutex);
@@ -54,10 +55,10 @@ public:
         failError = error;
     }
 
-    /// Replaces the call altogether. Set it only while no other thread calls.
+    /// Replaces the library's function. Set `instead` only while no other thread calls the function.
     std::function<Result(Args...)> instead;
 
-    /// Is told the arguments of every call that is not made to fail, before the call. clear() leaves it in place.
+    /// Called with the arguments before every call that is not made to fail. clear() keeps the watcher.
     std::function<void(Args...)> watch;
 
     /// How often the function was called since the last clear().
@@ -89,7 +90,7 @@ public:
         history.clear();
     }
 
-    /// For the definitions in OsFaults.cpp.
+    /// One call of the OS_ function. Only the definitions in OsFaults.cpp use this.
     Result call(Result (*real)(Args...), Args... args)
     {
         if (fails(args...))
@@ -132,9 +133,9 @@ namespace OsFaults {
 KIV_OS_FAULTS(KIV_DECLARE_SCRIPT)
 #undef KIV_DECLARE_SCRIPT
 
-/// Only the `nth` call from now fails, whichever of the functions it is; 1 is the next, 0 is none.
+/// Only the `nth` call from now fails, counted over all functions that can fail. 1 is the next call, 0 is none.
 void failAnyCall(int nth, int error);
-/// The name of the function that failAnyCall() has made to fail; empty as long as there is none.
+/// The name of the function that failAnyCall() has made to fail. Empty as long as no call has failed.
 std::string failedCall();
 
 /// Forgets every script and all history.

@@ -5,7 +5,8 @@
 /// An entry holds the result type, the name without OS_, what a scripted failure returns, the parameters, and the
 /// arguments of a call of the library's own function (`real`).
 ///
-/// setNonBlocking and setBlocking report a failure as 0. getLastError cannot fail: it is here for scripts only. freeaddrinfo has no result and cannot fail.
+/// setNonBlocking and setBlocking report a failure as 0. getLastError cannot fail: its entry serves scripts only.
+/// freeaddrinfo has no result and cannot fail.
 #pragma once
 
 // clang-format off

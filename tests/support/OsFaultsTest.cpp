@@ -1,4 +1,4 @@
-// The scripts that stand in for system calls do as they are told.
+// The faults and scripts of OsFaults.h: which calls fail, what is remembered, and what clearAll() clears.
 #include "OsFaults.h"
 
 #include <gmock/gmock.h>
@@ -9,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Whether a call of this function fails with an error number that no system call sets.
+/// True when a call of this function fails with 4711, an error number that no system call sets.
 bool fails(int (*call)())
 {
     constexpr int nobodysError = 4711;

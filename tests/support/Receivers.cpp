@@ -1,4 +1,4 @@
-// A file of its own: only here the tests' support needs Qt's headers.
+// Only this file of the tests' support needs Qt's headers. Therefore the function has a file of its own.
 #include "Receivers.h"
 
 #include <kiv/dispatcher/itcDispatcher.h>

@@ -1,6 +1,6 @@
 /// \file
-/// How many completion receivers the dispatcher knows.
+/// The number of completion receivers that are registered.
 #pragma once
 
-/// Looks without creating a dispatcher.
+/// Does not create a dispatcher.
 int registeredReceivers();

@@ -8,8 +8,8 @@
 ///                            failure.expectIn(stream);
 ///                        });
 ///
-/// The table names the calls of a run without a failure, in their order. The walk ends with the run in which nothing
-/// fails. So a call that the table does not name is noticed, and so is one that it names in vain.
+/// The table names the calls of a run without a failure, in their order. In the last run no call fails. The walk
+/// notices a call that the table does not name, and a name in the table that is never called.
 #pragma once
 
 #include "LeakListener.h"
@@ -28,9 +28,9 @@
 /// The error number of every failure.
 constexpr int failureError = ENOBUFS;
 
-/// What is to come of the failure of one call.
+/// The status that is expected after the failure of one call.
 struct Consequence {
-    const char* call; ///< The function's name without OS_; empty where no call fails.
+    const char* call; ///< The function's name without OS_. Empty for the run in which no call fails.
     int code;
     int severity;
     int errorNumber;
@@ -41,7 +41,7 @@ inline Consequence fails(const char* call, ItcStatusCode code, int errorNumber =
     return {call, code, Error, errorNumber};
 }
 
-/// The failure is of no consequence: the status is clear.
+/// The operation succeeds in spite of the failure: the status is clear.
 inline Consequence survives(const char* call) { return {call, 0, Success, 0}; }
 
 /// One run of the operation, in which one call fails.
@@ -49,7 +49,7 @@ class SingleFailure {
 public:
     SingleFailure(int failing, const Consequence& stated) : nth(failing), consequence(stated) {}
 
-    /// The failure happens in here.
+    /// Runs the operation. The failure happens only here.
     template <class Operation> void during(Operation operation)
     {
         OsFaults::failAnyCall(nth, failureError);
@@ -58,7 +58,7 @@ public:
         OsFaults::failAnyCall(0, 0);
     }
 
-    /// Which run of the walk this is, counted from 0.
+    /// The number of this run, counted from 0.
     std::size_t turn() const { return static_cast<std::size_t>(nth) - 1; }
     bool hasHit(const std::string& name) const { return call == name; }
     bool isSurvived() const { return consequence.severity == Success; }

@@ -1,4 +1,4 @@
-// Walks that must fail, and what the walk says of them.
+// Walks of single failures: how they run, and what they notice.
 #include "SingleFailures.h"
 
 #include "BareSocket.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-// An operation of two calls. Both fail in any case, since -1 is no descriptor: that does not matter to the walk.
+// An operation of two calls. Both always fail, since -1 is no descriptor. The walk counts the calls, not their results.
 void callTwice()
 {
     OS_listen(-1, 5);

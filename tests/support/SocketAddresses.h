@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
-/// The IPv4 or IPv6 address of a numeric text, with a port in host order.
+/// Returns the IPv4 or IPv6 address that a numeric text names. The port is in host byte order.
 inline sockaddr_storage socketAddress(const char* text, uint16_t port = 0)
 {
     sockaddr_storage address = {};

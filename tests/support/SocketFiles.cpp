@@ -1,3 +1,4 @@
+// Watches OS_bind(): each path in an address of a local socket is remembered.
 #include "SocketFiles.h"
 
 #include "OsFaults.h"

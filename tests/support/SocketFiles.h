@@ -1,12 +1,12 @@
 /// \file
-/// Which socket files the library has made and not removed.
+/// Finds the socket files that the library has made and not removed.
 #pragma once
 
 #include <string>
 #include <vector>
 
-/// From now on every path that the library binds a local socket to is remembered. Earlier paths are forgotten.
+/// Forgets all paths. From now on, remembers every path that the library binds a local socket to.
 void watchSocketFiles();
 
-/// Those of the remembered paths, at or below `folder`, where a socket file still is.
+/// Returns the remembered paths that begin with `folder` and still are socket files.
 std::vector<std::string> socketFilesLeft(const std::string& folder = "");

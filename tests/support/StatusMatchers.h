@@ -34,7 +34,7 @@ MATCHER(HasClearStatus, "")
     return status.code == 0 && status.severity == 0 && status.errorNumber == 0;
 }
 
-/// Gives an object a status that no operation sets, to see whether it is cleared or left alone.
+/// Gives an object a status that no operation sets. A test then sees whether an operation changes the status.
 inline void leaveMark(itcStatus& status)
 {
     status.code = Itc_Tp_New_Path_Error;

@@ -35,7 +35,7 @@ public:
     OpenedConnection& near() { return nearEnd; }
     int far() const { return farEnd; }
 
-    /// What the peer does.
+    /// These are actions of the peer.
     void farSends(const std::string& bytes) const
     {
         if (::send(farEnd, bytes.data(), bytes.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(bytes.size()))
@@ -62,7 +62,7 @@ private:
 
     StreamPair(Ends ends, itcConnection::ConnOptions option) : nearEnd(ends.fd[0], option), farEnd(ends.fd[1])
     {
-        itcConnection::incConnCount(); // handed in, so not counted, yet closing it lowers the count
+        itcConnection::incConnCount(); // the constructor does not count, but closing lowers the count
     }
 
     static Ends makePair()

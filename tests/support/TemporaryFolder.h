@@ -1,5 +1,5 @@
 /// \file
-/// A place for socket files.
+/// A folder for the socket files of one test.
 #pragma once
 
 #include "SocketFiles.h"
@@ -13,8 +13,8 @@
 #include <string>
 #include <system_error>
 
-/// A folder of the test's own. It is removed in the end, with whatever is left in it. A socket file that the library has
-/// made must not be among that.
+/// The constructor makes the folder. The destructor removes the folder with all files in it. If one of these files is a
+/// socket file that the library has made, the test fails.
 class TemporaryFolder {
 public:
     TemporaryFolder()
@@ -35,7 +35,7 @@ public:
 
     std::string path(const std::string& name) const { return folder + "/" + name; }
 
-    /// A path in the folder that is so many characters long.
+    /// Returns a path in the folder. The path is `length` characters long.
     std::string pathOfLength(std::size_t length) const
     {
         const std::string start = folder + "/";

@@ -1,12 +1,12 @@
 /// \file
-/// A wall clock that shows what a test says.
+/// A wall clock that shows the time that a test has set.
 #pragma once
 
 #include "OsFaults.h"
 
 #include <cstdint>
 
-/// Every reading from now on gives this time, until the next call.
+/// From now on every reading of the wall clock gives this time, until the next call of setWallClock().
 inline void setWallClock(int64_t sec, int64_t usec)
 {
     OsFaults::gettimeofday().instead = [=](timeval* tv, void*) {

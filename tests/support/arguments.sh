@@ -1,6 +1,7 @@
-# For the test scripts that are given several commands, each with arguments of its own, parted by "--".
+# For test scripts whose arguments are several commands. Each command has arguments of its own. "--" stands between two
+# commands.
 
-# until_dashes LIST "$@": puts the arguments up to the first "--", or all, into the array LIST.
+# until_dashes LIST "$@": puts the arguments before the first "--" into the array LIST, or all arguments without a "--".
 until_dashes() {
     local -n list=$1
     shift
