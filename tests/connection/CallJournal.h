@@ -1,5 +1,5 @@
 /// \file
-/// The library's system calls in their order, across all functions.
+/// Writes down the library's system calls around sockets in the order in which they happen.
 #pragma once
 
 #include "OsFaults.h"
@@ -17,12 +17,13 @@
 #include <string>
 #include <vector>
 
-/// While it exists, every call is written down in the form "socket(2, 1, 0)" and goes to the system. Of bind and
-/// connect the length of the address is shown, of setsockopt level, option and the value's ints. One call may be made
-/// to fail.
+/// While the journal exists, every call is written down in the form "socket(2, 1, 0)". The call then goes to the
+/// system, except for one that is made to fail. For bind and connect the journal shows the length of the address. For
+/// setsockopt the journal shows the level, the option and the ints of the value.
 class CallJournal {
 public:
-    /// \param failing the number of the call that fails, the first being 1; 0 for none.
+    /// \param failingCall the number of the call that fails, counted from 1. 0: no call fails.
+    /// \param withError   the error number of the failure.
     explicit CallJournal(int failingCall = 0, int withError = 0) : failing(failingCall), error(withError) { install(); }
     ~CallJournal()
     {
@@ -41,7 +42,7 @@ public:
 
     const std::vector<std::string>& calls() const { return lines; }
 
-    /// What a connect does; at first the system's.
+    /// What a connect does. At first, the system's connect().
     std::function<int(int fd, const sockaddr* address, socklen_t length)> connect = ::connect;
 
 private:

@@ -1,3 +1,4 @@
+// Close(), the destructor and Shutdown(): what happens to the descriptor, the connection count and the state.
 #include "BareSocket.h"
 #include "HookRecorder.h"
 #include "OsFaults.h"

@@ -1,3 +1,5 @@
+// The constructors of the base class: the fields after each, the order of the fields in memory, the numbers of the
+// enumerations.
 #include "StatusMatchers.h"
 #include "StreamPair.h"
 
@@ -35,7 +37,8 @@ void expectFields(const OpenedConnection& connection, int td, int options, int t
     expectNoTraffic(connection);
 }
 
-/// A descriptor that a connection takes over; counted, since closing it lowers the count.
+/// Returns a descriptor for a connection to take over. Taking over does not count, but closing the descriptor lowers
+/// the count. Therefore this function counts the connection.
 int descriptorToHandIn()
 {
     itcConnection::incConnCount();
@@ -100,7 +103,7 @@ TEST(ConnectionConstruction, ComplainsAboutANegativeDescriptorWithAnOption)
 
 TEST(ConnectionConstruction, BlocksWhereTheOptionCannotBeApplied)
 {
-    // Not a descriptor of the process, so there is no mode to switch and nothing to close.
+    // The process has no descriptor 9999. The mode cannot be switched, and nothing has to be closed.
     OpenedConnection connection(9999, itcConnection::ItcNonBlocking);
     expectFields(connection, 9999, 0, 0, 1);
     EXPECT_THAT(connection, HasClearStatus());
@@ -148,7 +151,7 @@ TEST(ConnectionConstruction, ALocalConnectionAddsThePathThatItHasNotBoundYet)
 
 TEST(ConnectionConstruction, ALocalConnectionFreesItsPath)
 {
-    // A leak checker sees it when the path is left behind.
+    // If the destructor does not free the path, the leak checker reports the path.
     OpenedLocal connection;
     connection.boundPath = new char[5]{"/tmp"};
     EXPECT_STREQ(connection.boundPath, "/tmp");

@@ -1,3 +1,4 @@
+// The count of connections and its limit.
 #include "OsFaults.h"
 
 #include <kiv/connection/itcConnection.h>
@@ -12,7 +13,7 @@
 
 namespace {
 
-/// Count and limit as a test wants them; both come back.
+/// Sets the count and the limit. The destructor restores both.
 class Counted {
 public:
     Counted(int count, int limit)
@@ -89,7 +90,8 @@ struct LoadLimit {
     int maxConns;
 };
 
-// What the library finds when it is loaded: these run in a process of their own, which inherits its descriptor limit.
+// The library computes its limit when it is loaded. Therefore each test sets a descriptor limit and starts a process of
+// its own, which inherits the descriptor limit.
 class ConnectionLimitAtLoad : public testing::TestWithParam<LoadLimit> {
 protected:
     ConnectionLimitAtLoad()

@@ -1,4 +1,4 @@
-// What the base answers where only some transports have something to do.
+// The operations of the base class that only some transports replace, and what they return.
 #include "OsFaults.h"
 #include "ReadyRecorder.h"
 #include "SocketAddresses.h"
@@ -106,7 +106,7 @@ TEST(ConnectionDefaults, ResetDoesNothing)
     EXPECT_EQ(pair.near().Write("x", 1), 1);
 }
 
-/// A connection with names of its own, as a host may derive it.
+/// A host's own class of connections, which gives the names itself.
 class NamedConnection : public itcConnection {
 public:
     using itcConnection::GetPeername;
@@ -127,7 +127,8 @@ private:
 
 class ConnectionNameTexts : public testing::Test {
 protected:
-    /// A resolver that knows the peer's name, or none; numbers it can always print.
+    /// From now on the resolver gives `name` for every address, or finds no name if `name` is null. Numeric texts are
+    /// always found.
     static void resolveTo(const char* name)
     {
         OsFaults::getnameinfo().instead = [name](const sockaddr* address, socklen_t length, char* host,

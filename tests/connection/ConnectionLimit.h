@@ -1,5 +1,5 @@
 /// \file
-/// Room for so many more connections, while it exists.
+/// While a ConnectionLimit exists, only `room` more connections may be made.
 #pragma once
 
 #include <kiv/connection/itcConnection.h>
@@ -8,7 +8,7 @@ class ConnectionLimit {
 public:
     explicit ConnectionLimit(int room)
     {
-        // A limit below 1 would be none at all, so there is always one connection that counts.
+        // A limit below 1 counts as no limit. One connection is counted here, so that the limit is at least 1.
         itcConnection::incConnCount();
         itcConnection::maxConns = itcConnection::getConnectionCount() + room;
     }

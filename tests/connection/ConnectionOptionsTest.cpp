@@ -1,3 +1,4 @@
+// SetOption(): which options change the mode of the descriptor. Pending(): how many bytes wait.
 #include "BareSocket.h"
 #include "HookRecorder.h"
 #include "OsFaults.h"

@@ -1,3 +1,4 @@
+// Read(): results, status, traces and counters, first in the ordinary modes, then in ItcStrictBlocking.
 #include "HookRecorder.h"
 #include "LastErrors.h"
 #include "OsFaults.h"
@@ -20,7 +21,7 @@ void expectNothingCounted(const OpenedConnection& connection)
 
 ssize_t oneByteAtATime(int fd, void* buffer, size_t) { return ::read(fd, buffer, 1); }
 
-// Every mode but the strict one reads alike, a stored number without a meaning included.
+// All options but ItcStrictBlocking read in the same way. A number without a meaning is one of these options.
 class ConnectionRead : public testing::TestWithParam<int> {
 protected:
     ConnectionRead() : pair(GetParam() == 1 ? itcConnection::ItcNonBlocking : itcConnection::ItcBlocking)
@@ -238,7 +239,7 @@ TEST_F(ConnectionReadStrict, MarksAPeerThatClosedBeforeTheFirstByte)
 
 TEST_F(ConnectionReadStrict, GoesOnReceivingZerosAfterTheFirstByte)
 {
-    // A real peer that has closed would keep this call for ever.
+    // With a real peer that has closed, recv() returns 0 each time and this Read() never ends. The script ends it.
     OsFaults::recv().instead = [counts = std::vector<int>{1, 0, 0, 0, 3}, next = 0](int, void*, size_t) mutable {
         return static_cast<ssize_t>(counts[static_cast<size_t>(next++)]);
     };
@@ -258,7 +259,7 @@ TEST_F(ConnectionReadStrict, AsksForTheRestAfterAnInterruption)
 
 class ConnectionReadStrictFailure : public ConnectionReadStrict, public testing::WithParamInterface<int> {};
 
-// Would-block is a failure like any other here: half a piece would be no use.
+// In strict mode EAGAIN is a failure like any other error number.
 INSTANTIATE_TEST_SUITE_P(Errors, ConnectionReadStrictFailure, testing::Values(EAGAIN, ECONNRESET));
 
 TEST_P(ConnectionReadStrictFailure, EndsTheReadAtOnce)
@@ -292,7 +293,7 @@ TEST_F(ConnectionReadStrict, FailsOnADescriptorThatDoesNotBlock)
 
 TEST_F(ConnectionReadStrict, TakesANegativeLengthAsDoneAtOnce)
 {
-    // The loop waits for a rest that is not there, and the signed length goes into the counter.
+    // Nothing is missing, so the loop receives nothing. The negative length is added to the counter.
     pair.farSends("hello");
     EXPECT_EQ(connection.Read(area, -5), -5);
     EXPECT_THAT(connection, HasClearStatus());

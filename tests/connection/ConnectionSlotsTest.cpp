@@ -1,5 +1,5 @@
-// Hosts derive from the connections and are not always built anew with the library: the virtual operations keep their
-// places. A pointer to a virtual member tells its place, in units of the table's entries.
+// The virtual operations keep their places in the table. Hosts derive from the connections, and an old host may run
+// with a new library. A pointer to a virtual member contains the number of its entry.
 #include "VirtualSlots.h"
 
 #include <kiv/connection/itcInetSockStream.h>

@@ -1,3 +1,4 @@
+// Operations on a connection without a descriptor: the status, the trace, no system call.
 #include "HookRecorder.h"
 #include "OsFaults.h"
 #include "StatusMatchers.h"

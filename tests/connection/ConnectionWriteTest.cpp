@@ -1,3 +1,4 @@
+// Write(): results, status, traces and counters, and the smaller requests after a send that would block.
 #include "HookRecorder.h"
 #include "LastErrors.h"
 #include "OsFaults.h"
@@ -14,7 +15,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// The trace of every send that failed, whatever comes of it.
+/// The trace of every failed send, even if the write then succeeds.
 std::string returned(const OpenedConnection& connection, int error)
 {
     return "itcConnection::Write() OS_send returned td: " + std::to_string(connection.td) +
@@ -221,7 +222,7 @@ TEST(ConnectionWrite, FailsTowardsAPeerThatHasClosed)
 {
     StreamPair pair;
     pair.closeFar();
-    EXPECT_EQ(pair.near().Write("hello", 5), -1); // SIGPIPE is ignored here, as every host should
+    EXPECT_EQ(pair.near().Write("hello", 5), -1); // the test program ignores SIGPIPE; every host should do this, too
     EXPECT_THAT(pair.near(), HasStatus(Itc_Tp_Write_Call_Failed, Error, EPIPE));
 }
 

@@ -27,7 +27,7 @@ protected:
 
     static std::string socketCall() { return LoopbackTest::socketCall(SOCK_DGRAM); }
 
-    /// So many bytes, no two neighbours alike.
+    /// Returns `count` bytes. Neighbours always differ.
     static std::string bytes(size_t count)
     {
         std::string made(count, '\0');
@@ -37,7 +37,7 @@ protected:
     }
 };
 
-/// A datagram endpoint in place, and somebody who sends to it.
+/// The fixture for tests of a bound datagram endpoint. `sender` is the socket that sends to the endpoint.
 class DatagramEndpointTest : public DatagramTest {
 protected:
     DatagramEndpointTest()
@@ -49,7 +49,7 @@ protected:
 
     void send(const std::string& datagram) { sendTo(endpoint, sender, datagram); }
 
-    /// What Read() gives of so many bytes asked for.
+    /// Calls Read() for `length` bytes and returns the bytes that were read.
     std::string read(int length)
     {
         std::string area(static_cast<size_t>(length), '?');

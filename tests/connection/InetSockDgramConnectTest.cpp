@@ -1,3 +1,4 @@
+// OpenConnection() of a datagram socket: it sets the peer.
 #include "ConnectionLimit.h"
 #include "DatagramTest.h"
 #include "ReadyRecorder.h"

@@ -13,14 +13,14 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// What the two ways have in common, and where they differ.
+/// One of the two ways. The fields are what differs between them.
 struct Way {
     const char* name;
     itcConnection::ConnType type;
     bool closesThroughTheTable;
     const char* limitReached;
     const char* socketFailed;
-    const char* bindFailed; ///< With the number of EADDRINUSE.
+    const char* bindFailed; ///< The trace of a bind that fails with EADDRINUSE (98).
 };
 
 const Way ways[] = {
@@ -220,7 +220,7 @@ TEST_P(InetSockDgramEndpoint, OfTheConstructorTellsWhicheverCallFailsAndServesOn
 {
     std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed)};
     if (GetParam().family == AF_INET6)
-        consequences.push_back(survives("setsockopt")); // then it takes no IPv4 peers
+        consequences.push_back(survives("setsockopt")); // the endpoint then takes no IPv4 peers
     consequences.push_back(fails("bind", Itc_Tp_Bind_Call_Failed));
 
     walkSingleFailures(consequences, [](SingleFailure& failure) {
@@ -272,7 +272,7 @@ TEST(InetSockDgramConstruction, StartsWithoutASocket)
 TEST(InetSockDgramConstruction, TakesOverADescriptor)
 {
     const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    itcConnection::incConnCount(); // handed in, so not counted, yet closing it lowers the count
+    itcConnection::incConnCount(); // the constructor does not count, but closing lowers the count
     const OpenedDatagram given(fd, itcConnection::ItcTypeEndpoint);
     EXPECT_EQ(given.td, fd);
     EXPECT_EQ(given.connType, itcConnection::ItcTypeEndpoint);

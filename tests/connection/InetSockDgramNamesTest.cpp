@@ -1,3 +1,4 @@
+// The two names of a datagram socket, and the operations that have no meaning for datagrams.
 #include "DatagramTest.h"
 #include "VirtualSlots.h"
 
@@ -21,7 +22,7 @@ protected:
 
     int get() { return endpoint.GetPeername(found); }
 
-    /// So many bytes have been copied, and these only.
+    /// Exactly the first `count` bytes of the peer's address have been copied.
     void expectCopied(size_t count) const
     {
         const auto* const bytes = reinterpret_cast<const unsigned char*>(&found.address);

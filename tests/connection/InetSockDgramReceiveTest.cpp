@@ -1,4 +1,4 @@
-// One datagram at a time, and its bytes in pieces.
+// Reading datagrams: one datagram is received, then Read() gives its bytes in pieces.
 #include "DatagramTest.h"
 
 #include <climits>

@@ -1,4 +1,4 @@
-// What accepting adds on TCP streams. StreamAcceptTest.cpp has what all streams do.
+// Accepting on TCP streams: what only TCP streams do. StreamAcceptTest.cpp tests what all streams do.
 #include "LoopbackTest.h"
 #include "ReadyRecorder.h"
 

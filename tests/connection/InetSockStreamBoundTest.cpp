@@ -1,4 +1,4 @@
-// The constructor from an address: a socket that is bound and does not listen.
+// The constructor of a TCP stream from an address: the socket is bound and does not listen.
 #include "ConnectionLimit.h"
 #include "LoopbackTest.h"
 
@@ -167,7 +167,7 @@ TEST_P(InetSockStreamBound, TellsWhicheverCallFailsAndServesOn)
     std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed),
                                              fails("setsockopt", Itc_Tp_Socket_Call_Failed)};
     if (GetParam().family == AF_INET6)
-        consequences.push_back(survives("setsockopt")); // then it takes no IPv4 peers
+        consequences.push_back(survives("setsockopt")); // the socket then takes no IPv4 peers
     consequences.push_back(fails("bind", Itc_Tp_Bind_Call_Failed));
 
     walkSingleFailures(consequences, [](SingleFailure& failure) {

@@ -1,3 +1,4 @@
+// Connecting TCP streams without a time limit: in blocking mode, in non-blocking mode, and refused attempts.
 #include "ConnectionLimit.h"
 #include "LastErrors.h"
 #include "LoopbackTest.h"
@@ -8,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/// Connects that must have failed, and what is told then.
+/// The fixture of the connects: a listener, a port that refuses, and a completion receiver.
 class StreamConnectTest : public LoopbackTest {
 protected:
     const BareSocket listener = listeningSocket(GetParam().host);
@@ -196,8 +197,8 @@ TEST_P(InetSockStreamConnect, SurvivesTheFailureOfAnySingleCall)
         [this](OpenedStream& stream) { return stream.OpenConnNormal(remote); });
 }
 
-// Strict-blocking streams, and those with a number of no meaning, connect blocking but count as pending afterwards: the
-// dispatcher then looks for an error once and finds none.
+// A stream with ItcStrictBlocking, or with a number without a meaning, connects in blocking mode. The state afterwards
+// is nevertheless ConnectPending. When the dispatcher later asks the socket for an error, it finds none.
 TEST_P(InetSockStreamConnect, CountsAsPendingInAnyModeButBlocking)
 {
     for (const int option : {2, 7}) {
@@ -341,7 +342,7 @@ TEST_P(InetSockStreamConnectNonBlocking, SurvivesTheFailureOfAnySingleCall)
     });
 }
 
-// What both ways of connecting refuse alike, each with its own texts.
+// What streams of every mode refuse. The texts of the traces depend on the mode.
 struct Mode {
     const char* name;
     itcConnection::ConnOptions option;

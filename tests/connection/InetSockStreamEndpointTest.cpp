@@ -1,4 +1,4 @@
-// What CreateEndpoint() adds on TCP streams. StreamEndpointTest.cpp has what all streams do.
+// CreateEndpoint() of TCP streams: what only TCP streams do. StreamEndpointTest.cpp tests what all streams do.
 #include "LoopbackTest.h"
 
 namespace {
@@ -22,7 +22,7 @@ TEST_P(InetSockStreamEndpoint, BindsADescriptorThatIsNotBoundYetWithoutMakingIt)
 {
     OpenedStream stream;
     OsFaults::setsockopt().failNext(1, ENOPROTOOPT);
-    ASSERT_EQ(stream.CreateEndpoint(address), 0); // keeps its socket
+    ASSERT_EQ(stream.CreateEndpoint(address), 0); // the stream keeps its socket
     const CallJournal journal;
     EXPECT_EQ(stream.CreateEndpoint(address), 1);
     EXPECT_EQ(journal.calls(), steps({v6OnlyOff(), bindCall(), "listen(5)"}));
@@ -57,7 +57,7 @@ TEST_P(InetSockStreamEndpoint, ClosesTheSocketOfAnAddressInUse)
 
 TEST_P(InetSockStreamEndpoint, ListensAtTheSamePortRightAfterItsPredecessor)
 {
-    // Connections of the old one linger in TIME_WAIT: the reason for SO_REUSEADDR.
+    // A connection of the first listener stays in TIME_WAIT. Without SO_REUSEADDR the second bind would then fail.
     int port = 0;
     {
         OpenedStream first;
@@ -66,7 +66,7 @@ TEST_P(InetSockStreamEndpoint, ListensAtTheSamePortRightAfterItsPredecessor)
         const BareSocket client = connectedSocket(::addressOf(first.td));
         itcConnection* accepted = nullptr;
         ASSERT_EQ(first.AcceptConnection(&accepted, nullptr, nullptr), 1);
-        delete accepted; // the side that closes first is the one that lingers
+        delete accepted; // the side that closes first stays in TIME_WAIT
     }
     OpenedStream second;
     itcInetAddress same = local(port);
@@ -102,7 +102,8 @@ struct FamilyLength {
     socklen_t length;
 };
 
-// The family alone decides how much of the storage the system is shown, also where no such socket makes sense.
+// The family alone decides which length of the address the system is told. The tests include families that no TCP
+// socket has.
 class InetSockStreamAddressLength : public testing::TestWithParam<FamilyLength> {
 protected:
     InetSockStreamAddressLength()

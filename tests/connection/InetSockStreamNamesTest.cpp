@@ -1,4 +1,4 @@
-// How the names of TCP streams are shown. StreamNamesTest.cpp has what all streams do.
+// How the names of TCP streams are shown. StreamNamesTest.cpp tests what all streams do.
 #include "LoopbackTest.h"
 #include "OsFaults.h"
 
@@ -43,7 +43,7 @@ protected:
     int get(OpenedStream& from) { return (from.*name().get)(address); }
     std::string text() const { return (stream.*name().text)(); }
 
-    /// The port that the answer should have.
+    /// Returns the port that the name must contain. Asks the system.
     int expectedPort() const
     {
         sockaddr_storage end = {};

@@ -1,3 +1,4 @@
+// The options of TCP streams: no delay, lingering at the close, the cipher.
 #include "LoopbackTest.h"
 
 #include <netinet/tcp.h>
@@ -15,7 +16,7 @@ protected:
         leaveMark(stream);
     }
 
-    /// What the peer reads after this side has closed.
+    /// Closes the stream and returns the result of the peer's read().
     ssize_t peerReadsAfterClose()
     {
         const BareSocket peer = acceptedSocket(listener);

@@ -1,3 +1,5 @@
+// Connects of TCP streams with a time limit. An alarm (SIGALRM) ends the attempt. Afterwards the host has its own alarm
+// handler and timer again.
 #include "LoopbackTest.h"
 #include "ReadyRecorder.h"
 
@@ -17,7 +19,8 @@ OS_signalHandler alarmHandler()
     return action.sa_handler;
 }
 
-/// The host's own use of the alarm, which a timed connect gives back: a handler and a timer a thousand seconds away.
+/// The host's own handler and timer for SIGALRM. The timer ends in a thousand seconds. A timed connect must restore
+/// both.
 class HostsAlarm {
 public:
     HostsAlarm() : previous(std::signal(SIGALRM, hostsHandler))
@@ -45,7 +48,7 @@ private:
     const OS_signalHandler previous;
 };
 
-/// A connect that only an alarm ends, even one that comes too early.
+/// A connect that blocks until the alarm has come. An alarm that came before the connect ends it, too.
 int blockUntilAlarm(int, const sockaddr*, socklen_t)
 {
     while (__atomic_load_n(&itcInetSockStream::intrFlag, __ATOMIC_RELAXED) == 0)
@@ -84,7 +87,7 @@ TEST_P(InetSockStreamTimedConnect, GivesUpOnASilentAddress)
     ReadyRecorder ready;
     const int counted = itcConnection::getConnectionCount();
     int mark = 0;
-    // On a machine that is busy enough the alarm may come before the connect, and be lost: a repeated one will do.
+    // On a busy machine the alarm may come before the connect and be lost. Therefore the alarm is repeated.
     OsFaults::setitimer().instead = [](int which, const itimerval* value, itimerval* previous) {
         const itimerval repeated = {value->it_value, value->it_value};
         return ::setitimer(static_cast<__itimer_which_t>(which), previous != nullptr ? &repeated : value, previous);
@@ -268,7 +271,7 @@ TEST_P(InetSockStreamTimedConnect, ForgetsAnOldAlarmBeforeEachAttempt)
 
 TEST_P(InetSockStreamTimedConnect, TakesAFlagThatWasLeftForATimeOutWhereNoTimeIsSet)
 {
-    // Only a timed attempt resets the flag first.
+    // Only a timed attempt clears the flag before the connect.
     itcInetSockStream::intrFlag = 1;
     OsFaults::connect().failNext(1, EINTR);
     EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), 0);
@@ -286,7 +289,7 @@ TEST_P(InetSockStreamTimedConnect, MayBeTriedAgainAfterATimeOut)
     EXPECT_EQ(stream.OpenConnection(remote, nullptr, nullptr), 1);
 }
 
-// Without our handler the alarm would end the process, so none is set.
+// Without the library's handler an alarm would end the process. Therefore no timer is set.
 TEST_P(InetSockStreamTimedConnect, HasNoLimitWhereItsHandlerCannotBeInstalled)
 {
     OsFaults::signal().failNext(1, EINVAL);

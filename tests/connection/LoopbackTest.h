@@ -31,14 +31,14 @@ class LoopbackTest : public testing::TestWithParam<Loopback> {
 protected:
     using Calls = std::vector<std::string>;
 
-    /// An address of this host; of a free port if none is given. Asks no resolver.
+    /// Returns an address of this host. Port 0 means any free port. No resolver is asked.
     static itcInetAddress local(int port = 0)
     {
         return itcInetAddress(socketAddress(GetParam().host, static_cast<uint16_t>(port)));
     }
     static itcInetAddress addressOf(const BareSocket& socket) { return itcInetAddress(::addressOf(socket.get())); }
 
-    // Lines of the journal as they are for this family.
+    // The journal's lines for this family.
     static std::string socketCall(int type = SOCK_STREAM)
     {
         return "socket(" + std::to_string(GetParam().family) + ", " + std::to_string(type) + ", 0)";
@@ -48,7 +48,8 @@ protected:
     static std::string bindCall() { return "bind(" + std::to_string(GetParam().addressLength) + ")"; }
     static std::string connectCall() { return "connect(" + std::to_string(GetParam().addressLength) + ")"; }
 
-    /// What the journal should hold; steps that this family does not have are empty and left out.
+    /// Returns the expected lines of the journal. Empty lines are steps that this family does not have; they are left
+    /// out.
     static Calls steps(std::initializer_list<std::string> lines)
     {
         Calls calls;
@@ -59,7 +60,7 @@ protected:
         return calls;
     }
 
-    /// After a failure that costs the socket, which must go through the virtual table.
+    /// Expects a stream that has closed its socket after a failure. The close must go through the virtual table.
     static void expectGivenUp(const StreamWithOwnSteps& stream, int countedAfterwards)
     {
         EXPECT_EQ(stream.td, -1);

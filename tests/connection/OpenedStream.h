@@ -1,5 +1,5 @@
 /// \file
-/// Connections that show their protected fields.
+/// Connections that show their protected fields, and connections that notice which of their operations are called.
 #pragma once
 
 #include <kiv/connection/itcInetSockDgram.h>
@@ -8,7 +8,7 @@
 
 #include <vector>
 
-/// What every connection has.
+/// A connection that shows the protected fields of every connection.
 template <class Base> class Opened : public Base {
 public:
     using Base::Base;
@@ -42,7 +42,7 @@ public:
     using Opened::Opened;
 };
 
-/// How often a connection was closed through the virtual table.
+/// Counts how often a connection was closed through the virtual table.
 struct CountsCloses {
     virtual ~CountsCloses() = default;
     int closes = 0;

@@ -1,5 +1,5 @@
 /// \file
-/// A completion receiver that remembers what it was told.
+/// A completion receiver that remembers the arguments of each ready().
 #pragma once
 
 #include <kiv/dispatcher/ICBKivReady.h>

@@ -1,5 +1,6 @@
 /// \file
-/// A system call that fails in a scripted order: one error number per call, 0 where the call goes through.
+/// A system call that fails in a scripted order. The script holds one error number per call; 0 means that the call
+/// passes.
 #pragma once
 
 #include <cerrno>
@@ -7,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// \param call what an unscripted or passing call does.
+/// \param call what a call does that passes. All calls behind the end of the script pass.
 template <class Call> auto failingInOrder(std::vector<int> errors, Call call)
 {
     return [errors = std::move(errors), call, next = std::size_t(0)](auto... args) mutable -> decltype(call(args...)) {

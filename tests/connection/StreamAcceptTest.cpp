@@ -1,5 +1,5 @@
-// What accepting does on every stream. What only one kind of stream adds is in InetSockStreamAcceptTest.cpp and in
-// UnixSockStreamAcceptTest.cpp.
+// Accepting on streams: what all kinds of streams do. InetSockStreamAcceptTest.cpp and UnixSockStreamAcceptTest.cpp
+// test what only one kind does.
 #include "ConnectionLimit.h"
 #include "ReadyRecorder.h"
 #include "StreamKinds.h"
@@ -13,7 +13,7 @@ bool outOfMemory = false;
 
 } // namespace
 
-// The library asks for the accepted connection without exceptions; so a test can refuse it.
+// The library allocates the accepted connection with this form of new. A test can let the allocation fail.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     return outOfMemory ? nullptr : ::operator new(size);
@@ -34,14 +34,15 @@ protected:
 
     BareSocket client() const { return connectedSocket(addressOf(listener.td())); }
 
-    /// What accepting gives; the test owns it.
+    /// Accepts. Returns the accepted connection, which the test owns.
     AnyStream accept()
     {
         itcConnection* accepted = nullptr;
         result = listener->AcceptConnection(&accepted, &ready, &mark);
         return AnyStream(std::unique_ptr<itcConnection>(accepted));
     }
-    /// The same at the limit. The newcomer stays open; the test closes it.
+    /// Accepts at the connection limit, which fails. Returns the new descriptor: the library leaves the descriptor
+    /// open, and the test closes the descriptor.
     BareSocket acceptAtTheLimit()
     {
         BareSocket newcomer;
@@ -270,7 +271,7 @@ TEST_P(StreamAccept, StopsListeningAtTheConnectionLimit)
     expectTold(-1);
 }
 
-// The status is that of the limit, with the error number of the close.
+// The status has the code of the reached limit and the error number of the failed close.
 TEST_P(StreamAccept, KeepsTheDescriptorAtTheConnectionLimitWhenItCannotBeClosed)
 {
     const BareSocket peer = client();

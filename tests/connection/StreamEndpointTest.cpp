@@ -1,5 +1,5 @@
-// What CreateEndpoint() does on every stream. What only one kind of stream adds is in InetSockStreamEndpointTest.cpp and
-// in UnixSockStreamEndpointTest.cpp.
+// CreateEndpoint() of streams: what all kinds of streams do. InetSockStreamEndpointTest.cpp and
+// UnixSockStreamEndpointTest.cpp test what only one kind does.
 #include "CallJournal.h"
 #include "ConnectionLimit.h"
 #include "StreamKinds.h"

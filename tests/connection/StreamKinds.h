@@ -1,6 +1,7 @@
 /// \file
-/// One battery for all streams: TCP over IPv4, TCP over IPv6, and local streams. What differs between them is told by a
-/// StreamKind; what only one of them does stands in the files of that class.
+/// The three kinds of streams: TCP over IPv4, TCP over IPv6, and local streams. The tests in Stream*Test.cpp run over
+/// each kind. A StreamKind holds what differs between the kinds. What only one class of streams does is tested in the
+/// files that carry the name of the class.
 #pragma once
 
 #include "BareSocket.h"
@@ -39,14 +40,14 @@ public:
     itcConnection::ConnType& type() const { return (*connection).*(&OpenedConnection::connType); }
     itcConnection::ConnOptions options() const { return (*connection).*(&OpenedConnection::connOptions); }
 
-    /// How often it was closed through the virtual table; of streams that a StreamKind has made.
+    /// Returns how often the stream was closed through the virtual table. Only for streams that a StreamKind has made.
     int closes() const { return dynamic_cast<CountsCloses&>(*connection).closes; }
 
 private:
     std::unique_ptr<itcConnection> connection;
 };
 
-/// Which of a connection's two names.
+/// Selects one of a connection's two names.
 enum class End { peer, own };
 
 class StreamKind {
@@ -54,28 +55,29 @@ public:
     virtual ~StreamKind() = default;
 
     virtual AnyStream closedStream() const = 0;
-    /// By the constructor from an address.
+    /// Makes a stream with the constructor from an address.
     virtual AnyStream boundStream() = 0;
     virtual bool createEndpoint(const AnyStream& stream) = 0;
-    /// At an address that nobody asked for before.
+    /// Calls CreateEndpoint() with an address that the test has not used before.
     virtual bool createEndpointElsewhere(const AnyStream& stream) = 0;
     virtual int connect(const AnyStream& stream, const AnyStream& listener) = 0;
 
-    /// Asks for a name. The address that takes the name is this object's own.
+    /// Asks for a name. An address inside this object receives the name.
     virtual int askForName(const AnyStream& stream, End end) = 0;
-    /// Gives that address a value that no stream has, to see whether it is changed or left alone.
+    /// Gives the address inside this object a value that no stream has. A test then sees whether the address is
+    /// changed.
     virtual void markAddress() = 0;
     virtual bool addressIsMarked() const = 0;
 
-    /// The call that makes a socket, and the calls that CreateEndpoint() makes until a socket listens.
+    /// The journal's line of the call that makes a socket, and the lines of all calls of CreateEndpoint().
     virtual std::string socketCall() const = 0;
     virtual Texts endpointCalls() const = 0;
     virtual std::vector<Consequence> endpointFailures() const = 0;
-    /// What the system is told of an address of this kind, and the room that a stream gives for one.
+    /// The length of an address of this kind, and the size of the memory into which the system writes a name.
     virtual socklen_t addressLength() const = 0;
     virtual socklen_t roomForName() const = 0;
-    /// The error number of a failed bind or listen, whose socket is then closed: TCP streams record that of the call, local
-    /// streams that which is pending behind the close.
+    /// The recorded error number after a failed bind or listen. Both failures close the socket. TCP streams record the
+    /// error number of the failed call. Local streams record the value of `errno` after the close.
     virtual int recordedError(int ofTheCall, int behindTheClose) const = 0;
     /// The failure traces of a stream's own operations. Local streams print none.
     virtual Texts traces(const std::string& text) const = 0;
@@ -123,7 +125,7 @@ public:
         std::vector<Consequence> consequences = {fails("socket", Itc_Tp_Socket_Call_Failed),
                                                  fails("setsockopt", Itc_Tp_Socket_Call_Failed)};
         if (family() == AF_INET6)
-            consequences.push_back(survives("setsockopt")); // then it takes no IPv4 peers
+            consequences.push_back(survives("setsockopt")); // the socket then takes no IPv4 peers
         consequences.push_back(fails("bind", Itc_Tp_Bind_Call_Failed));
         consequences.push_back(fails("listen", Itc_Tp_Listen_Call_Failed));
         return consequences;
@@ -176,7 +178,7 @@ private:
 
     static Stream& local(const AnyStream& stream) { return dynamic_cast<Stream&>(*stream); }
 
-    // An object that is bound again replaces its copy of the path without freeing it.
+    // A stream that is bound again replaces its copy of the path and does not free the earlier copy. The test frees it.
     static bool createEndpointAt(const AnyStream& stream, itcUnixAddress& where)
     {
         char* const earlier = local(stream).boundPath;
@@ -206,7 +208,7 @@ inline void PrintTo(const NamedKind& kind, std::ostream* out) { *out << kind.nam
 
 inline std::string kindName(const testing::TestParamInfo<NamedKind>& info) { return info.param.name; }
 
-/// After a failure that costs the socket, which must go through the virtual table.
+/// Expects a stream that has closed its socket after a failure. The close must go through the virtual table.
 inline void expectGivenUp(const AnyStream& stream, int countedAfterwards)
 {
     EXPECT_EQ(stream.td(), -1);

@@ -1,5 +1,5 @@
-// What asking for the two names of a connection does on every stream. How each kind of stream shows a name is in
-// InetSockStreamNamesTest.cpp and in UnixSockStreamNamesTest.cpp.
+// Asking streams for their two names: what all kinds of streams do. InetSockStreamNamesTest.cpp and
+// UnixSockStreamNamesTest.cpp test how each kind shows a name.
 #include "StreamKinds.h"
 
 #include <cstring>

@@ -1,11 +1,13 @@
 /// \file
-/// What holds whichever system call of an endpoint or a connect fails.
+/// What holds after the failure of any system call of an endpoint or a connect.
 #pragma once
 
 #include "SingleFailures.h"
 
-/// Lets each system call of an operation fail in turn, until one run passes without a failure. After each the status
-/// tells the truth, no descriptor is lost, the count is right, and the object serves on.
+/// Lets each system call of an operation fail in turn, until one run passes without a failure. After each run:
+/// - the status is clear after a success and tells the error after a failure;
+/// - no descriptor is lost, and the connection count is right;
+/// - a failed operation succeeds when it is repeated.
 template <class Connection, class Operation> void expectToSurviveAnySingleFailure(Operation operation)
 {
     bool isUntouched = false;

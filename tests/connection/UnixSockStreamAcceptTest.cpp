@@ -1,4 +1,4 @@
-// What accepting adds on local streams. StreamAcceptTest.cpp has what all streams do.
+// Accepting on local streams: what only local streams do. StreamAcceptTest.cpp tests what all streams do.
 #include "UnixStreamTest.h"
 
 #include <memory>

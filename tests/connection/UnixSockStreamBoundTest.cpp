@@ -1,4 +1,4 @@
-// The constructor from an address: a socket with its file, which does not listen.
+// The constructor of a local stream from an address: the socket is bound, has a file, and does not listen.
 #include "SingleFailures.h"
 #include "UnixStreamTest.h"
 

@@ -1,3 +1,4 @@
+// Connecting local streams: the steps, the refusals and their error numbers.
 #include "Script.h"
 #include "SurvivedFailures.h"
 #include "UnixStreamTest.h"
@@ -44,7 +45,7 @@ TEST_F(UnixSockStreamConnect, TakesItsStepsInOrder)
     EXPECT_THAT(journal.calls(), ElementsAre("socket(1, 1, 0)", "connect(110)"));
 }
 
-// Unlike a TCP stream, which is Connected from here on.
+// A TCP stream becomes Connected. A local stream keeps its state.
 TEST_F(UnixSockStreamConnect, LeavesStateRoleAndStatusAsTheyWere)
 {
     const BareSocket listener = bareListener(path);

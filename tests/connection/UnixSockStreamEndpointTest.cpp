@@ -1,4 +1,4 @@
-// What CreateEndpoint() adds on local streams. StreamEndpointTest.cpp has what all streams do.
+// CreateEndpoint() of local streams: what only local streams do. StreamEndpointTest.cpp tests what all streams do.
 #include "UnixStreamTest.h"
 
 namespace {
@@ -59,7 +59,7 @@ TEST_F(UnixSockStreamEndpoint, TakesThePathOverFromAnotherThatListens)
     EXPECT_EQ(arrivals[1].revents, POLLIN);
 }
 
-// A deriving host may still hold the earlier copy, so it stays.
+// A deriving host may still use the earlier copy of the path. Therefore the library does not free the earlier copy.
 TEST_F(UnixSockStreamEndpoint, CopiesThePathAnewAfterAClose)
 {
     OpenedUnixStream stream;

@@ -1,4 +1,4 @@
-// Whose the socket file is, and the places of the operations in the table.
+// When the socket file of a local stream is removed, and the places of the virtual operations in the table.
 #include "UnixStreamTest.h"
 #include "VirtualSlots.h"
 

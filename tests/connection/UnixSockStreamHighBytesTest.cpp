@@ -1,4 +1,4 @@
-// Socket files may have any name that the file system takes: all bytes but zero and the slash.
+// Names of socket files may contain every byte that the file system accepts: all but zero and the slash.
 #include "Characters.h"
 #include "UnixStreamTest.h"
 
@@ -12,7 +12,7 @@ protected:
     itcUnixAddress address{path.c_str()};
 };
 
-// In two halves: together they are too long behind the folder's name.
+// The bytes from 0x80 to 0xFF are split into two names. One name with all of them would make the path too long.
 INSTANTIATE_TEST_SUITE_P(Names, UnixSockStreamHighBytes,
                          testing::Values("\x80", "\xFF", "\xC3\xB6", "%\xE9", characters(0x80, 0xBF),
                                          characters(0xC0, 0xFF)));

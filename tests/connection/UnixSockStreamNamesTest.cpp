@@ -1,4 +1,4 @@
-// How the names of local streams are shown. StreamNamesTest.cpp has what all streams do.
+// How the names of local streams are shown. StreamNamesTest.cpp tests what all streams do.
 #include "UnixStreamTest.h"
 
 #include <memory>
@@ -70,7 +70,8 @@ TEST_P(UnixSockStreamNames, LeaveTheAddressAloneWhenTheSystemRefuses)
     EXPECT_STREQ(found.pathname(), "/before");
 }
 
-// All 108 characters are path then: nothing ends it, and an itcUnixAddress takes 107.
+// The path fills all 108 characters of the address and has no terminator. An itcUnixAddress takes at most 107
+// characters.
 TEST_P(UnixSockStreamNames, OfAPathWithoutATerminatorAreTooLongForTheAddress)
 {
     const BareSocket unterminated = bareBound(folder.pathOfLength(108));

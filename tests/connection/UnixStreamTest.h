@@ -45,7 +45,7 @@ protected:
 
     static BareSocket bareSocket() { return BareSocket(mustWork(::socket(AF_UNIX, SOCK_STREAM, 0), "socket")); }
 
-    /// A path of 108 characters has no terminator in the address.
+    /// Returns a bound socket. A path of 108 characters has no terminator in the address.
     static BareSocket bareBound(const std::string& path)
     {
         BareSocket socket = bareSocket();
@@ -69,7 +69,7 @@ protected:
         return socket;
     }
 
-    /// What a server leaves that could not clean up.
+    /// Leaves a socket file without a listener, like a killed server.
     static void leaveStaleSocketFile(const std::string& path) { bareListener(path); }
 
     static void makeFile(const std::string& path) { std::ofstream(path) << "not a socket"; }
@@ -92,12 +92,12 @@ protected:
     }
 };
 
-/// A listener in place.
+/// The fixture for tests with a local stream that listens.
 class ListeningUnixStreamTest : public UnixStreamTest {
 protected:
     ListeningUnixStreamTest() { listener.CreateEndpoint(address); }
 
-    /// What accepting gives; the test owns it.
+    /// Accepts. Returns the accepted connection, which the test owns.
     std::unique_ptr<itcConnection> accept()
     {
         itcConnection* accepted = nullptr;
@@ -108,7 +108,7 @@ protected:
     OpenedUnixStream listener;
 };
 
-/// The process's umask, for a while.
+/// Sets the process's umask. The destructor restores the earlier umask.
 class Umask {
 public:
     explicit Umask(mode_t mask) : previous(::umask(mask)) {}
