@@ -1,4 +1,5 @@
-// A pending connect: its failure shows as "writable" and is told as an exception.
+// A pending connect that fails. select() shows the descriptor as writable. The dispatcher then calls the exception
+// handler.
 #include "DispatcherParts.h"
 
 #include <kiv/address/itcInetAddress.h>
@@ -13,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// The socket's error is scripted; descriptor 6 is the pending one, 9 comes behind it.
+// Descriptor 6 has a pending connect, whose socket error is scripted. Descriptor 9 comes after descriptor 6.
 class PendingConnect : public DispatcherTest {
 protected:
     void SetUp() override
@@ -61,7 +62,8 @@ TEST_F(PendingConnect, ThatFailsAndRaisesAnExceptionAnywayIsToldOnce)
     EXPECT_THAT(later.calls, ElementsAre("in"));
 }
 
-// n is what the sets hold, so a miscount of the turned event would reach descriptor 9 or not.
+// notify() ends when it has counted n events. In the first call the write event of descriptor 6 becomes an exception,
+// which counts once. The sets keep this exception. In the later calls descriptor 6 therefore has two events.
 TEST_F(PendingConnect, CountsTheTurnedEventExactlyOnce)
 {
     FdMask r, w, e;
@@ -157,7 +159,7 @@ TEST_F(PendingConnect, DetachedByItsReadHandlerIsNotAsked)
 
 TEST_F(PendingConnect, IsKnownOnlyByItsConnection)
 {
-    attach(6, WriteMask, &handler); // takes the connection away
+    attach(6, WriteMask, &handler); // replaces the connection with null
     select.ready({}, {6});
     cycle();
     EXPECT_THAT(handler.calls, ElementsAre("out"));
@@ -177,7 +179,7 @@ TEST_P(OtherState, IsNotAskedForASocketError)
 
 INSTANTIATE_TEST_SUITE_P(NotPending, OtherState, testing::Values(0, 1, 2, 3, 4, 6));
 
-// Real connects over loopback
+// Real connects over loopback.
 class RealConnect : public testing::TestWithParam<int> {
 protected:
     void SetUp() override

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 class DispatcherCycle : public DispatcherTest {
 protected:
-    // Asks notify() for the calls of these ready sets; n as given.
+    // Calls notify() with these ready descriptors and the count `n`.
     void notify(int n, const std::vector<int>& read, const std::vector<int>& write = {},
                 const std::vector<int>& except = {})
     {

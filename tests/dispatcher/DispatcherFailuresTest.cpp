@@ -1,4 +1,4 @@
-// A dispatch cycle in which one system call after the other fails.
+// A dispatch cycle that is repeated. In each repetition another system call fails.
 #include "DispatcherParts.h"
 #include "SingleFailures.h"
 
@@ -24,7 +24,7 @@ struct Cycle {
         pair.farSends("x");
     }
 
-    /// The calls of the handler since the last question.
+    /// Returns the calls of the handler since the last handled().
     Calls handled() { return std::exchange(handler.calls, {}); }
 
     FakeClock clock;
@@ -35,7 +35,7 @@ struct Cycle {
 
 TEST(DispatcherFailures, CostOneCycleAtMost)
 {
-    // What each call is for: the nearest timer, the wait, the handler's own read, the timers that are due.
+    // The purposes of the calls: find the nearest timer, wait, read (in the handler), find the timers that are due.
     const std::vector<Consequence> calls = {survives("getuptime"), survives("select"), survives("recv"),
                                             survives("getuptime")};
     const std::vector<Calls> inThisCycle = {{"in", "timer"}, {"timer"}, {"in", "timer"}, {"in"}, {"in", "timer"}};

@@ -1,4 +1,4 @@
-// What the answer of a handler does, and what handlers may do inside a call.
+// What the dispatcher does with the answer of a handler, and what a handler may do inside a call.
 #include "DispatcherParts.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Answers, for every kind of event.
+// The answers of a handler, for every kind of event.
 class HandlerAnswer : public DispatcherTest, public testing::WithParamInterface<Kind> {
 protected:
     void SetUp() override { dispatcher.attach(6, nullptr, nullptr, kind.mask, &handler); }
@@ -127,7 +127,7 @@ TEST_P(HandlerAnswer, AboveZeroIsForgottenWhenTheDescriptorGoesMeanwhile)
 {
     answer(1);
     cycleWith({6});
-    dispatcher.attach(9, nullptr, nullptr, ReadMask, &handler); // something stays linked
+    dispatcher.attach(9, nullptr, nullptr, ReadMask, &handler); // keeps one descriptor linked
     dispatcher.detach(6, everyKind);
     EXPECT_EQ(cycle(), 1) << "it still counts as an event";
     EXPECT_THAT(handler.calls, ElementsAre(kind.name));
@@ -179,7 +179,7 @@ const auto kindName = [](const auto& tested) { return std::string(tested.param.n
 INSTANTIATE_TEST_SUITE_P(Every, HandlerAnswer, testing::ValuesIn(kinds), kindName);
 INSTANTIATE_TEST_SUITE_P(Every, InterruptedHandlerAnswer, testing::ValuesIn(kinds), kindName);
 
-// What handlers do to registrations while a cycle calls them.
+// Handlers that change registrations while a cycle calls them.
 class HandlerInside : public DispatcherTest {
 protected:
     void SetUp() override

@@ -1,4 +1,4 @@
-// The forms of dispatch() that take a time: the limit that they wait for, and what they hand back.
+// The forms of dispatch() that take a time: how long they wait, and which time they hand back.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 
@@ -113,7 +113,7 @@ TEST_F(DispatchLongs, HandBackZeroForALimitThatATimerHasCut)
 {
     dispatcher.startTimer(2, 0, &handler);
     dispatch();
-    expectHandedBack(0, 0); // the whole limit is left, and more than the cycle took
+    expectHandedBack(0, 0); // the whole limit is left, which is more than the cycle took
 }
 
 TEST_F(DispatchLongs, HandBackANegativeTimeAsItIs)

@@ -1,4 +1,4 @@
-// Registration through a connection.
+// Registration through a connection: the connection names the descriptors.
 #include "RegistrationParts.h"
 #include "StatusMatchers.h"
 

@@ -1,4 +1,4 @@
-// What a host's profiler is told.
+// The hooks of a host's profiler: texts, markers and sleep times, and when the dispatcher calls them.
 #include "DispatcherParts.h"
 
 #include <gmock/gmock.h>
@@ -8,7 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Calls told; // the profiler's hooks carry no data
+Calls told; // a global variable, since the profiler's hooks have no client data
 
 void text(int id, const char* words) { told.push_back(std::to_string(id) + " " + words); }
 void mark(int id) { told.push_back(std::to_string(id)); }
@@ -165,7 +165,7 @@ TEST_F(DispatcherMarkers, AreAllOffWithoutTheMarkerHook)
     EXPECT_THAT(told, IsEmpty()) << "no sleep either";
 }
 
-// The end of a cycle looks once whether there is a profiler.
+// The end of a cycle looks for a profiler only once, before the last marker.
 TEST_F(DispatcherMarkers, EndWithSleepAlsoWhenTheLastMarkerTakesTheProfilerAway)
 {
     install(

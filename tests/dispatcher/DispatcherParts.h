@@ -1,6 +1,6 @@
 /// \file
 /// What the dispatcher's tests are made of: a dispatcher that shows its fields, a handler that writes down its calls,
-/// a select() and a clock that do as they are told.
+/// a select() with scripted answers, and a clock that the tests move.
 #pragma once
 
 #include "OsFaults.h"
@@ -32,7 +32,7 @@ inline timeval tv(int64_t sec, int64_t usec)
     return t;
 }
 
-/// Both fields, for comparisons that do not rest on the library's own operators.
+/// Both fields of a timeval. Tests compare them without the library's operators.
 using Fields = std::pair<int64_t, int64_t>;
 inline Fields fields(const timeval& t) { return {t.tv_sec, t.tv_usec}; }
 
@@ -85,20 +85,20 @@ inline void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
 
 using Calls = std::vector<std::string>;
 
-/// Writes down its calls, with its name in front where it has one: "in", "out", "except", "timer", or "A in".
+/// Writes down its calls: "in", "out", "except", "timer". A handler with a name writes the name in front: "A in".
 class Handler : public itcIOHandler {
 public:
     Handler() : log(&calls) {}
     Handler(const char* name, Calls& sharedLog) : prefix(std::string(name) + " "), log(&sharedLog) {}
 
     using Action = std::function<int()>;
-    Action onInput, onOutput, onException; ///< Without one the answer is 0.
+    Action onInput, onOutput, onException; ///< What a call does. Without an action the answer is 0.
     std::function<void()> onTimer;
 
     Calls calls;
-    itcConnection* conn = nullptr; ///< As the last call had it.
-    char* data = nullptr;          ///< As the last call had it.
-    Fields now;                    ///< As the last expiry had it.
+    itcConnection* conn = nullptr; ///< The connection of the last call.
+    char* data = nullptr;          ///< The client data of the last call.
+    Fields now;                    ///< The time of the last expiry.
 
     void onEvery(const Action& action) { onInput = onOutput = onException = action; }
 
@@ -127,14 +127,15 @@ private:
     Calls* log;
 };
 
-/// Stands in for select(). Each call takes the next answer; without one the time is up. What it was asked is kept.
+/// Replaces select(). Each call takes the next scripted answer. Without an answer the time is up and nothing is ready.
+/// `asked` keeps the arguments of all calls.
 class FakeSelect {
 public:
     struct Asked {
         int nfds;
         FdMask read, write, except;
         bool limited;
-        timeval timeout; ///< Where limited.
+        timeval timeout; ///< Valid if `limited`.
     };
 
     FakeSelect()
@@ -147,7 +148,7 @@ public:
     FakeSelect(const FakeSelect&) = delete;
     FakeSelect& operator=(const FakeSelect&) = delete;
 
-    /// The next answer: these descriptors are ready.
+    /// Adds an answer: these descriptors are ready.
     void ready(std::vector<int> read, std::vector<int> write = {}, std::vector<int> except = {})
     {
         answers.push_back({std::move(read), std::move(write), std::move(except), 0});
@@ -161,7 +162,7 @@ public:
 
     std::vector<Asked> asked;
     std::function<void()> meanwhile; ///< Runs inside every call.
-    std::optional<timeval> left;     ///< What every limited call leaves of its time-out.
+    std::optional<timeval> left;     ///< The rest of its time-out that every limited call leaves.
 
 private:
     struct Answer {
@@ -198,7 +199,7 @@ private:
         answers.pop_front();
         if (next.error != 0) {
             errno = next.error;
-            return -1; // the sets stay as they were, as Linux leaves them
+            return -1; // Linux does not change the sets of a failed call, either
         }
         return show(r, next.read) + show(w, next.write) + show(e, next.except);
     }
@@ -206,7 +207,7 @@ private:
     std::deque<Answer> answers;
 };
 
-/// Holds the dispatcher's clock still until it is told to go on.
+/// Replaces the system's uptime. The dispatcher's clock moves only with advance().
 class FakeClock {
 public:
     FakeClock()
@@ -230,7 +231,7 @@ private:
     timeval uptime = tv(100, 0);
 };
 
-/// A connection that says that it holds received bytes, and shows any descriptors asked for.
+/// A connection that reports `held` received bytes. The test chooses the three descriptors.
 class BufferedConnection : public OpenedConnection {
 public:
     BufferedConnection() = default;
@@ -252,7 +253,7 @@ private:
     int read = -1, write = -1, except = -1;
 };
 
-/// A dispatcher whose waits are scripted: descriptors are mere numbers.
+/// The fixture with a scripted select(). The descriptors are only numbers.
 class DispatcherTest : public testing::Test {
 protected:
     int cycle() { return dispatcher.dispatch(5.0); }

@@ -13,7 +13,7 @@ namespace {
 
 std::vector<int>* limitsAsked = nullptr;
 
-// While it exists, the limit of every attempt to take a recursive lock is written down.
+// While a LockRecorder exists, `limits` receives the time limit of every attempt to take a recursive lock.
 class LockRecorder {
 public:
     LockRecorder() { limitsAsked = &limits; }
@@ -80,7 +80,7 @@ TEST_F(DispatcherReadyLock, IsWaitedForWhenAReceiverNotifiesAgain)
     EXPECT_THAT(receiver.results, ElementsAre(1, 2, 3));
 }
 
-// A deriving dispatcher may append to the queue itself.
+// A deriving dispatcher may append to the queue without notify().
 TEST_F(DispatcherReadyLock, IsTakenForRecordsThatADerivingDispatcherAppends)
 {
     for (const int result : {1, 2})

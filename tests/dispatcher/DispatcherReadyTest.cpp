@@ -171,7 +171,7 @@ TEST_F(DispatcherReady, DeliversARecordThatADerivedDispatcherQueuesItself)
     drain();
     EXPECT_THAT(receiver.results, ElementsAre(5));
     notify(6, nullptr);
-    drain(); // whatever happened, nothing stays queued
+    drain(); // leaves the queue empty in any case
 }
 
 // Inside ready()
@@ -319,7 +319,8 @@ TEST_F(DispatcherReady, TakesACopyAsAReceiverOfItsOwn)
     EXPECT_EQ(copy.last, 4);
 }
 
-// The C library flushes its streams when all static data, the library's included, is gone already.
+// The C library flushes its streams after the destructors of all static objects, including those of the library. The
+// flush calls this function.
 ssize_t deleteReceiverAtTheVeryEnd(void* receiver, const char*, size_t)
 {
     delete static_cast<Receiver*>(receiver);
@@ -345,7 +346,7 @@ TEST(LateReceiver, DiesQuietlyWhenTheLibraryHasEnded)
     EXPECT_EXIT(endWithALateReceiver(), testing::ExitedWithCode(42), "");
 }
 
-// A static receiver of the host, which dies behind main().
+// A static receiver of the host. Its destructor runs after main().
 [[noreturn]] void endWithAStaticReceiver()
 {
     static const Receiver receiver;

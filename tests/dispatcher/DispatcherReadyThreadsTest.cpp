@@ -49,7 +49,7 @@ TEST_F(DispatcherReadyThreads, KeepsTheOrderOfEachThread)
         }));
     }
     while (receiver.results.size() < size_t{threads} * each)
-        dispatcher.dispatch(0.0); // while the others still append
+        dispatcher.dispatch(0.0); // the other threads append at this time
     for (int t = 0; t < threads; ++t) {
         std::vector<int> own, expected(each);
         std::copy_if(receiver.results.begin(), receiver.results.end(), std::back_inserter(own),
@@ -62,7 +62,7 @@ TEST_F(DispatcherReadyThreads, KeepsTheOrderOfEachThread)
 TEST_F(DispatcherReadyThreads, DeliversEachNotificationOnceWhenTwoThreadsDrain)
 {
     constexpr int count = 2000;
-    Receiver receiver; // is called with the lock held, so by one thread at a time
+    Receiver receiver; // called with the lock held: by one thread at a time
     Event begin;
     auto other = start([&] {
         begin.await();
@@ -127,14 +127,15 @@ TEST_F(DispatcherReadyThreads, HoldsUpADrainWhileAnotherThreadHasTheLockAndSomet
 
 TEST_F(DispatcherReadyThreads, DoesNotHoldUpADrainOfNothingWhileAnotherThreadHasTheLock)
 {
-    drain(); // nothing is announced any more
+    drain(); // from here on nothing is announced
     SharedState::asyncLock.lock();
     auto other = start([&] { drain(); });
     EXPECT_TRUE(finishes(other));
     SharedState::asyncLock.unlock();
 }
 
-// A deriving dispatcher may put a record into the queue itself. A drain finds that record only with the lock free.
+// A deriving dispatcher may put a record into the queue without notify(). A drain finds this record only if the lock is
+// free.
 TEST_F(DispatcherReadyThreads, DeliversARecordThatNobodyAnnouncedOnceTheLockIsFree)
 {
     Receiver receiver;
@@ -162,7 +163,7 @@ TEST_F(DispatcherReadyThreads, DropsWhatIsQueuedForAReceiverThatDiedOnAnotherThr
 
 TEST_F(DispatcherReadyThreads, LetsReceiversComeAndGoOnOtherThreads)
 {
-    itcDispatcher::instance(); // made here, since that is not guarded
+    itcDispatcher::instance(); // created before the threads run, since no lock guards the creation
     std::atomic<bool> done = false;
     auto other = start([&] {
         for (int i = 0; i < 500; ++i) {

@@ -1,4 +1,5 @@
-// What becomes of a select() that fails.
+// What the dispatcher does after a failed select(). Some errors end the cycle. Others make the dispatcher look for bad
+// descriptors.
 #include "DispatcherParts.h"
 #include "HookRecorder.h"
 #include "StatusMatchers.h"
@@ -31,8 +32,8 @@ TEST_F(FailedWait, ByAnInterruptionEndsTheCycleWithoutAText)
     EXPECT_EQ(select.asked.size(), 1u);
 }
 
-// select() leaves the sets of a failed call as they were asked. A descriptor that asked to be called again is in them
-// already, so the request counts as merged without having been counted.
+// A failed select() does not change its sets. A descriptor whose handler asked to be called again is already in its
+// set. Only descriptors that are missing in the set are counted. Therefore the request is lost.
 TEST_F(FailedWait, ByAnInterruptionLosesRequestsToBeCalledAgain)
 {
     attach(3, ReadMask, &handler);
@@ -91,7 +92,7 @@ TEST_P(BadDescriptorError, IsRecordedTracedAndFollowedByAnotherWait)
     attach(3, ReadMask, &handler);
     select.fails(GetParam().first);
     select.ready({});  // the probe of descriptor 3
-    select.ready({3}); // the wait again
+    select.ready({3}); // the repeated wait
     EXPECT_EQ(cycle(), 1);
     EXPECT_THAT(handler.calls, ElementsAre("in"));
     EXPECT_THAT(dispatcher, HasStatus(Itc_Dp_Select_Call_Failed_EBADF, Error, GetParam().first));
@@ -147,7 +148,7 @@ TEST_F(FailedWait, LeavesItsErrorNumberToTheDispatcherAndThatOfTheProbeToTheConn
     EXPECT_THAT(conn, HasStatus(Itc_Dp_Select_Call_Failed_EBADF, Error, ENOMEM));
 }
 
-// The wait has no limit of the caller's. The timer sets one. That limit stays although the timer is gone.
+// The caller gives no limit. The timer limits the wait. The repeated wait keeps this limit, although the timer is gone.
 TEST_F(FailedWait, KeepsTheLimitOfATimerThatIsStoppedMeanwhile)
 {
     FakeClock clock;
@@ -248,10 +249,10 @@ TEST_F(FailedWait, ByABadDescriptorKeepsRequestsToBeCalledAgain)
     EXPECT_THAT(handler.calls, ElementsAre("in", "in"));
 }
 
-// Descriptors that really are bad
+// Descriptors that are really closed.
 class ClosedDescriptor : public testing::Test {
 protected:
-    // Links a pair for these kinds and closes its descriptor behind the dispatcher's back.
+    // Links a connection for these kinds and closes its descriptor. The dispatcher is not told.
     void linkAndClose(itcDispatcherMask kinds)
     {
         dispatcher.link(&pair->near(), &data, kinds, &handler);
@@ -411,7 +412,7 @@ TEST(SeveralClosedDescriptors, AreEachToldOnce)
     EXPECT_EQ(dispatcher.nfds, 0);
 }
 
-// A signal ends a wait that has no limit: the alarm goes on until the wait was entered and has ended.
+// A signal ends a wait without a limit. The alarm is repeated, since the first one may come before the wait.
 TEST(InterruptedWait, OnNothingLinkedReturnsTheErrorOfTheInterruption)
 {
     const OS_signalHandler previous = OS_signal(SIGALRM, [](int) {});

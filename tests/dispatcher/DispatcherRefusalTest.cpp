@@ -1,4 +1,4 @@
-// Descriptors and masks that the dispatcher does not take.
+// Descriptors and masks that the dispatcher refuses.
 #include "RegistrationParts.h"
 #include "StatusMatchers.h"
 

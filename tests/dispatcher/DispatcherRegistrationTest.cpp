@@ -1,3 +1,4 @@
+// The tables of registrations: the singleton, attach() and detach() for each kind of interest, the highest descriptor.
 #include "RegistrationParts.h"
 #include "StatusMatchers.h"
 
@@ -52,7 +53,7 @@ TEST_F(Registration, TheInstanceCanBeReplaced)
     itcDispatcher* const first = itcDispatcher::instance();
     itcDispatcher::instance(&dispatcher);
     EXPECT_EQ(itcDispatcher::instance(), &dispatcher);
-    EXPECT_THAT(*first, HasClearStatus()); // it is still there
+    EXPECT_THAT(*first, HasClearStatus()); // the first dispatcher still exists
     itcDispatcher::instance(nullptr);
     delete first;
 }
@@ -223,7 +224,7 @@ TEST_F(Registration, NfdsStopsAtADescriptorWithAnyHandler)
 {
     dispatcher.attach(4, nullptr, nullptr, ReadMask, &h1);
     dispatcher.attach(5, nullptr, nullptr, ExceptMask, &h1);
-    dispatcher.attach(6, nullptr, nullptr, WriteMask, nullptr); // no handler: it does not count
+    dispatcher.attach(6, nullptr, nullptr, WriteMask, nullptr); // does not count without a handler
     dispatcher.attach(9, nullptr, nullptr, WriteMask, &h1);
     dispatcher.detach(9, WriteMask);
     EXPECT_EQ(dispatcher.nfds, 6);

@@ -1,4 +1,4 @@
-// The performance report, under stopwatches that the tests move.
+// The performance report. The tests move the stopwatches.
 #include "DispatcherParts.h"
 #include "HookRecorder.h"
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-/// While it exists every stopwatch stands still between two calls of advance().
+/// While FakeStopwatches exists, the time of all stopwatches moves only with advance().
 class FakeStopwatches {
 public:
     FakeStopwatches() { current = this; }
@@ -69,7 +69,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// Every test starts with all figures and stopwatches at zero: behind a report, with a new dispatcher.
+// Before each test a report sets all figures and stopwatches to zero. Each test has a new dispatcher.
 class DispatcherReport : public testing::Test {
 protected:
     DispatcherReport()
@@ -96,7 +96,7 @@ protected:
         select.ready({3});
         cycle();
     }
-    // What the next cycle reports when the minute is over.
+    // Lets a minute pass, runs one cycle and returns its report.
     std::string report()
     {
         hooks.clear();
@@ -207,7 +207,7 @@ TEST_F(DispatcherReport, ShowsTimesInSixDigits)
     EXPECT_THAT(report(), HasSubstr(" msec. \n time #1.23457e+06 sec. \n\n"));
 }
 
-// When it comes
+// When the report comes
 
 TEST_F(DispatcherReport, ComesOnlyAfterAMinute)
 {
@@ -263,7 +263,7 @@ TEST_F(DispatcherReport, LetsTheFiguresGrowWhileItsFlagIsOff)
     }
     itcDispatcher::bytesRead = 30;
     hooks.check = [](short) { return true; };
-    cycle(); // the minutes have passed
+    cycle(); // prints, since the minutes have passed
     ASSERT_EQ(hooks.texts().size(), 1u);
     EXPECT_EQ(hooks.texts()[0], "\n select calls      #4 time #0 sec. time per call 0 msec. \n"
                                 " Bytes per read    #10 time #180.003 sec. \n\n"
@@ -278,7 +278,7 @@ TEST_F(DispatcherReport, DoesNotNeedTheOtherFlags)
     EXPECT_EQ(report(), emptyReport);
 }
 
-// What it resets
+// What the report resets
 
 TEST_F(DispatcherReport, StartsAllFiguresAnew)
 {
@@ -318,7 +318,7 @@ TEST_F(DispatcherReport, KeepsTheFiguresUntilItIsDue)
     EXPECT_EQ(itcDispatcher::bytesRead, 8u);
 }
 
-// What it measures
+// What the report measures
 
 TEST_F(DispatcherReport, CountsTheCycleThatPrintsIt)
 {
@@ -355,7 +355,8 @@ TEST_F(DispatcherReport, DoesNotCountEventsWithoutAHandler)
     EXPECT_THAT(report(), Not(HasSubstr("Bytes per read")));
 }
 
-// The markers around a handler call are counted nowhere. The markers at both ends of a cycle are counted as time outside.
+// The markers around a handler call are counted nowhere. The markers at both ends of a cycle are counted as time
+// outside.
 TEST_F(DispatcherReport, CountsTheTimeOfTheCyclesMarkersAsTimeOutside)
 {
     static FakeStopwatches* slowed;
@@ -379,8 +380,8 @@ TEST_F(DispatcherReport, CountsTheTimeOfTheCyclesMarkersAsTimeOutside)
                                 " ======================================================================= \n");
 }
 
-// The cycles share their stopwatches. A cycle inside a handler starts the handler's stopwatch again with its own wait:
-// of the handler's time only what follows that wait is counted. The time since the last cycle is counted once more.
+// All cycles share their stopwatches. The wait of a cycle inside a handler starts the handler's stopwatch again. Only
+// the handler's time from this wait on is counted. The time since the last cycle is counted twice.
 TEST_F(DispatcherReport, CountsACycleInsideAHandlerAsACycleAndRestartsTheHandlersStopwatch)
 {
     hooks.check = [](short) { return false; };
@@ -406,7 +407,7 @@ TEST_F(DispatcherReport, CountsACycleInsideAHandlerAsACycleAndRestartsTheHandler
 TEST_F(DispatcherReport, MeasuresTimeOutsideFromTheEndOfOneCycleToTheStartOfTheNext)
 {
     hooks.check = [](short) { return false; };
-    handler.onTimer = [&] { stopwatches.advance(7000); }; // inside the cycle
+    handler.onTimer = [&] { stopwatches.advance(7000); }; // time inside the cycle
     dispatcher.startTimer(-1, 0, &handler);
     stopwatches.advance(100);
     cycle();

@@ -1,4 +1,4 @@
-// The order of the virtual operations is binary interface, and internal steps go through them.
+// The order of the virtual operations is part of the binary interface. The internal steps of a cycle are virtual calls.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 #include "VirtualSlots.h"
@@ -95,7 +95,7 @@ TEST(DispatcherMask, HasItsValues)
     EXPECT_EQ(ExceptMask, 4);
 }
 
-// Writes down every step and then takes it.
+// Writes down each step and then calls the library's step.
 class TracedDispatcher : public OpenDispatcher {
 public:
     using itcDispatcher::calculateTimeout;
@@ -276,7 +276,7 @@ TEST_F(InternalSteps, CanBeReplacedAltogether)
     EXPECT_THAT(select.asked, IsEmpty());
 }
 
-// dispatch(timeval*) starts from empty sets
+// dispatch(timeval*) calls waitFor() with empty sets.
 TEST_F(InternalSteps, StartFromEmptySets)
 {
     struct Looking : OpenDispatcher {

@@ -1,4 +1,4 @@
-// Real sockets, and what handlers do to them inside a call.
+// Cycles with real sockets. Handlers unlink, delete and link connections inside their calls.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 

@@ -1,4 +1,4 @@
-// How long a cycle waits, and what becomes of the caller's limit.
+// How long a cycle waits, and how the caller's limit changes.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 
@@ -201,7 +201,7 @@ TEST_F(CalculatedTimeout, CountsAReadHandlerWithoutConnectionAsHoldingNothing)
     attach(4, ReadMask, &handler);
     EXPECT_EQ(calculate(nullptr), nullptr);
     bufferOn(6);
-    attach(6, ExceptMask, &handler); // overwrites the connection that the read handler came with
+    attach(6, ExceptMask, &handler); // replaces the connection of the read handler
     EXPECT_EQ(calculate(nullptr), nullptr);
     EXPECT_THAT(buffered, IsEmpty());
 }
@@ -243,7 +243,7 @@ TEST_F(CalculatedTimeout, HandsBackWhatSelectLeaves)
     EXPECT_EQ(fields(timeout), Fields(1, 5));
 }
 
-// With the system's own select()
+// Waits with the system's own select().
 class RealWait : public testing::Test {
 protected:
     RealWait()

@@ -1,3 +1,4 @@
+// Timers of the dispatcher, and the clock on which they run.
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 #include "WallClock.h"
@@ -156,7 +157,7 @@ TEST_F(DispatcherTimers, DoNotAskForTheWallClockAgain)
     EXPECT_EQ(OsFaults::gettimeofday().calls(), asked);
 }
 
-// The base of the clock is taken once in a process: these run in one of their own.
+// A process takes the base of the clock only once. Therefore each of these tests runs in a process of its own.
 class DispatcherClockBase : public testing::Test {
 protected:
     DispatcherClockBase() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }

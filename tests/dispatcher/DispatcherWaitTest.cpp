@@ -1,4 +1,4 @@
-// The wait itself: what select() is given and how its answer is completed.
+// The wait: the arguments of select(), and what the dispatcher adds to the answer of select().
 #include "DispatcherParts.h"
 #include "StatusMatchers.h"
 
@@ -150,7 +150,8 @@ TEST_F(DispatcherWait, LeavesTheSetsOfAFailedSelectAsTheyWere)
     EXPECT_THAT(bitsOf(e), ElementsAre(5));
 }
 
-// Linux leaves the sets of a failed select() alone; where they come back empty, held bytes still count, from the -1.
+// Linux does not change the sets of a failed select(). This scripted select() empties one. The connections that hold
+// bytes are then added, and each of them adds 1 to the result -1.
 TEST_F(DispatcherWait, AddsHeldBytesToAFailedSelectToo)
 {
     hold(first, 6);

@@ -1,4 +1,4 @@
-// The worker threads behind notifications: they are waited for and deleted.
+// The worker threads that belong to notifications. The dispatcher waits for each worker and deletes it.
 #include "HookRecorder.h"
 #include "ReadyParts.h"
 
@@ -13,12 +13,12 @@
 #include <dlfcn.h>
 #include <stdexcept>
 
-// ThreadSanitizer cannot see the order that Qt's own locks give.
+// ThreadSanitizer does not see Qt's locks and would report races.
 extern "C" const char* __tsan_default_suppressions() { return "race:QWaitCondition\nrace:libglib-2.0.so\n"; }
 
 namespace {
 
-// Replaces QThread::wait() while set, so that no test has to be patient.
+// While set, replaces QThread::wait(). No test then has to wait for a real deadline.
 std::function<bool(QThread*, QDeadlineTimer)> waitInstead;
 
 } // namespace
@@ -58,10 +58,11 @@ private:
 
     int& deletions;
     std::function<void()> task;
-    std::atomic<bool> ended = false; // the order that wait() gives, for tools that cannot look into Qt
+    std::atomic<bool> ended = false; // repeats the order of wait() for ThreadSanitizer, which does not see into Qt
 };
 
-// Qt keeps a descriptor from the first thread on. That is no leak of a test, so a thread has run before any of them.
+// Qt opens a descriptor with the first thread and keeps this descriptor. Therefore one thread runs before all tests:
+// the leak listener would otherwise report the descriptor.
 class FirstThread : public testing::Environment {
     void SetUp() override
     {
@@ -176,7 +177,7 @@ TEST_F(DispatcherWorkers, AreGivenTenSecondsByACoarseTimer)
         return true;
     };
     notify(1, &receiver, new Worker(deletions));
-    // The drain sets its deadline between these two, however long the drain takes.
+    // The drain's deadline must lie between `earliest` and `latest`, however long the drain takes.
     const QDeadlineTimer earliest(tenSeconds, Qt::CoarseTimer);
     drain();
     EXPECT_GE(given.deadlineNSecs(), earliest.deadlineNSecs());
@@ -251,7 +252,7 @@ TEST_F(DispatcherWorkers, AreDeletedOnceWhenTwoThreadsDrain)
     EXPECT_EQ(deletions, count);
 }
 
-// A worker that is still running when the patience is at an end; here the patience is short.
+// A worker that is still running when the wait ends. Here the wait ends at once.
 class StuckWorker : public DispatcherWorkers {
 protected:
     void SetUp() override

@@ -1,3 +1,4 @@
+// The set of descriptors: its bits, its layout in memory, and descriptors outside the set.
 #include <kiv/dispatcher/FdMask.h>
 
 #include <gtest/gtest.h>
@@ -150,7 +151,7 @@ TEST_P(DescriptorMapping, FreeingDoesNothing)
 
 INSTANTIATE_TEST_SUITE_P(Any, DescriptorMapping, testing::Values(INT_MIN, -1, 0, 1, 1023, 1024, INT_MAX));
 
-// The mask stands between two others, so that a stray bit would show.
+// The mask stands between two others. A bit that is written outside the mask shows in its neighbours.
 class DescriptorOutsideTheMask : public testing::TestWithParam<int> {
 protected:
     FdMask masks[3];

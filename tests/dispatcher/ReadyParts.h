@@ -12,14 +12,14 @@
 #include <future>
 #include <thread>
 
-/// Shows what the dispatcher shares with other threads.
+/// A dispatcher that shows the fields that all threads share.
 class SharedState : public OpenDispatcher {
 public:
     using itcDispatcher::asyncLock;
     using itcDispatcher::pending;
 };
 
-/// Writes down the results that it is told, and does what it is asked to.
+/// A completion receiver that writes down each result and then runs `onReady`.
 class Receiver : public ICBKivReady {
 public:
     Receiver() : log(&results) {}
@@ -41,7 +41,7 @@ private:
     std::vector<int>* log;
 };
 
-/// Something that happens once and can be waited for.
+/// An event that happens once. await() waits until another thread has called happens().
 class Event {
 public:
     void happens() { promise.set_value(); }
@@ -52,14 +52,14 @@ private:
     std::shared_future<void> future = promise.get_future().share();
 };
 
-/// True when the task has not finished although it was given some time to: it is being held up.
+/// True when the task is still running after some time: another thread holds the task up.
 inline bool isHeldUp(std::future<void>& task)
 {
     return task.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
 }
 
-/// True when the task finishes. It is given far more time than it needs, so that a task which never finishes makes a
-/// test fail and not hang.
+/// True when the task finishes. The limit is far longer than any task needs. A task that never finishes makes the test
+/// fail; the test does not hang.
 inline bool finishes(std::future<void>& task)
 {
     return task.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
@@ -73,7 +73,7 @@ protected:
     }
     void drain() { dispatcher.processAsyncReadyNotify(); }
 
-    /// What another thread finds: nobody holds the lock.
+    /// True when another thread can take the lock: no thread holds the lock.
     static bool lockIsFree()
     {
         return std::async(std::launch::async,

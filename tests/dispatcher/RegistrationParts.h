@@ -8,7 +8,7 @@
 
 class Registration : public testing::Test {
 protected:
-    // What is registered for one kind of a descriptor.
+    // The registration of a descriptor for one kind of interest: whether the bit is set, the handler, the client data.
     using Entry = std::tuple<bool, itcIOHandler*, char*>;
     Entry entry(const Kind& kind, int fd)
     {

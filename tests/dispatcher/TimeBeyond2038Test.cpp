@@ -1,4 +1,4 @@
-// Seconds that 32 bits cannot tell: a clock that passes 2^31 (in the year 2038) and 2^32, and limits as long as that.
+// Numbers of seconds that 32 bits cannot hold. The clock passes 2^31 (in the year 2038) and 2^32. Limits are as long.
 #include "DispatcherParts.h"
 #include "WallClock.h"
 
@@ -15,18 +15,18 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr int64_t seconds31 = int64_t{1} << 31; // the first second that a signed word of 32 bits cannot tell
-constexpr int64_t seconds32 = int64_t{1} << 32; // the first that an unsigned one cannot tell
+constexpr int64_t seconds31 = int64_t{1} << 31; // the first second that a signed word of 32 bits cannot hold
+constexpr int64_t seconds32 = int64_t{1} << 32; // the first second that an unsigned word of 32 bits cannot hold
 constexpr int64_t farBeyond = int64_t{1} << 40;
 
 const auto boundaries = testing::Values(seconds31, seconds32, farBeyond);
 
-// What a handler or a profiler is told of a time: its fields have the width of the machine.
+// The time as a handler or a profiler receives it: both fields are longs, whose width depends on the machine.
 Fields asLongs(const Fields& time) { return {static_cast<long>(time.first), static_cast<long>(time.second)}; }
 
 class TimersBeyond : public DispatcherTest, public testing::WithParamInterface<int64_t> {
 protected:
-    // Sets the dispatcher's clock so many seconds and microseconds from the boundary.
+    // Sets the dispatcher's clock to the boundary plus these seconds and microseconds.
     void clockIs(int64_t sec, int64_t usec)
     {
         const timeval now = dispatcher.currentTime();
@@ -110,7 +110,7 @@ TEST_P(TimersBeyond, StartAgainFromInsideAcrossTheBoundary)
 
 TEST_P(TimersBeyond, AsFarAsALongReachesAreDueThen)
 {
-    const int64_t delay = std::min<int64_t>(LONG_MAX, farBeyond); // a long of 64 bits reaches beyond all times
+    const int64_t delay = std::min<int64_t>(LONG_MAX, farBeyond); // LONG_MAX of 64 bits is too large for a time
     clockIs(0, 0);
     dispatcher.startTimer(static_cast<long>(delay), 0, &a);
     EXPECT_EQ(fields(dispatcher.timers->earliest()), fromBoundary(delay, 0));
@@ -127,7 +127,7 @@ TEST_P(TimersBeyond, OfThePastAreDueBeforeTheBoundary)
     EXPECT_THAT(calls, ElementsAre("A timer"));
 }
 
-// The queue alone, whose times are the caller's.
+// The queue without a dispatcher. The tests give the times.
 class QueueBeyond : public testing::TestWithParam<int64_t> {
 protected:
     static timeval fromBoundary(int64_t sec, int64_t usec) { return tv(GetParam() + sec, usec); }
@@ -157,7 +157,7 @@ TEST_P(QueueBeyond, FiresOnlyWhatIsDueBeforeTheBoundary)
     EXPECT_THAT(calls, ElementsAre("A timer", "B timer"));
 }
 
-// Cut to 32 bits these times are 1 and 2, or far in the past.
+// If the late times were cut to 32 bits, they would be small numbers or lie in the past.
 TEST_P(QueueBeyond, DoesNotTakeALateTimeForAnEarlyOne)
 {
     queue.insert(fromBoundary(1, 0), &b);
@@ -256,7 +256,7 @@ TEST_P(WaitsBeyond, OfADoubleAreAsLongAsALongCanTell)
     EXPECT_EQ(reachedSelect(), Fields(std::min<int64_t>(GetParam(), LONG_MAX), 500000));
 }
 
-// The cycle has taken longer than what is left, so the rest comes back.
+// The cycle takes longer than the rest. Therefore the rest is handed back.
 TEST_P(WaitsBeyond, OfLongsHandBackTheRestAsLongs)
 {
     select.meanwhile = [&] { clock.advance(2 * GetParam(), 0); };
@@ -276,7 +276,7 @@ TEST_P(WaitsBeyond, OfLongsHandBackNothingWhereMoreIsLeftThanWasUsed)
     EXPECT_EQ(Fields(sec, usec), Fields(0, 0));
 }
 
-// Microseconds pass 32 bits much earlier, after 36 or 72 minutes.
+// A sum of microseconds exceeds 32 bits after 36 minutes (signed) or 72 minutes (unsigned).
 TEST_F(DispatcherTest, AddsUpMoreSleepThan32BitsHold)
 {
     for (int hour = 1; hour <= 3; ++hour) {
@@ -286,7 +286,8 @@ TEST_F(DispatcherTest, AddsUpMoreSleepThan32BitsHold)
     }
 }
 
-// The whole way down to the wall clock, in a process of its own: base and start are taken once.
+// The wall clock passes the boundary. A process reads the base and the start of its clock only once. Therefore each
+// test runs in a process of its own.
 class WallClockBeyond : public testing::TestWithParam<int64_t> {
 protected:
     WallClockBeyond() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }

@@ -1,3 +1,4 @@
+// The queue of timers without a dispatcher: its order, its ties, what expires, and what a handler may do inside a call.
 #include "DispatcherParts.h"
 
 #include <kiv/dispatcher/TimerQueue.h>

@@ -1,3 +1,4 @@
+// Sum, difference and comparison of timevals: carry, borrow, and the ends of the range.
 #include "DispatcherParts.h"
 
 #include <kiv/dispatcher/Timeval.h>
@@ -101,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(StopsAtTheEnds, TimevalDifference,
 
 struct Comparison {
     Fields a, b;
-    int order; // below, equal to or above 0 as a is earlier, equal or later
+    int order; // below 0: a is earlier; 0: both are equal; above 0: a is later
 };
 
 void PrintTo(const Comparison& comparison, std::ostream* out)

@@ -1,4 +1,4 @@
-// A plug-in of a host. It links the library, and has one static receiver, which lives while the plug-in is loaded.
+// A plug-in of a host. The plug-in links the library. Its static receiver exists while the plug-in is loaded.
 #include <kiv/dispatcher/ICBKivReady.h>
 
 namespace {

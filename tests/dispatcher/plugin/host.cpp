@@ -1,4 +1,4 @@
-// A host that does not link the library: the library comes with the plug-in, and may go with it.
+// A host that does not link the library. Loading the plug-in loads the library. Unloading the plug-in may unload it.
 #include <dlfcn.h>
 
 #include <cstdio>
