@@ -35,7 +35,7 @@ public:
     using Failure = std::conditional_t<std::is_void_v<Result>, std::nullptr_t, Result>;
 
     /// \param whenFailing what a scripted failure returns. Null for a function without a result.
-    /// \param function    the function's name without OS_, or null. OsFaults::failAnyCall() counts only named functions.
+    /// \param function    the function's name without OS_, or null. failAnyCall() counts only functions with a name.
     explicit OsCall(Failure whenFailing, const char* function = nullptr) : failure(whenFailing), name(function) {}
 
     /// The next `count` calls fail with this error number. They do not reach the system.
