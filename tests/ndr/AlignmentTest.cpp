@@ -1,5 +1,5 @@
-// Bytes of packets may lie at any address, and values at any place of a packet: no machine word is ever read or
-// written where it is not aligned. Most machines forgive that, the one that does not is the target.
+// The bytes of a packet may lie at any address, and a value at any place of a packet. The library never reads or writes
+// a machine word at an unaligned address. Most machines accept unaligned words, but the target machine does not.
 #include "NdrProbe.h"
 #include "StreamPair.h"
 #include "UbProbe.h"
@@ -14,7 +14,7 @@ using namespace std::string_literals;
 
 constexpr size_t offsets = 16; // every place between two multiples of the widest alignment
 
-/// Memory of which every byte modulo 16 is known.
+/// Memory that begins at a multiple of 16.
 class Memory {
 public:
     explicit Memory(char filling = '\xEE') { std::memset(bytes, filling, sizeof bytes); }
@@ -27,7 +27,7 @@ private:
 
 size_t roundedUp(size_t place, size_t to) { return (place + to - 1) / to * to; }
 
-/// The bytes of `before` chars and one value behind them, as they follow the label.
+/// Returns the bytes behind the label of a packet with `before` chars and one value.
 std::string charsAndValue(size_t before, const std::string& value)
 {
     const size_t end = 2 + before;
@@ -130,7 +130,7 @@ TYPED_TEST(Alignment, OfAnAllocationDoesNotMatter)
         putChars(out, offset);
         out << countingValue<TypeParam>();
         EXPECT_EQ(out.data(), this->ownPacket(offset));
-        out.storage = nullptr; // it is not the heap's
+        out.storage = nullptr; // this memory cannot be freed
     }
 }
 
@@ -170,7 +170,7 @@ TYPED_TEST(Alignment, OfATransactionDoesNotMatter)
     }
 }
 
-/// A kind of item that is as many bytes as the host likes: from an address, and to one.
+/// A kind of item with any number of bytes. The host gives the address of the source and of the target.
 struct BlockKind {
     const char* name;
     void (*put)(itcNDRSend& out, const char* from, int length);
@@ -207,7 +207,7 @@ const BlockKind blockKinds[] = {
 
 class AlignmentOfBlocks : public testing::TestWithParam<std::tuple<BlockKind, int>> {
 protected:
-    // The block behind so many chars, from and to such an address, and a value behind it.
+    // Puts `before` chars, the block and a value, then takes them. Source and target of the block lie at `offset`.
     void expectPassage(size_t before, size_t offset) const
     {
         SCOPED_TRACE(testing::Message() << "behind " << before << " chars, from and to " << offset);
@@ -279,7 +279,7 @@ TEST_P(AlignmentOfFloats, DoesNotMatterToTheConversion)
     std::string converted(GetParam().size, '\0');
     for (size_t offset = 0; offset < offsets; ++offset) {
         Memory memory;
-        char* const place = memory.at(offset + 1); // one byte in front is looked at too
+        char* const place = memory.at(offset + 1); // the byte in front is compared, too
         std::memcpy(place, value.data(), value.size());
         GetParam().convert(place);
         if (offset == 0)
@@ -289,7 +289,7 @@ TEST_P(AlignmentOfFloats, DoesNotMatterToTheConversion)
     EXPECT_NE(converted, value);
 }
 
-// Whole packets that come and go in pieces.
+// Whole packets that are sent and received in pieces.
 class AlignmentOfPieces : public testing::TestWithParam<size_t> { // the size of a piece
 protected:
     static std::string everyValue()
@@ -312,7 +312,7 @@ protected:
         EXPECT_STREQ(text, "seven");
         EXPECT_THAT(in, HasClearStatus());
     }
-    // Reads a frame of every value, which comes in pieces.
+    // Reads a frame with a value of every type. The frame arrives in pieces.
     static void expectToRead(OpenUbReceive& in)
     {
         ScriptedConnection connection;

@@ -1,4 +1,4 @@
-// What a receiver makes of values from a machine with another byte order or other floating-point formats.
+// Receiving values from a machine with another byte order or with other floating-point formats.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 #include "StreamPair.h"
@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// A packet of one value that follows a gap of six bytes, so it is aligned whatever its size.
+// Returns a packet with one value behind six bytes. The value lies at offset 8, which is aligned for every size.
 std::string packetOfOne(const std::string& value, int label0, int label1 = 0)
 {
     return packet(std::string(6, '\x55') + value, label0, label1);
@@ -25,7 +25,7 @@ template <class Value> Value taken(const std::string& ndr)
     return value;
 }
 
-// The bytes as they must be after Itc_itof and its like.
+// Returns the bytes after a conversion, for example Itc_itof.
 std::string convertedBytes(void (*convert)(void*), std::string value)
 {
     convert(value.data());
@@ -93,7 +93,7 @@ TEST(ByteOrderOf, BlocksReverseTheirLengthsOnly)
     EXPECT_EQ(std::string(area, 3), "xyz");
     EXPECT_EQ(length, 3);
 
-    void* aligned = area; // its length is at 12, its bytes at 16
+    void* aligned = area; // the length lies at offset 12, the bytes at 16
     b.get_opaque(aligned, sizeof area, length);
     EXPECT_EQ(length, 2);
     EXPECT_EQ(std::string(area, 3), "uvz");
@@ -131,7 +131,7 @@ TEST(PeersByteOrder, DoesNotTouchSingleBytesOrTexts)
     EXPECT_STREQ(text, "xyz");
 }
 
-// The peer's float code, the own one, and the conversions that follow from them.
+// The float codes of the peer and of this machine, and the conversions that they require.
 struct FormatCase {
     int peer, own;
     void (*single)(void*);
@@ -142,7 +142,7 @@ class FloatFormat : public testing::TestWithParam<std::tuple<FormatCase, int>> {
 protected:
     const FormatCase& format() const { return std::get<0>(GetParam()); }
 
-    // Takes `value` from the peer, who keeps it in its own byte order, and gives back the bytes in memory.
+    // Takes `value` from a peer, which sends the value in the peer's byte order. Returns the bytes of the taken value.
     template <class Value> std::string takenBytes(const std::string& value)
     {
         FormatCodes codes(1, format().own, 0);

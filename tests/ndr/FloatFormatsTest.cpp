@@ -1,4 +1,4 @@
-// The four conversions, on words as they lie in memory, least significant byte first.
+// The four conversions of floating-point formats. The words lie in memory with the least significant byte first.
 #include <kiv/ndr/itcNDR.h>
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ struct DoubleWords {
     uint32_t w0, w1;
 };
 
-// The eight bytes as numbers, first byte first.
+// Returns the eight bytes as numbers, in the order of their addresses.
 Bytes vaxOf(DoubleWords words)
 {
     unsigned char raw[8];
@@ -183,7 +183,7 @@ TEST(FloatFormats, WriteNothingBesideTheValue)
 {
     for (void (*const convert)(void*) : {Itc_itof, Itc_ftoi}) {
         unsigned char area[] = {0xAA, 1, 2, 3, 4, 0xBB};
-        convert(area + 1); // an odd address will do
+        convert(area + 1); // an odd address is allowed
         EXPECT_EQ(area[0], 0xAA);
         EXPECT_EQ(area[5], 0xBB);
     }

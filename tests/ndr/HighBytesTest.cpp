@@ -1,4 +1,4 @@
-// Bytes above 0x7F. Whether a plain char has a sign is the machine's choice; what a packet means is not.
+// Bytes above 0x7F. On some machines char has a sign, on others not. The meaning of a packet does not depend on this.
 #include "Characters.h"
 #include "NdrProbe.h"
 #include "StreamPair.h"
@@ -104,8 +104,8 @@ TEST(HighBytes, OfBlocksArePutAndTaken)
 
 TEST(HighBytes, OfAMessageHeaderArePutTakenAndCut)
 {
-    const std::string fitting = characters(1, 0xFF).substr(224); // the last 31
-    const std::string tooLong = characters(1, 0xFF).substr(127); // from 0x80 on
+    const std::string fitting = characters(1, 0xFF).substr(224); // the last 31 characters
+    const std::string tooLong = characters(1, 0xFF).substr(127); // the characters from 0x80 on
     OpenSend out;
     out << itcMsgHdr(1, itcMsgHdr::itcMsgType(2), fitting.c_str(), tooLong.c_str(), 3, 4, 5, -6);
 
@@ -118,7 +118,7 @@ TEST(HighBytes, OfAMessageHeaderArePutTakenAndCut)
     EXPECT_EQ(header.value4, -6);
 }
 
-// The label, by every way in which a packet may come.
+// The ways in which a packet may arrive. Each of them reads the label.
 struct Arrival {
     const char* name;
     std::tuple<int, int, int> (*codes)(const std::string& ndr);
@@ -210,7 +210,7 @@ TEST(HighByteOrders, ReachTheLabelOfAPacket)
     }
 }
 
-// Lengths whose bytes have their highest bit set.
+// Lengths whose bytes have the highest bit set, and the length just below.
 class HighBytesOfTheLength : public testing::TestWithParam<unsigned int> {
 protected:
     const std::string ndr = packet("\0\0"s + word(GetParam() - 8) + std::string(GetParam() - 9, 'x') + '\0');

@@ -1,4 +1,4 @@
-// Peers that mean harm, or have lost their way: nothing is read or written outside, and the next good frame works.
+// Frames from hostile or faulty peers. Nothing is read or written outside the buffer. The next good frame is read well.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 #include "StreamPair.h"
@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// Takes values of every kind until the buffer says that there are no more.
+// Takes values of every kind, three times over, whatever the buffer holds.
 void takeEverything(OpenReceive& b)
 {
     for (int round = 0; round < 3; ++round) {
@@ -76,7 +76,7 @@ protected:
     StreamPair pair{std::get<1>(GetParam())};
 };
 
-// More than can be read with one call is an allocation that fails, before anything is read.
+// The allocation for a huge length fails. No byte of the data is read.
 TEST_P(HostileLength, IsAnAllocationThatFails)
 {
     refuseHugeAllocations();
@@ -125,7 +125,7 @@ TEST(HostileFrame, OfNoBytesLeavesThePacketFromBefore)
 TEST(HostileFrame, OfOneByteHasNoLabelAndNoValues)
 {
     StreamPair pair;
-    OpenReceive b(packet("abc", 0x10, 1)); // a label from before must not come back to life
+    OpenReceive b(packet("abc", 0x10, 1)); // the label of this packet must not be used again
     pair.farSends(frameHeader(1) + "\x23");
     pair.near() >> b;
     EXPECT_THAT(b, HasClearStatus());
@@ -170,7 +170,7 @@ TEST(HostileFrame, WithARotatedMagicIsRefusedEachTime)
     }
 }
 
-// The whole frame, cut at every byte, and the peer gone.
+// The frame is cut at every byte. Then the peer closes.
 TEST(HostileFrame, CutAnywhereFailsAsItsPieceDoesAndTheNextGoodFrameWorks)
 {
     const std::string whole = frame(richPacket());
@@ -185,13 +185,13 @@ TEST(HostileFrame, CutAnywhereFailsAsItsPieceDoesAndTheNextGoodFrameWorks)
                              : cut == 0 || cut == 4 || cut == 8 ? Itc_Ndr_Disconnection
                                                                 : Itc_Ndr_Packet_Length_Read_Failed;
         EXPECT_THAT(b, HasStatus(expected, Error));
-        EXPECT_EQ(b.raw_length(), cut > 9 ? cut - 8 : 0); // a single byte counts as none
+        EXPECT_EQ(b.raw_length(), cut > 9 ? cut - 8 : 0); // a single byte of data counts as none
         takeEverything(b);
         expectTheNextGoodFrameWorks(b);
     }
 }
 
-// What was left of a larger packet in the storage must not be read behind the end of a smaller one.
+// The storage still holds bytes of an earlier, larger packet. They must not be read behind the end of a smaller packet.
 TEST(HostileFrame, ShorterThanTheOneBeforeShowsNothingOfIt)
 {
     StreamPair pair;
@@ -210,14 +210,14 @@ TEST(HostileFrame, ShorterThanTheOneBeforeShowsNothingOfIt)
     EXPECT_EQ(value, 0);
 }
 
-// The data lies in a block of exactly its size: the address checker sees every byte too many.
-class HostileBlock : public testing::TestWithParam<unsigned int> { // the offset of the block behind 8
+// The data ends with its block. The address checker reports every read behind the block.
+class HostileBlock : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
-    // Wraps a block whose first multiple of 8 the data begins at; it ends with the data.
+    // Wraps a block. The data begins at the first multiple of 8 in the block and ends with the block.
     void wrap(const std::string& data)
     {
         const unsigned int gap = (8 - GetParam()) % 8;
-        block.reset(new char[GetParam() + gap + data.size()]); // begins at a multiple of 8, as the heap's do
+        block.reset(new char[GetParam() + gap + data.size()]); // begins at a multiple of 8
         std::memcpy(block.get() + GetParam() + gap, data.data(), data.size());
         b.init(block.get() + GetParam(), static_cast<unsigned int>(gap + data.size()));
         ASSERT_THAT(b, HasClearStatus());
@@ -327,7 +327,7 @@ TEST(HostileFrame, WithEveryLengthWordReplacedIsReadToItsEndOnly)
         }
 }
 
-// Every allocation of the way fails once; afterwards the buffer is as good as new.
+// The allocation for a frame fails. The next good frame is read well.
 TEST(HostileMemory, ThatFailsOnceIsForgottenWithTheNextFrame)
 {
     for (const unsigned int length : {5u, 100u, 5000u}) {

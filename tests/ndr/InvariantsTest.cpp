@@ -1,4 +1,5 @@
-// The order of the buffers' pointers, after each of many operations in random order, with memory that runs out at times.
+// The order of the buffers' pointers, after each of many operations in random order, with memory that runs out at
+// times.
 #include "NdrProbe.h"
 
 #include <array>
@@ -8,7 +9,7 @@
 
 namespace {
 
-// Each test walks through one such order. The number chooses it, so a failure can be repeated.
+// Each test runs one random order of operations. The number of the test is the seed: a failure can be repeated.
 class Walk : public testing::TestWithParam<unsigned int> {
 protected:
     unsigned int below(unsigned int bound) { return std::uniform_int_distribution<unsigned int>(0, bound - 1)(random); }

@@ -27,7 +27,7 @@ OpenMsgHdr header(std::string text1, std::string text2)
     return OpenMsgHdr(1, itcMsgHdr::itcMsgType(2), text1.data(), text2.data(), 3, 4, 5, 6);
 }
 
-// A text with its length, padded to a multiple of 4 as the next value would.
+// Returns a text behind its length, and the gap in front of the next 4-byte value.
 std::string wireText(const std::string& bytes)
 {
     return word(static_cast<unsigned int>(bytes.size())) + bytes + std::string(-bytes.size() % 4, '\0');
@@ -41,7 +41,7 @@ std::string wireHeader(const std::string& text1, const std::string& text2)
 
 TEST(MsgHdr, IsEmptyAtFirst)
 {
-    // What the object's memory held before shows that the fields are really set.
+    // The memory holds other values first. The constructor must set all fields.
     alignas(OpenMsgHdr) char memory[sizeof(OpenMsgHdr)];
     std::memset(memory, 0x55, sizeof memory);
     auto* const empty = new (memory) OpenMsgHdr;

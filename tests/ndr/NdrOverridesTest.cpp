@@ -1,4 +1,4 @@
-// Deriving buffers that say something else about place and length of their content: who asks them, and who does not.
+// Deriving buffers that replace raw_data() and raw_length(): which operations ask them, and which do not.
 #include "StreamPair.h"
 #include "UbProbe.h"
 
@@ -8,13 +8,13 @@
 
 namespace {
 
-/// Says that the content is two bytes shorter.
+/// A buffer that reports its content as two bytes shorter.
 template <class Buffer> struct Shorter : Buffer {
     using Buffer::Buffer;
     unsigned int raw_length() const override { return Buffer::raw_length() - 2; }
 };
 
-/// Says that the content lies in an area of its own, behind room for a frame's head.
+/// A buffer that reports another place of its content: in `area`, behind room for a frame's head.
 template <class Buffer> struct Elsewhere : Buffer {
     using Buffer::Buffer;
     char* raw_data() override { return area + 8; }
@@ -82,7 +82,8 @@ TEST(NdrOverrides, OfThePlaceAreAskedByTheResumableSendWhichWritesTheHeadInFront
     EXPECT_EQ(std::string(b.area, 14), frame("others"));
 }
 
-// The first bytes of the data would go to the place that the override names. The receiver notices before it reads them.
+// The receiver would read the data to the place that the override names. Before the read, the receiver notices that
+// this place lies outside its storage.
 TEST(NdrOverrides, OfThePlaceMakeTheResumableReceiveFailWithAndWithoutStorage)
 {
     for (const unsigned int size : {0, 100}) {

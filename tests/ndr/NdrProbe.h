@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-/// A send buffer that shows its fields and remembers what growth was asked of it.
+/// A send buffer that shows its fields and remembers each requested growth.
 class OpenSend : public itcNDRSend {
 public:
     using itcNDRSend::frameStart;
@@ -42,7 +42,7 @@ public:
     std::string values() { return data().substr(2); }
     /// Makes the buffer end `count` bytes behind the last value.
     void leaveFree(unsigned int count) { lastUsable = writePos + count - 1; }
-    /// Everything that says where the buffer is and what is in it.
+    /// All fields that tell the place and the content of the buffer.
     auto fields() const { return std::make_tuple(transactionOffset, frameStart, writePos, lastUsable, storage); }
 };
 
@@ -76,7 +76,7 @@ public:
     auto pointers() const { return std::make_tuple(dataStart, readPos, dataLast, bufferLast, storage); }
 };
 
-/// What holds between any two calls on a send buffer.
+/// Expects the order and the alignment of the pointers that hold between any two calls on a send buffer.
 inline void expectSound(const OpenSend& b)
 {
     if (b.frameStart == nullptr) {
@@ -89,7 +89,7 @@ inline void expectSound(const OpenSend& b)
     EXPECT_EQ(data % 8, b.storage != nullptr ? 0u : 4u);
 }
 
-/// What holds between any two calls on a receive buffer.
+/// Expects the order and the alignment of the pointers that hold between any two calls on a receive buffer.
 inline void expectSound(const OpenReceive& b)
 {
     if (b.dataStart == nullptr) {
@@ -106,7 +106,7 @@ inline void expectSound(const OpenReceive& b)
 
 inline const auto noReceivePointers =
     std::make_tuple<char*, char*, char*, char*, char*>(nullptr, nullptr, nullptr, nullptr, nullptr);
-inline const auto noCodes = std::make_tuple(2, 2, 4); ///< What a receive buffer knows of its peer without a packet.
+inline const auto noCodes = std::make_tuple(2, 2, 4); ///< The peer's codes in a receive buffer without a packet.
 
 inline std::string bytes(std::initializer_list<int> values)
 {
@@ -141,7 +141,7 @@ inline std::string frameHeader(unsigned int length) { return bytes({0x51, 0x56, 
 
 inline std::string frame(const std::string& ndr) { return frameHeader(static_cast<unsigned int>(ndr.size())) + ndr; }
 
-/// Puts the process's format codes back in the end.
+/// Sets the process's format codes. The destructor restores the earlier codes.
 class FormatCodes {
 public:
     FormatCodes() = default;
@@ -202,7 +202,7 @@ inline itcBinData binary(const std::string& text)
     return data;
 }
 
-/// Memory asked for in such a piece is refused: tests of huge lengths need not allocate them.
+/// Refuses allocations of more than 64 MiB. Tests of huge lengths then need no huge memory.
 inline void refuseHugeAllocations()
 {
     OsFaults::malloc().instead = [](size_t size) -> void* {
@@ -214,8 +214,8 @@ inline void refuseHugeAllocations()
     };
 }
 
-/// An allocator whose blocks begin a chosen number of bytes behind a multiple of 8, in memory full of 0xEE. The buffer
-/// must forget its storage before it would free it.
+/// Replaces the allocator. The block begins `offset` bytes behind a multiple of 8, in memory full of 0xEE. The block
+/// cannot be freed: a test must set the buffer's storage to null before the buffer's destructor.
 class CrookedMemory {
 public:
     explicit CrookedMemory(unsigned int offset) : start(aligned() + offset)
@@ -246,7 +246,7 @@ inline bool isZero(const char* from, const char* to)
     return std::all_of(from, to, [](char c) { return c == 0; });
 }
 
-/// A status of severity Error, and one that no operation sets.
+/// Gives an object a status of severity Error that no operation sets.
 inline void leaveError(itcStatus& status)
 {
     status.code = Itc_Tp_New_Path_Error;

@@ -1,4 +1,4 @@
-// Raw bytes, blocks with a length in front, and moving about in the packet.
+// Taking raw bytes and blocks with a length in front, and moving the read position.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -11,7 +11,7 @@ bool arraysAreRefused = false;
 
 } // namespace
 
-// The blocks of the library are made by this form of array new.
+// The library allocates blocks with this form of array new. A test can let the allocation fail.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
     return arraysAreRefused ? nullptr : ::operator new[](size);
@@ -21,7 +21,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// While it exists, array new finds no memory.
+// While NoArrays exists, array new finds no memory.
 struct NoArrays {
     NoArrays() { arraysAreRefused = true; }
     ~NoArrays() { arraysAreRefused = false; }
@@ -107,7 +107,7 @@ TEST_F(NdrReceiveRaw, WithoutATargetTheBytesLeftAreReported)
         EXPECT_THAT(b, HasClearStatus());
         b.readPos += 1;
     }
-    b.extract(nullptr, length); // one byte behind the data by now
+    b.extract(nullptr, length); // the read position is one byte behind the data
     EXPECT_EQ(length, 0u);
 }
 
@@ -136,7 +136,7 @@ TEST_F(NdrReceiveRaw, WithoutATargetTheBytesBehindATransactionAreReportedToTheEn
     }
 }
 
-// extract() and get_opaque() of a block: the same packet serves both, its block begins at a multiple of 8.
+// extract() and get_opaque() of a block. One packet serves both, since its block begins at a multiple of 8.
 struct BlockKind {
     const char* name;
     bool aligned;
@@ -188,7 +188,7 @@ TEST_P(NdrReceiveBlock, ThatJustFitsKeepsTheArea)
 TEST_P(NdrReceiveBlock, ThatDoesNotFitReplacesTheArray)
 {
     OpenReceive b(block(3, "xyz"));
-    dst = new char[2]; // released by the take: the leak checker looks
+    dst = new char[2]; // the take frees the array; the leak checker reports a failure
     take(b, 2);
     const std::unique_ptr<char[]> owner(dst);
     EXPECT_EQ(std::string(dst, 3), "xyz");
@@ -249,17 +249,17 @@ TEST_P(NdrReceiveBlock, BeyondTheDataIsNotCopiedInPart)
     EXPECT_EQ(b.position(), 8);
 }
 
-// The caller knows the size of its array by one rule only: the larger of `cap` and `len`.
+// The caller knows the size of its array by one rule: the size is the larger of `cap` and `len`.
 TEST_P(NdrReceiveBlock, BeyondTheDataReplacesAnArrayThatIsTooSmallForTheAnnouncedLength)
 {
     OpenReceive b(block(100, "0123456789"));
-    dst = new char[4]; // released by the take: the leak checker looks
+    dst = new char[4]; // the take frees the array; the leak checker reports a failure
     take(b, 4);
     const std::unique_ptr<char[]> owner(dst);
     EXPECT_THAT(b, HasStatus(Itc_Ndr_End_Of_Data, Warning));
     EXPECT_EQ(length, 100);
     EXPECT_EQ(b.position(), 8);
-    std::memset(dst, 'x', 100); // the address checker looks
+    std::memset(dst, 'x', 100); // the address checker reports an array that is too small
 }
 
 TEST_P(NdrReceiveBlock, WithoutMemoryForTheArrayKeepsTheCallersAndItsLengthIsZero)

@@ -1,4 +1,4 @@
-// Where the receive buffer's storage lies, what it knows of its peer, and when it is given back.
+// The receive buffer: where its storage lies, what the buffer knows of its peer, when the storage is freed.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -107,9 +107,9 @@ TEST(NdrReceiveFromBytes, SaysThatThereIsNoMemory)
     EXPECT_EQ(b.pointers(), noReceivePointers);
 }
 
-class NdrReceiveCrooked : public testing::TestWithParam<unsigned int> { // the offset of the allocation behind 8
+class NdrReceiveCrooked : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
-    ~NdrReceiveCrooked() override { b.storage = nullptr; } // it is not the heap's
+    ~NdrReceiveCrooked() override { b.storage = nullptr; } // this memory cannot be freed
     void expectDataAtFirstMultipleOfEight(char* last)
     {
         char* const start = roundedUp(memory.block());
@@ -156,7 +156,7 @@ TEST(NdrReceiveCreate, ForgetsThePeerAndDoesNotReleaseWhatTheBufferHadBefore)
     EXPECT_NE(b.storage, before);
     EXPECT_EQ(b.codes(), noCodes);
     EXPECT_EQ(b.raw_length(), 0u);
-    EXPECT_EQ(std::string(before + 2, 3), "abc"); // still there
+    EXPECT_EQ(std::string(before + 2, 3), "abc"); // not freed
     OS_free(before);
 }
 
@@ -208,7 +208,7 @@ TEST(NdrReceiveExtend, ByNoPagesHasRoomForEightBytes)
     EXPECT_EQ(b.free_buffer_size(), 8u);
 }
 
-class NdrReceiveInit : public testing::TestWithParam<unsigned int> { // the offset of the buffer behind 8
+class NdrReceiveInit : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
     char* buffer() { return roundedUp(area) + GetParam(); }
     char area[200];
@@ -223,7 +223,7 @@ TEST_P(NdrReceiveInit, WrapsTheDataAtTheFirstMultipleOfEight)
     leaveMark(b);
     b.init(buffer(), 100);
     EXPECT_THAT(b, HasClearStatus());
-    // The end of the data is not reduced by the bytes that are skipped.
+    // The data ends 100 bytes behind its start. The bytes that are skipped in front are not subtracted.
     EXPECT_EQ(b.pointers(), std::make_tuple(start, start + 2, start + 99, buffer() + 99, static_cast<char*>(nullptr)));
     EXPECT_EQ(b.codes(), std::make_tuple(2, 3, 7));
     EXPECT_EQ(b.raw_length(), 100u);

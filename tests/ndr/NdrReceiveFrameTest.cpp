@@ -125,7 +125,7 @@ TEST_F(NdrReceiveFrame, OutgrowsACallersBuffer)
     EXPECT_NE(wrapped.storage, nullptr);
 }
 
-// Failures of the three reads, each by the count it returns.
+// Failures of the three reads, by the counts that the reads return.
 
 TEST_F(NdrReceiveFrame, FailsWhenTheConnectionDoes)
 {
@@ -254,7 +254,7 @@ TEST_F(NdrReceiveFrame, WithoutMemoryKeepsTheStatusOfTheGrowth)
     EXPECT_EQ(b.pointers(), noReceivePointers);
 }
 
-// A connection of the host's own, whose reads return what the test says.
+// A host's own class of connections. The test sets what its reads return.
 class NdrReceiveFromHost : public testing::Test {
 protected:
     struct Scripted : itcConnection {

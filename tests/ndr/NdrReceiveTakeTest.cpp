@@ -1,4 +1,4 @@
-// Taking single values: gaps, room, and what a value that is not there becomes.
+// Taking single values: gaps, missing bytes, and the result when the value is missing.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -18,7 +18,7 @@ protected:
     static constexpr auto size = static_cast<std::ptrdiff_t>(sizeof(Value));
     const std::string counting = countingBytes(sizeof(Value));
 
-    // Takes a value of which nothing is there, and expects the read position behind the gap.
+    // Takes a value that the packet does not hold completely. Expects the read position behind the gap.
     static void expectEndOfData(OpenReceive& b)
     {
         const std::ptrdiff_t position = firstMultiple(b.position(), size);
@@ -78,7 +78,7 @@ TYPED_TEST(NdrReceiveTake, FailsWithOneByteLessAndStaysBehindTheGap)
 {
     const std::ptrdiff_t start = firstMultiple(2, this->size);
     for (std::ptrdiff_t there = 0; there < this->size; ++there) {
-        OpenReceive b(packet(std::string(20, '\1'))); // more storage than data: the data ends before
+        OpenReceive b(packet(std::string(20, '\1'))); // the data ends before the storage
         b.dataLast = b.dataStart + start + there - 1;
         this->expectEndOfData(b);
     }

@@ -1,4 +1,4 @@
-// Texts, binary data and records: items that only their own bytes bound.
+// Taking texts, binary data and records: items for which the caller states no size.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 

@@ -1,4 +1,4 @@
-// Transactions on the reading side: what has been read of one is checked, what is left of it is skipped.
+// Transactions on the reading side. The end of a transaction checks what has been read and skips the rest.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -149,7 +149,7 @@ TEST_F(NdrReceiveTransaction, AtTheVeryEndOfTheDataCannotBegin)
     EXPECT_EQ(c, '\0');
 }
 
-// The count comes off the wire: wherever it points, reading goes on inside the data or not at all.
+// The count of a transaction comes from the peer and may point behind the data. No byte outside the data is read.
 class NdrReceiveTransactionBeyond : public testing::TestWithParam<unsigned int> {};
 
 TEST_P(NdrReceiveTransactionBeyond, ThatIsSkippedStaysInsideTheData)

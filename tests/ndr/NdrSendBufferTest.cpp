@@ -1,4 +1,4 @@
-// Where the send buffer's storage lies, how it grows, and when it is given back.
+// The send buffer: where its storage lies, how the buffer grows, when the storage is freed.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -83,9 +83,9 @@ TEST(NdrSendBuffer, LengthsAreZeroWhileAPointerIsMissing)
     b.lastUsable = lastUsable;
 }
 
-class NdrSendCreate : public testing::TestWithParam<unsigned int> { // the offset of the allocation behind 8
+class NdrSendCreate : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
-    ~NdrSendCreate() override { b.storage = nullptr; } // it is not the heap's
+    ~NdrSendCreate() override { b.storage = nullptr; } // this memory cannot be freed
     void expectDataAtFirstMultipleOfEight(char* last)
     {
         char* const header = memory.block() + 12;
@@ -141,7 +141,7 @@ TEST(NdrSendCreateSize, DoesNotReleaseWhatTheBufferHadBefore)
     b.create_buffer(128);
     EXPECT_NE(b.storage, before);
     EXPECT_EQ(b.raw_length(), 2u);
-    EXPECT_STREQ(data + 8, "abc"); // still there
+    EXPECT_STREQ(data + 8, "abc"); // not freed
     OS_free(before);
 }
 
@@ -157,13 +157,14 @@ TEST(NdrSendCreateSize, LeavesTheFieldsWithoutMemory)
 }
 
 struct GrowthCase {
-    unsigned int content, pages; // bytes behind the label, and what is asked for
+    unsigned int content, pages; // bytes behind the label; the requested growth
     size_t allocated;
 };
 
 class NdrSendExtend : public testing::TestWithParam<GrowthCase> {};
 
-// The header area of 12, the label of 2 and the content stay; at least the pages or half of it all is added, and 8.
+// The old size is the header area (12), the label (2) and the content. The growth is the larger of the requested pages
+// and half of the old size. The new size is the sum of both and 8.
 TEST_P(NdrSendExtend, AddsThePagesOrHalfTheContent)
 {
     const std::string content(GetParam().content, 'c');
@@ -251,7 +252,7 @@ TEST(NdrSendExtend, MovesFromTheCallersBufferIntoItsOwn)
     }
 }
 
-// A deriving class may count its content in its own way, a trailer of its own left out for example.
+// A deriving class may define the length of its content, for example without a trailer.
 struct OwnLength : OpenSend {
     using OpenSend::OpenSend;
     unsigned int raw_length() const override { return said; }
@@ -312,7 +313,7 @@ TEST(NdrSendExtend, ByNoPagesLeavesABufferThatCanBeUsed)
     EXPECT_EQ(b.values(), "\0\0"s + word(1) + word(4) + "abc\0"s);
 
     OpenSend full(32);
-    full.extend_buffer(0); // half of 14 is added
+    full.extend_buffer(0); // grows by half of 14 bytes
     full << 1;
     EXPECT_EQ(full.values(), "\0\0"s + word(1));
 }

@@ -190,7 +190,7 @@ TEST_P(NdrFrameOverStream, ArrivesAsItWasSent)
 {
     itcConnection near(ends[0], itcConnection::ItcBlocking);
     itcConnection far(ends[1], itcConnection::ItcStrictBlocking);
-    itcConnection::incConnCount(); // handed in, so not counted
+    itcConnection::incConnCount(); // the constructors do not count, but closing lowers the count
     itcConnection::incConnCount();
 
     itcNDRSend out;

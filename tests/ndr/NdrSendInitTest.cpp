@@ -7,7 +7,7 @@ namespace {
 using namespace std::string_literals;
 using testing::ElementsAre;
 
-class NdrSendInit : public testing::TestWithParam<unsigned int> { // the offset of the buffer behind 8
+class NdrSendInit : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
     char* buffer() { return roundedUp(area) + GetParam(); }
     char area[200];
@@ -120,7 +120,7 @@ TEST(NdrSendCallersBuffer, ReplacesOwnStorageAndForgetsTheTransaction)
     b.start_transaction();
     leaveMark(b);
     b.init(area, sizeof area);
-    EXPECT_EQ(b.storage, nullptr); // what it was is gone: the leak checker looks
+    EXPECT_EQ(b.storage, nullptr); // the leak checker reports storage that is not freed
     EXPECT_EQ(b.transactionOffset, 0u);
     EXPECT_THAT(b, HasClearStatus());
 }

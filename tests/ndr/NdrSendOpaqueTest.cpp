@@ -1,4 +1,4 @@
-// Raw blocks in their four layouts: what is refused, and when the buffer grows.
+// Putting raw blocks in their four layouts: what is refused, and when the buffer grows.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -28,9 +28,9 @@ protected:
         const std::string count = GetParam().withLength ? "\0\0"s + word(length) : "";
         return count + (GetParam().align8 ? std::string(6 - count.size(), '\0') : "");
     }
-    // Room that is asked for when a block of this length follows the label.
+    // The room that a put needs when a block of this length follows the label.
     unsigned int need(unsigned int length) const { return length + (GetParam().align8 ? 8 : 0) + 8; }
-    unsigned int lengthWord() const { return GetParam().withLength ? 6 : 0; } // behind its gap
+    unsigned int lengthWord() const { return GetParam().withLength ? 6 : 0; } // with the gap in front
 };
 
 TEST_P(NdrSendOpaque, OfNoBytesDoesNothing)

@@ -1,6 +1,6 @@
-// Long items whose size lies about a multiple of a page: what they need besides their bytes (label, length word, gap)
-// no longer fits into the pages counted from the bytes alone. And items that lie in the very buffer that they make
-// grow.
+// Long items with a size near a multiple of a page. The requested pages are counted from the bytes of the item alone.
+// The label, the length word and the gap may not fit into these pages. Other tests put items whose source lies in the
+// buffer that grows.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// One way to put `size` bytes, and to find them again.
+// One way to put `size` bytes, and the way to take them again.
 struct Item {
     const char* name;
     void (*put)(itcNDRSend& b, const std::string& bytes);
@@ -89,7 +89,7 @@ std::vector<size_t> sizesAboutPages()
 
 class NdrSendPageEdge : public testing::TestWithParam<Item> {
 protected:
-    // Puts the item and the values around it, and takes all of them out of the packet again.
+    // Puts the item and a value behind it. Takes everything out of the packet again.
     void putAndTakeBack(OpenSend& b, size_t size)
     {
         SCOPED_TRACE(size);
@@ -139,7 +139,7 @@ TEST_P(NdrSendPageEdge, FitsBehindAByte)
     }
 }
 
-// The buffer's end lies as close as it may: one byte before the item would have made it grow, and from there on.
+// The free room varies byte by byte, from more than the item needs to less than the bytes of the item.
 TEST_P(NdrSendPageEdge, FitsWhereverTheBufferEnds)
 {
     for (const size_t size : {size_t{100}, size_t{4080}, size_t{4096}})
@@ -167,9 +167,7 @@ TEST_P(NdrSendPageEdge, FitsInTheCallersBufferAndOutgrowsIt)
 
 INSTANTIATE_TEST_SUITE_P(Items, NdrSendPageEdge, testing::ValuesIn(items));
 
-// The source lies in the buffer: growing moves it.
-
-// A deriving class that does not grow when it is first asked is asked for the bytes and 16 more.
+// A deriving class may refuse the first growth. The second request then counts the bytes of the item and 16 more.
 TEST(NdrSendSecondGrowth, LeavesRoomForSixteenBytesBesidesTheBlock)
 {
     struct Reluctant : OpenSend {
@@ -190,6 +188,7 @@ TEST(NdrSendSecondGrowth, LeavesRoomForSixteenBytesBesidesTheBlock)
     EXPECT_EQ(twoPages.values(), block);
 }
 
+// The source of the item lies in the buffer. Growing moves the buffer.
 TEST(NdrSendOwnBytes, ATextIsCopiedWhileTheBufferGrows)
 {
     OpenSend b(128);
@@ -214,7 +213,7 @@ TEST(NdrSendOwnBytes, BinaryDataIsCopiedWhileTheBufferGrows)
     EXPECT_EQ(b.values().substr(47), "\0\0\0"s + word(40) + recognisable(40));
 }
 
-// With little room left the length word already makes the buffer grow, with more of it only the bytes do.
+// With little room left the length word makes the buffer grow. With more room only the bytes make the buffer grow.
 TEST(NdrSendOwnBytes, ABlockIsCopiedWhileTheBufferGrows)
 {
     for (const bool align8 : {false, true})
@@ -239,8 +238,8 @@ TEST(NdrSendOwnBytes, AnInsertedBlockIsCopiedWhileTheBufferGrows)
     EXPECT_EQ(b.values().substr(47), "\0\0\0"s + word(40) + recognisable(40));
 }
 
-// A caller's buffer whose owner uses it for something else as soon as the packet has outgrown it.
-class NdrSendOwnBytesOfCaller : public testing::TestWithParam<unsigned int> { // the offset of the buffer behind 8
+// A caller's buffer. Its owner overwrites the buffer as soon as the packet has moved to storage of its own.
+class NdrSendOwnBytesOfCaller : public testing::TestWithParam<unsigned int> { // the offset from a multiple of 8
 protected:
     struct Reused : OpenSend {
         void extend_buffer(unsigned int pages) override

@@ -1,4 +1,4 @@
-// Putting values: when the buffer grows, what a buffer in Error still takes, and what is never written outside.
+// Putting values: when the buffer grows, what a buffer in Error still takes, and which room a put needs.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -56,7 +56,7 @@ TYPED_TEST(NdrSendPut, MakesTheFirstStorageAndItsLabel)
 
 TYPED_TEST(NdrSendPut, LeavesTheStatusAlone)
 {
-    leaveMark(this->b); // a FatalError, which is not Error: nothing is refused
+    leaveMark(this->b); // FatalError is not Error: no put is refused
     this->b << this->value;
     EXPECT_THAT(this->b, StillHasMark());
     EXPECT_EQ(this->b.values(), this->aligned());
@@ -75,7 +75,7 @@ TYPED_TEST(NdrSendPut, IsTakenAfterAnErrorIfTheBufferHadToGrow)
     leaveError(this->b);
     this->b.leaveFree(roomAsked<TypeParam> - 1);
     this->b << this->value;
-    EXPECT_THAT(this->b, HasClearStatus()); // growing clears it
+    EXPECT_THAT(this->b, HasClearStatus()); // growing clears the status
     EXPECT_EQ(this->b.values(), this->aligned());
 }
 
@@ -201,7 +201,7 @@ TEST_P(NdrSendPutCounted, WritesNothingWhenTheBufferCannotGrow)
     EXPECT_EQ(b.values(), "x");
 }
 
-// The first page has no room for label, gap and length word beside so many bytes.
+// The first page has no room for the label, the gap, the length word and 4095 bytes.
 TEST_P(NdrSendPutCounted, AsksForMoreWhenTheStatedPagesFallShort)
 {
     OpenSend b;
@@ -264,7 +264,7 @@ TEST(NdrSendPutRecord, CallsItWithThisBuffer)
     EXPECT_THAT(b.pagesAsked, IsEmpty());
 }
 
-// A deriving class may grow by just what the value and its gap need.
+// A deriving class may grow by exactly the bytes that the value and its gap need.
 template <class Value> class NdrSendPutWithLittleRoom : public testing::Test {};
 TYPED_TEST_SUITE(NdrSendPutWithLittleRoom, AlignedTypes);
 
@@ -295,7 +295,7 @@ TYPED_TEST(NdrSendPutWithLittleRoom, NeedsTheGapAndTheValueAfterAGrowth)
     }
 }
 
-// A deriving class may decline to grow. Nothing is put then, and that is told.
+// A deriving class may refuse to grow. Nothing is put, and the status tells a failed allocation.
 template <class Value> class NdrSendPutWithoutRoom : public testing::Test {};
 TYPED_TEST_SUITE(NdrSendPutWithoutRoom, ValueTypes);
 

@@ -1,4 +1,5 @@
-// Parts of a packet that the reader can skip, and that vanish when something in them fails.
+// Transactions on the sending side. A transaction is a part of a packet that the reader can skip. If a put in the part
+// fails, the sender removes the part.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 
@@ -39,7 +40,7 @@ TEST(NdrSendTransaction, CountsItsGaps)
 {
     OpenSend b;
     b.start_transaction();
-    b << 'c' << 1.0; // 8, gap, 16 to 23
+    b << 'c' << 1.0; // the char at 8, a gap, the double at 16 to 23
     b.end_transaction();
     EXPECT_EQ(b.values().substr(2, 4), word(16));
 }
@@ -121,7 +122,8 @@ TEST(NdrSendTransaction, MayGrowTheBuffer)
     EXPECT_EQ(b.values(), "\0\0"s + word(10000) + std::string(10000, 'x'));
 }
 
-// A count put there as a value would ask for more room than is left, and growing would cut the packet off at the count.
+// The count is written at the begin of the transaction. It must not be put as a value: a put asks for more room than is
+// left, and growing would cut the packet off at the count.
 TEST(NdrSendTransaction, ThatEndsInTheLastBytesOfTheBufferKeepsItsContent)
 {
     for (unsigned int content = 0; content <= 8; ++content) {
@@ -171,7 +173,8 @@ TEST(NdrSendTransaction, CannotEndAfterAReset)
     EXPECT_EQ(b.values(), "");
 }
 
-// Such a buffer refuses the placeholder: ending the transaction must not take the value before it instead.
+// A buffer in Error refuses the placeholder of the count. The end of the transaction must not remove the value in
+// front.
 TEST(NdrSendTransaction, InABufferInErrorTakesNothingAway)
 {
     OpenSend b(64);

@@ -1,4 +1,5 @@
-// The virtual operations: their order, which deriving hosts are compiled against, and that growth goes through them.
+// The virtual operations of the buffers. Deriving hosts are compiled against the order of these operations. Every
+// growth is a virtual call.
 #include "NdrProbe.h"
 #include "StatusMatchers.h"
 #include "StreamPair.h"
@@ -89,7 +90,7 @@ TEST(NdrSlots, BinaryDataBeginsWithLengthAndPointer)
 static_assert(Idle == 0 && ReadingMagic == 1 && ReadingLength == 2 && Transferring == 3 && Complete == 4 &&
               Failed == 5 && Disconnected == 6);
 
-// Whatever makes a send buffer grow, a deriving class that refuses to grow sees all of it.
+// Everything that makes a send buffer grow. The deriving class of the test refuses to grow.
 struct GrowthThroughSlot {
     const char* name;
     void (*put)(itcNDRSend& b);

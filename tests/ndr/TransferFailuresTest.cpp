@@ -1,4 +1,4 @@
-// Transfers of packets in which one system call after the other fails.
+// Transfers of packets that are repeated. In each repetition another system call fails.
 #include "SingleFailures.h"
 #include "StreamPair.h"
 #include "UbProbe.h"
@@ -19,7 +19,7 @@ std::string frameOfValue()
     return frame({out.raw_data(), out.raw_length()});
 }
 
-/// Whether the bytes of the whole frame have arrived at the other end.
+/// Expects that the bytes of the whole frame have arrived at the other end.
 void expectFrameAt(const StreamPair& pair) { EXPECT_EQ(pair.farReceives(frameOfValue().size()), frameOfValue()); }
 
 template <class Buffer> void expectValueIn(Buffer& buffer)
@@ -95,7 +95,7 @@ TEST(TransferFailures, OfTheResumableSendAreToldAndThePacketCanBeSentLater)
             });
             failure.expectIn(packet);
             EXPECT_EQ(packet.txState, failure.isSurvived() ? Complete : Failed);
-            const std::size_t headAlone = 8; // a packet without storage
+            const std::size_t headAlone = 8; // the frame of a packet without storage
             EXPECT_EQ(left, failure.isSurvived() ? 0 : failure.hasHit("send") ? frameOfValue().size() : headAlone);
             if (!failure.isSurvived()) {
                 packet.reset();

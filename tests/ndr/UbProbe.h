@@ -1,5 +1,5 @@
 /// \file
-/// What the tests of the resumable buffers share: buffers that show their fields, and a connection on a script.
+/// What the tests of the resumable buffers share: buffers that show their fields, and a connection with a script.
 #pragma once
 
 #include "NdrProbe.h"
@@ -55,7 +55,7 @@ public:
     using itcNdrUbReceive::tag;
 };
 
-/// A connection whose answers are written down in advance. Once the script is at its end it would block.
+/// A connection whose answers a script holds. Calls behind the end of the script would block.
 class ScriptedConnection : public itcConnection {
 public:
     static constexpr int brokenError = 104;

@@ -1,3 +1,4 @@
+// Taking values from the resumable receive buffer, which is allowed in Complete only; and receiving from streams.
 #include "UbProbe.h"
 
 #include <sstream>
@@ -114,7 +115,7 @@ public:
     itcNDRSend& to_external(itcNDRSend& b) const override { return b << first << second; }
 };
 
-// The takes of more than one value: what is put, and whether it is there after the take.
+// Takes of long items. `put` puts the item, `takeAndCheck` takes the item and compares.
 struct LongTake {
     const char* name;
     void (*put)(itcNDRSend&);
@@ -323,7 +324,7 @@ TEST_F(UbReceiveStream, ClearsTheStatusUnlessTheTransferHasEndedBadly)
     std::istringstream stream;
     for (int state = Idle; state <= Disconnected; ++state) {
         if (state != Complete && state != Failed && state != Disconnected)
-            continue; // in the others it would read
+            continue; // in the other states the call would read
         packet.rxState = state;
         leaveMark(packet);
         stream >> packet;

@@ -1,3 +1,4 @@
+// The resumable receive: pieces, states, failures and resets.
 #include "UbProbe.h"
 
 #include <utility>
@@ -99,7 +100,7 @@ TEST_F(UbReceive, ArrivesByteByByteWithAWouldBlockBeforeEach)
     EXPECT_EQ(takenText(), "nineteen characters");
 }
 
-// Cut at every byte: what comes first, then what comes next.
+// The frame arrives in two pieces. The tests cut the frame at every byte.
 class UbReceiveCut : public UbReceive, public testing::WithParamInterface<size_t> {};
 INSTANTIATE_TEST_SUITE_P(AtEveryByte, UbReceiveCut, testing::Range<size_t>(1, 36));
 
@@ -233,7 +234,7 @@ TEST_F(UbReceive, AFailedInitReadEndsTheCall)
     EXPECT_THAT(packet, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error, 5));
 }
 
-// InitRead() comes before the state is looked at.
+// The receiver calls InitRead() before it looks at its state.
 class UbReceiveInitRead : public UbReceive, public testing::WithParamInterface<int> {
 protected:
     UbReceiveInitRead()
@@ -385,7 +386,7 @@ TEST_F(UbReceive, StorageThatWasReplacedUnderWayIsAFailedRead)
 {
     connection.gives(frame(ndr).substr(0, 20));
     receiveFrom(connection);
-    char* const earlier = std::exchange(packet.storage, nullptr); // kept: so the next storage lies at another place
+    char* const earlier = std::exchange(packet.storage, nullptr); // freed later: the next storage lies elsewhere
     packet.itcNDRReceive::extend_buffer(1);
     OS_free(earlier);
     connection.gives(frame(ndr).substr(20));
@@ -413,7 +414,7 @@ TEST_F(UbReceive, TheEndOfATransactionIsNotForgottenByTheNextFrame)
     EXPECT_EQ(packet.transactionEnd, 12U);
 }
 
-// The two resets, by state.
+// The two resets, in each state.
 
 constexpr char sixBytes[] = {0x10, 0, 1, 0, 2, 0};
 

@@ -1,3 +1,4 @@
+// The resumable send: pieces, states, failures and resets, and which puts are allowed in which state.
 #include "UbProbe.h"
 
 #include <climits>
@@ -5,14 +6,14 @@
 
 namespace {
 
-// A packet of 92 bytes, so a frame of 100.
+// The packet has 92 bytes, its frame 100 bytes.
 class UbSend : public testing::Test {
 protected:
     UbSend() { packet.itcNDRSend::insert(std::string(90, 'x').data(), 90, false); }
 
     std::string frameOfPacket() { return frame(packet.data()); }
 
-    // Brings the sender into a state by the ways that lead there.
+    // Brings the sender into a state. Uses only calls that lead to this state.
     void bringTo(int state)
     {
         ScriptedConnection c;
@@ -324,7 +325,7 @@ TEST_F(UbSend, AStreamThatThrowsIsAFailedWrite)
     EXPECT_EQ(packet.txState, Failed);
 }
 
-// Guarded puts, the same for every type of value.
+// Puts of single values, for every type.
 
 template <class Value> class UbSendPut : public testing::Test {};
 TYPED_TEST_SUITE(UbSendPut, ValueTypes);
@@ -361,7 +362,7 @@ public:
     itcNDRSend& to_external(itcNDRSend& b) const override { return b << first << second; }
 };
 
-// The puts of more than one value, each by its name.
+// Puts of long items, each with a name.
 struct LongPut {
     const char* name;
     void (*put)(itcNdrUbSend&);

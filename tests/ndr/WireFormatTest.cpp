@@ -62,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(
     AllNibbles, WireFormatLabel,
     testing::Values(LabelCase{1, 0, 0, 0x10, 0x00}, LabelCase{0, 0, 0, 0x00, 0x00}, LabelCase{2, 1, 3, 0x23, 0x01},
                     LabelCase{15, 255, 15, 0xFF, 0xFF}, LabelCase{0x1F, 0, 0, 0xF0, 0x00}, // truncated to 8 bits
-                    LabelCase{1, 0x102, 0x105, 0x15, 0x02}, // character code reaches the order's bit
+                    LabelCase{1, 0x102, 0x105, 0x15, 0x02}, // the character code overlaps the byte order
                     LabelCase{1, 0, 0x20, 0x30, 0x00}));
 
 template <class Value> class WireFormatValue : public testing::Test {};
@@ -72,7 +72,7 @@ TYPED_TEST(WireFormatValue, IsItsBytesInMemoryAtAMultipleOfItsSizeBehindZeros)
 {
     for (unsigned int before = 0; before < 8; ++before) {
         OpenSend b(64);
-        std::memset(b.writePos, 0xEE, 40); // what the memory held before must not travel
+        std::memset(b.writePos, 0xEE, 40); // the old bytes of the memory must not be sent
         b.insert("pppppppp", static_cast<int>(before), false);
         b << countingValue<TypeParam>();
 
