@@ -1,4 +1,4 @@
-// A resolver of the host's own may keep the addresses of its answer anywhere.
+// Answers of a host's own resolver. Their addresses may lie anywhere in memory, also unaligned.
 #include "ExpectEndpoint.h"
 #include "HookRecorder.h"
 #include "OsFaults.h"
@@ -15,10 +15,10 @@
 
 namespace {
 
-/// An answer whose address leaves the parameter when divided by 16.
+/// An answer whose address lies behind a multiple of 16. The parameter is the distance in bytes.
 class AnswerAlignment : public testing::TestWithParam<size_t> {
 protected:
-    // One block of the C library's heap, as its own freeaddrinfo() gives it back.
+    // The answer is one block of the heap. The C library's freeaddrinfo() can free this block.
     template <class Address> static void resolverAnswers(const Address& address, socklen_t length)
     {
         OsFaults::getaddrinfo().instead = [=](const char*, const char*, const addrinfo*, addrinfo** result) {
@@ -35,7 +35,7 @@ protected:
         };
     }
 
-    const HookRecorder hooks; // the traces look at the address too
+    const HookRecorder hooks; // the traces read the address, too
 };
 INSTANTIATE_TEST_SUITE_P(Offsets, AnswerAlignment, testing::Range<size_t>(0, 16));
 

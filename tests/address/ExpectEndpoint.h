@@ -1,12 +1,12 @@
 /// \file
-/// What a good lookup leaves.
+/// Expects the address and the status that a successful lookup leaves.
 #pragma once
 
 #include "StatusMatchers.h"
 
 #include <kiv/address/itcInetAddress.h>
 
-constexpr int tcp = 6; // as an address is told: the numbers of the protocols
+constexpr int tcp = 6; // the numbers of the protocols
 constexpr int udp = 17;
 
 inline void expectEndpoint(const itcInetAddress& address, const char* ip, int port)

@@ -4,7 +4,7 @@
 
 #include <kiv/address/itcInetAddress.h>
 
-/// Sets the preference and puts back what was there; 0 makes the next lookup probe the machine.
+/// Sets the preference. The destructor restores the earlier one. 0 makes the next lookup probe the machine.
 class FamilyPreference {
 public:
     explicit FamilyPreference(int family) : previous(current()) { current() = family; }

@@ -1,4 +1,4 @@
-// Names, paths and octets above 0x7F: bytes that pass as they are, and numbers without a sign.
+// Names, paths and octets with bytes above 0x7F. Names and paths pass unchanged. Octets are numbers without a sign.
 #include "Characters.h"
 #include "ExpectEndpoint.h"
 #include "HookRecorder.h"
@@ -19,7 +19,7 @@ using testing::HasSubstr;
 using testing::SizeIs;
 using namespace std::string_literals;
 
-/// So many bytes above 0x7F: 0x80 to 0xFF, again and again.
+/// Returns `count` bytes: 0x80 to 0xFF, repeated.
 std::string highBytes(size_t count)
 {
     std::string text;
@@ -30,7 +30,7 @@ std::string highBytes(size_t count)
 
 class HighByteHost : public testing::TestWithParam<std::string> {};
 
-// The numeric address, and its flags: any, loopback, broadcast.
+// A numeric address, and whether it is a loopback address or the broadcast address.
 struct HighAddress {
     const char* text;
     int isLoopback;
@@ -120,7 +120,7 @@ TEST(HighBytePath, CountsAsOneCharacterPerByte)
     EXPECT_THAT(address.status, HasStatus(Itc_Tp_Path_Too_Long, Error));
 }
 
-// The format is given bytes that form no character of any encoding.
+// The formatted bytes form no character of any encoding.
 TEST(HighBytePath, IsFormattedAsItIs)
 {
     itcUnixAddress address;

@@ -1,4 +1,4 @@
-// Lookups in which one system call after the other fails.
+// Lookups that are repeated. In each repetition another system call fails.
 #include "BareSocket.h"
 #include "FamilyPreference.h"
 #include "SingleFailures.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A close that is made to fail leaves the descriptor open: the test closes it in the library's place.
+/// A close that is made to fail leaves the descriptor open. Closes these descriptors after the lookup.
 void closeWhatCouldNotBeClosed()
 {
     for (const int fd : OsFaults::closesocket().askedArgument<0>()) {
@@ -47,7 +47,8 @@ int familyOfTheMachine()
     return FamilyPreference::family();
 }
 
-// The first lookup of a process finds out which family a wildcard gets. A failure there decides for one of the two.
+// The first lookup of a process finds out which family a wildcard gets. After a failure one of the two families is
+// chosen.
 TEST(LookupFailures, InTheProbeOfTheFamiliesDecideForOneOfThem)
 {
     const int usual = familyOfTheMachine();

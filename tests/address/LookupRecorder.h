@@ -1,5 +1,5 @@
 /// \file
-/// Watches what the resolver is asked, and answers for it where a test says so.
+/// Remembers every lookup, and lets chosen lookups fail.
 #pragma once
 
 #include "OsFaults.h"
@@ -9,12 +9,13 @@
 #include <utility>
 #include <vector>
 
-/// While it exists every lookup is remembered. One whose turn in `codes` is not 0 fails with that code; all others go
-/// to the system's resolver.
+/// While a LookupRecorder exists, every lookup is remembered. The first lookup fails with the first of the return
+/// codes, the second with the second, and further. A lookup with the code 0, or without a code, goes to the system's
+/// resolver.
 class LookupRecorder {
 public:
     struct Lookup {
-        std::optional<std::string> host, service; // nothing where null was passed
+        std::optional<std::string> host, service; // nothing for a null pointer
         addrinfo hints;
     };
 

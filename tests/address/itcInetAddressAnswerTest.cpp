@@ -1,4 +1,4 @@
-// What a lookup makes of the answer.
+// Which parts of the resolver's answer an address takes over.
 #include "ExpectEndpoint.h"
 #include "HookRecorder.h"
 #include "OsFaults.h"
@@ -15,7 +15,7 @@ using testing::EndsWith;
 using testing::SizeIs;
 using testing::StartsWith;
 
-// The system's answer about these numeric hosts, all in one list, as getaddrinfo() would give it.
+// Returns one list with the system's answers for these numeric hosts. The list has the form of getaddrinfo().
 addrinfo* answerOf(const std::vector<const char*>& hosts)
 {
     addrinfo* list = nullptr;

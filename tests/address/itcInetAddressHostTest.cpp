@@ -1,4 +1,4 @@
-// Which host, family and flags a lookup asks for.
+// Which host, family and flags a lookup passes to the resolver.
 #include "ExpectEndpoint.h"
 #include "FamilyPreference.h"
 #include "HookRecorder.h"
@@ -127,7 +127,7 @@ struct TooLong {
     friend std::ostream& operator<<(std::ostream& out, const TooLong& parameter) { return out << parameter.name; }
 };
 
-// The text counts as it is given, brackets included.
+// The length limit counts the host as it is given, with its brackets.
 class TooLongHostLookup : public testing::TestWithParam<TooLong> {
 protected:
     const std::string host = GetParam().host;
@@ -168,7 +168,7 @@ TEST_P(TooLongHostLookup, KeepsTheAddressAndItsFlags)
 
 TEST_P(TooLongHostLookup, LeavesANewAddressZero)
 {
-    // In memory that was not zero, so that a flag nobody set is seen.
+    // The memory is not zero before. Therefore a flag that the constructor does not set is noticed.
     alignas(itcInetAddress) unsigned char memory[sizeof(itcInetAddress)];
     std::memset(memory, 0xAB, sizeof memory);
 

@@ -1,4 +1,4 @@
-// The texts of an address, asked of the resolver.
+// The texts of an address. The resolver makes them.
 #include "FilledAddress.h"
 #include "OsFaults.h"
 #include "SocketAddresses.h"

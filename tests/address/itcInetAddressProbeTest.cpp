@@ -1,4 +1,5 @@
-// Which family a wildcard gets: asked of the machine once per process, and forgotten here before each test.
+// Which family a wildcard gets. A process asks the machine once and remembers the answer. Each test starts without an
+// answer.
 #include "FamilyPreference.h"
 #include "OsFaults.h"
 #include "SocketAddresses.h"
@@ -87,7 +88,7 @@ TEST_F(FamilyProbe, AsksTheIPv6SocketToServeBothFamilies)
 {
     int inet6 = -1;
     OsFaults::socket().instead = [&](int family, int type, int protocol) {
-        const int fd = ::socket(AF_INET, type, protocol); // wherever the test runs
+        const int fd = ::socket(AF_INET, type, protocol); // also on machines without IPv6
         if (family == AF_INET6)
             inet6 = fd;
         return fd;

@@ -1,4 +1,4 @@
-// Which service, protocol and socket type a lookup asks for, and when it asks again; then the constructors.
+// Which service, protocol and socket type a lookup asks for, when a lookup asks twice, and the constructors.
 #include "ExpectEndpoint.h"
 #include "FamilyPreference.h"
 #include "LookupRecorder.h"

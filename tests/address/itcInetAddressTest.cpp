@@ -1,4 +1,4 @@
-// Addresses as they lie in memory, those made from the system's, their flags and their ports.
+// Internet addresses: their layout in memory, how they are made from system addresses, their flags and ports.
 #include "FilledAddress.h"
 #include "OsFaults.h"
 #include "SocketAddresses.h"

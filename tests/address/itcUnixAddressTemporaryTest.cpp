@@ -1,4 +1,4 @@
-// Paths that are generated.
+// Paths of local sockets that the library generates.
 #include "BareSocket.h"
 #include "StatusMatchers.h"
 
@@ -18,7 +18,7 @@
 
 namespace {
 
-// What the library's call of tmpnam() gives, if not what the system gives.
+// While set, replaces the tmpnam() that the library calls.
 std::function<char*(char*)> insteadOfTmpnam;
 
 } // namespace
@@ -79,7 +79,7 @@ TEST_P(TemporaryPath, IsAnotherOneEachTime)
     EXPECT_EQ(paths.size(), 100u);
 }
 
-// Whoever knows the state of a process cannot tell its next path: a child, which begins as a copy, makes another.
+// The state of a process does not determine its next path. A child process begins as a copy and makes another path.
 TEST_P(TemporaryPath, CannotBeForetold)
 {
     int ends[2];

@@ -1,4 +1,4 @@
-// Paths that are given: what is stored, what is refused, and what the resolver is asked.
+// Paths of local sockets that the host gives: what is stored, what is refused, what the resolver is asked.
 #include "HookRecorder.h"
 #include "LookupRecorder.h"
 #include "StatusMatchers.h"
@@ -33,7 +33,7 @@ const sockaddr_un& stored(const itcUnixAddress& address)
     return reinterpret_cast<const sockaddr_un&>(address.address);
 }
 
-/// Nothing of the storage behind a local address has been written.
+/// Expects that no byte behind the local address has been written.
 void expectNothingBehindThePath(const itcUnixAddress& address)
 {
     const char* const bytes = reinterpret_cast<const char*>(&address.address);
@@ -230,7 +230,7 @@ TEST(UnixAddressLookup, LeavesItsOwnErrorNumber)
     itcUnixAddress address;
     HookRecorder hooks;
     OsFaults::getaddrinfo().instead = [&](auto...) {
-        hooks.check = [](short) { // asked again when the result is freed
+        hooks.check = [](short) { // called again when the result is freed
             errno = EXDEV;
             return true;
         };
@@ -276,7 +276,7 @@ TEST(UnixAddressLookup, FreesTheVeryListThatIsAnswered)
     EXPECT_THAT(OsFaults::freeaddrinfo().askedArgument<0>(), testing::ElementsAre(answered));
 }
 
-/// A resolver that knows local addresses: it answers with one that the test gives.
+/// A resolver that knows local addresses. Its answer is the address of the test.
 class UnixAnswer : public testing::Test {
 protected:
     bool setAnsweredBy(const void* answer, socklen_t length)
