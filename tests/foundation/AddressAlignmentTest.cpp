@@ -1,4 +1,4 @@
-// Addresses that callers and resolvers hand over may lie anywhere: the traces read no word where it is not aligned.
+// Addresses from callers and resolvers may lie anywhere in memory. The traces never read an unaligned word.
 #include "ResolverTraces.h"
 #include "SocketAddresses.h"
 
@@ -10,12 +10,12 @@ using testing::Each;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-/// Memory of the test's own, at an address that leaves the parameter when divided by 16.
+/// Memory that begins behind a multiple of 16. The parameter is the distance in bytes.
 class AddressAlignment : public ResolverTraces, public testing::WithParamInterface<size_t> {
 protected:
     char* place() { return memory + GetParam(); }
 
-    // The address of a text, there.
+    // Writes the address that a text names to place().
     sockaddr* socketAddressThere(const char* text, uint16_t port = 80)
     {
         const sockaddr_storage address = socketAddress(text, port);

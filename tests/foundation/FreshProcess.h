@@ -1,5 +1,6 @@
 /// \file
-/// For what a process has only once: a first call, an initial value.
+/// Runs expectations in a process of their own. Some things happen only once in a process: a first call, an initial
+/// value.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// Runs the expectations in a process that starts anew and does nothing else.
+/// Starts a process that runs only these expectations.
 template <class Expectations> void expectInFreshProcess(Expectations expectations)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

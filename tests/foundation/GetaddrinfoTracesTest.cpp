@@ -1,4 +1,4 @@
-// What the traces of getaddrinfo and freeaddrinfo show, and what they show where there is nothing.
+// What the traces of getaddrinfo and freeaddrinfo show, also for missing arguments and missing results.
 #include "ResolverTraces.h"
 #include "SocketAddresses.h"
 
@@ -11,7 +11,7 @@ using testing::IsEmpty;
 
 class GetaddrinfoTraces : public ResolverTraces {
 protected:
-    // Asks and frees, so that a test is left with the texts.
+    // Asks and frees the result. The test then reads the texts.
     static int ask(const char* host, const char* service, int family = AF_INET)
     {
         addrinfo hints = {};
@@ -170,7 +170,7 @@ TEST_F(GetaddrinfoTraces, LookAtNoResultAfterAFailure)
               n(R"(after calling getaddrinfo #<n> with hostname:"nowhere" servicename:empty ip:"" port:0)"));
 }
 
-// Successes of getaddrinfo() that hold no address: the trace takes them for failures with the code 0.
+// Successes of getaddrinfo() without an address. The trace shows them as failures with the code 0.
 struct EmptySuccess {
     const char* name;
     bool hasResult;
@@ -241,7 +241,7 @@ TEST_F(FreeaddrinfoTraces, ShowTheFirstEntryAlsoBehindIt)
     list.ai_addr = asSocketAddress(address);
     list.ai_addrlen = sizeof(sockaddr_in6);
     SystemResolver::freeaddrinfo().instead = [&](addrinfo*) {
-        address = socketAddress("::", 0); // as if the memory were somebody else's already
+        address = socketAddress("::", 0); // as if the freed memory had a new owner
         return 0;
     };
 

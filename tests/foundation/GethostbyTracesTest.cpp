@@ -1,4 +1,4 @@
-// What the traces of gethostbyname and gethostbyaddr show, also of entries that hold nothing.
+// What the traces of gethostbyname and gethostbyaddr show, also for entries without content.
 #include "ResolverTraces.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// What the traces of getnameinfo show, also of arguments that hold less than they claim.
+// What the traces of getnameinfo show, also for null pointers, short addresses and buffers without a terminator.
 #include "ResolverTraces.h"
 #include "SocketAddresses.h"
 
@@ -24,10 +24,10 @@ protected:
                                                numbered("after calling getnameinfo #<n> with " + after, number)));
     }
 
-    // Asks about an address of which the caller claims `length` bytes.
+    // Asks about an address. The caller states the length `length`.
     void ask(const sockaddr_storage& address, socklen_t length) const
     {
-        // Just as many bytes as claimed, so that a reader of more is caught.
+        // The memory has exactly the stated length. The address checker reports a read behind it.
         const auto claimed = std::make_unique<unsigned char[]>(length);
         std::memcpy(claimed.get(), &address, length);
         OS_getnameinfo(reinterpret_cast<const sockaddr*>(claimed.get()), length, nullptr, 0, nullptr, 0, 0);
@@ -39,7 +39,7 @@ protected:
     });
 };
 
-// The quote behind the first port has no partner.
+// The text of the trace has a single quote character behind the first port.
 TEST_F(GetnameinfoTraces, ShowWhatTheHostBufferHoldsBeforeAndAfter)
 {
     const sockaddr_storage address = socketAddress("127.0.0.1", 80);

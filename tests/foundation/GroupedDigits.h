@@ -5,7 +5,7 @@
 #include <locale>
 #include <string>
 
-/// While it exists, newly made streams of this process write 12345 as "12,345".
+/// While a GroupedDigits exists, new streams of this process write 12345 as "12,345".
 class GroupedDigits {
 public:
     GroupedDigits() : previous(std::locale::global(std::locale(std::locale::classic(), new Punctuation))) {}

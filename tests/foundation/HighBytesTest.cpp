@@ -1,5 +1,5 @@
-// Octets and characters above 0x7F in the address calls and the traces: they are numbers without a sign, and bytes that
-// pass as they are.
+// Octets and characters above 0x7F in the address calls and in the traces. Octets are numbers without a sign.
+// Characters pass unchanged.
 #include "Characters.h"
 #include "ResolverTraces.h"
 #include "SocketAddresses.h"
@@ -13,7 +13,7 @@ namespace {
 using testing::Each;
 using testing::HasSubstr;
 
-/// All bytes above 0x7F, as no encoding of texts would put them.
+/// Texts with all bytes above 0x7F, in an order that no encoding gives.
 class HighBytesInTraces : public ResolverTraces {};
 
 TEST(HighOctets, AreReadAndWrittenWithoutASign)

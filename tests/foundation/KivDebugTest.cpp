@@ -1,3 +1,4 @@
+// The diagnostic hooks: what is installed at the start of a process, how hooks are installed, how flags are registered.
 #include "FreshProcess.h"
 #include "HookRecorder.h"
 
@@ -24,7 +25,7 @@ void print(short, const char*) {}
 
 bool check(short) { return false; }
 
-// Answers 7, 8, 9 and so on.
+// Returns 7, then 8, then 9.
 short registerFlag(const char* component, const char* group, const char* name, const char* description)
 {
     registrations.emplace_back(component, group, name, description);
@@ -33,7 +34,7 @@ short registerFlag(const char* component, const char* group, const char* name, c
 
 short registerElsewhere(const char*, const char*, const char*, const char*) { return 70; }
 
-// Hands the registration over to another hook as soon as it is asked.
+// Installs another hook at its first call. The other hook then registers the remaining flags.
 short registerOnlyTheFirst(const char*, const char*, const char*, const char*)
 {
     KivDebug::pRegisterDbgFlag = registerElsewhere;
@@ -46,7 +47,7 @@ class KivDebugHooks : public testing::Test {
 protected:
     KivDebugHooks() { registrations.clear(); }
 
-    HookRecorder whatWasInstalled; // puts it back
+    HookRecorder whatWasInstalled; // restores the earlier hooks
 };
 
 std::vector<short> flags() { return {KivDebug::DBG_KIV, KivDebug::DBG_NFR, KivDebug::DBG_SSL}; }
@@ -80,7 +81,7 @@ TEST(KivDebugAtStart, HasNoFlags)
     expectInFreshProcess([] { EXPECT_THAT(flags(), ElementsAre(-1, -1, -1)); });
 }
 
-// A call of the null print hook would end the process.
+// The print hook is null at the start. A call of a null hook would end the process.
 TEST(KivDebugAtStart, IsSilent)
 {
     expectInFreshProcess([] {

@@ -1,4 +1,4 @@
-// A host names the numbers of the error reports: its own enumerators stand in the library's enumerations.
+// A host gives names to the numbers of the error reports. Its own enumerators stand in the library's enumerations.
 #include <kiv/foundation/KivDebug.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// The calls of the portability layer for byte orders, address texts and numbers.
 #include <kiv/foundation/OS.h>
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// The last error number, and the texts of error numbers in buffers of every size.
 #include <kiv/foundation/OS.h>
 
 #include <gmock/gmock.h>
@@ -14,7 +15,7 @@ namespace {
 
 const std::string systemText = std::strerror(EAGAIN); // "Resource temporarily unavailable"
 
-// The text for EAGAIN, which is 11, in a buffer of which the layer is told `size` bytes.
+// Asks for the text of EAGAIN (11). The layer is told that the buffer has `size` bytes.
 struct Asked {
     explicit Asked(size_t size)
     {
@@ -98,7 +99,7 @@ TEST(OSErrorText, TerminatesTheBuffersLastByte)
 
 struct Room {
     size_t size;
-    const char* left; // in the buffer
+    const char* left; // the expected content of the buffer
     friend std::ostream& operator<<(std::ostream& out, const Room& parameter) { return out << parameter.size; }
 };
 

@@ -1,4 +1,4 @@
-// Waits that are longer than 32 bits can tell, with the system's own calls. Cut to 32 bits they would be none at all.
+// Waits of more seconds than 32 bits hold, with the system's own calls. Cut to 32 bits these waits would end at once.
 #include <kiv/foundation/OS.h>
 
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@ constexpr int64_t seconds32 = int64_t{1} << 32;
 
 void ignore(int) {}
 
-/// Interrupts the process again and again: one interruption may come before the call that is to be interrupted.
+/// Interrupts the process repeatedly. A single interruption may come before the call that it is meant for.
 class Interruptions {
 public:
     Interruptions() : previous(OS_signal(SIGALRM, ignore))
@@ -39,7 +39,7 @@ private:
 
 class OSLongWait : public testing::TestWithParam<int64_t> {
 protected:
-    // What is left cannot be much less: the test itself has a time limit of minutes.
+    // Nearly the whole time must be left, since a test may take only minutes.
     static void expectNearlyAllLeft(const timeval& left)
     {
         EXPECT_LE(left.tv_sec, GetParam());

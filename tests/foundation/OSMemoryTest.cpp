@@ -1,3 +1,4 @@
+// The memory calls of the portability layer, and their results for sizes of 0.
 #include <kiv/foundation/OS.h>
 
 #include <gmock/gmock.h>
@@ -11,10 +12,10 @@
 
 namespace {
 
-// More than any allocator gives: the compiler must not see it, or it warns.
+// More memory than any allocator gives. The compiler warns about a constant of this size: `volatile` hides the value.
 volatile size_t tooMuch = SIZE_MAX - 4096;
 
-// What a pointer of the layer owns, freed at the end.
+// Frees `pointer` after each test.
 class OSMemory : public testing::Test {
 protected:
     ~OSMemory() override { OS_free(pointer); }

@@ -1,3 +1,4 @@
+// OS_signal(): handlers that interrupt blocked system calls.
 #include <kiv/foundation/OS.h>
 
 #include <gmock/gmock.h>
@@ -10,7 +11,7 @@
 
 namespace {
 
-struct sigaction installed; // as the system was asked, which does not keep every flag
+struct sigaction installed; // the request to the system; the system itself does not keep every flag
 
 volatile sig_atomic_t caught;
 
@@ -27,7 +28,7 @@ private:
 
 } // namespace
 
-// The library asks this one.
+// The library calls this function instead of the C library's.
 extern "C" int sigaction(int signal, const struct sigaction* action, struct sigaction* previous) noexcept
 {
     static const auto real = reinterpret_cast<decltype(&::sigaction)>(::dlsym(RTLD_NEXT, "sigaction"));
@@ -84,7 +85,7 @@ TEST_F(OSSignal, EndsABlockedCall)
     int fds[2];
     ASSERT_EQ(::pipe(fds), 0);
     OS_signal(SIGALRM, handler);
-    const itimerval every5Milliseconds = {{0, 5000}, {0, 5000}}; // again and again: one may come before the read
+    const itimerval every5Milliseconds = {{0, 5000}, {0, 5000}}; // repeated: the first may come before the read
     const itimerval off = {};
     OS_setitimer(ITIMER_REAL, &every5Milliseconds, nullptr);
 

@@ -1,4 +1,4 @@
-// The socket calls of the portability layer at work on the loopback, IPv4 and IPv6.
+// The socket calls of the portability layer over loopback, IPv4 and IPv6.
 #include "SocketAddresses.h"
 
 #include <kiv/foundation/OS.h>
@@ -23,7 +23,7 @@ protected:
         OS_closesocket(probe);
     }
 
-    // A socket on a free port of the loopback; -1 if there is none.
+    // Returns a socket on a free port of the loopback, or -1 after a failure.
     int bound(int type) const
     {
         sockaddr_storage address = loopback;
@@ -58,7 +58,7 @@ protected:
     const sockaddr_storage loopback = socketAddress(GetParam());
 };
 
-// The loopback's two ends of one TCP connection.
+// The two ends of one TCP connection over loopback.
 class OSStream : public OSSocket {
 protected:
     void SetUp() override
@@ -84,7 +84,7 @@ protected:
     int listener = -1;
     int client = -1;
     int server = -1;
-    sockaddr_storage peer = {}; // as accepted
+    sockaddr_storage peer = {}; // the peer's address, as accept() gave it
 };
 
 std::string received(int fd)
@@ -195,7 +195,7 @@ TEST_P(OSDatagram, RecvfromHandsOnItsFlags)
 
     char buffer[16];
     EXPECT_EQ(OS_recvfrom(fd, buffer, sizeof buffer, MSG_PEEK, nullptr, nullptr), 3);
-    EXPECT_EQ(OS_recvfrom(fd, buffer, sizeof buffer, 0, nullptr, nullptr), 3); // still there
+    EXPECT_EQ(OS_recvfrom(fd, buffer, sizeof buffer, 0, nullptr, nullptr), 3); // the datagram is still there
     closeAll({fd});
 }
 

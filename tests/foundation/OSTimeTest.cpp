@@ -1,3 +1,4 @@
+// The time calls of the portability layer: the wall clock, the timers, the uptime.
 #include "FreshProcess.h"
 #include "OsFaults.h"
 #include "WallClock.h"
@@ -11,7 +12,7 @@
 #include <ctime>
 #include <tuple>
 
-// What would change the clock of the machine ends here.
+// The calls that would change the clock of the machine end here.
 namespace {
 
 template <class Result, class... Arguments> struct Seen {
@@ -117,7 +118,7 @@ TEST(OSTime, SetitimerGivesBackThePreviousTimer)
     EXPECT_EQ(read.it_value.tv_sec, 0);
 }
 
-// Not every kernel of 32 bits takes so long a time. It may refuse it, but must not count a part of it.
+// Not every 32-bit kernel accepts such a long time. The time may be refused, but a shorter time must not be set.
 TEST(OSTime, SetitimerDoesNotCutALongTime)
 {
     const itimerval set = {{0, 0}, {0x100000003, 0}};

@@ -26,7 +26,7 @@ int systemFreeaddrinfo(addrinfo* list)
 
 } // namespace
 
-// Scripts outlive the statics of whoever calls at the very end, so they are never destroyed.
+// Static objects may still call these functions in their destructors. Therefore the scripts are never destroyed.
 #define SYSTEM_RESOLVER_SCRIPT(signature, name, failure)                                                               \
     OsCall<signature>& SystemResolver::name()                                                                          \
     {                                                                                                                  \
@@ -77,7 +77,7 @@ void SystemResolver::clearAll()
 
 namespace {
 
-// Every test twice: with the flag off and with it on. The calls beneath must not show a difference.
+// Each test runs twice: with the flag of the traces off and on. The system's calls must not differ.
 class ResolverForwarding : public WithSystemResolver, public testing::WithParamInterface<bool> {
 protected:
     ResolverForwarding()

@@ -16,8 +16,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// One resolver call about 127.0.0.1 and port 80, which reads 20480 in its raw form. "Late" texts are those of a call
-// whose first question to the check hook was answered no: nothing had been taken from the arguments then.
+// One resolver call about 127.0.0.1 and port 80. In its raw form port 80 reads 20480. For the "late" texts the check
+// hook says no at first and yes later. The first no means that nothing is taken from the arguments.
 struct Wrapper {
     const char* name;
     void (*call)();
@@ -244,7 +244,7 @@ TEST_P(ResolverTraceSteps, GiveConcurrentCallersDistinctNumbers)
     constexpr int threadCount = 4;
     constexpr int callsPerThread = 25;
     const int firstNumber = numberAfter(wrapper.call);
-    // gethostbyname() answers from one static entry for all threads, so here every thread is told that there is none.
+    // gethostbyname() has one static entry for all threads. Therefore this script gives every thread no entry.
     SystemResolver::gethostbyname().instead = [](const char*) { return nullptr; };
 
     std::vector<std::thread> threads;

@@ -11,19 +11,19 @@
 #include <utility>
 #include <vector>
 
-/// The text with its "<n>" filled in.
+/// Returns the text with the number in place of "<n>".
 inline std::string numbered(std::string text, int number)
 {
     return text.replace(text.find("<n>"), 3, std::to_string(number));
 }
 
-/// The number in a trace text, the digits behind "#".
+/// Returns the number in a trace text: the digits behind "#".
 inline int numberIn(const std::string& text) { return std::stoi(text.substr(text.find('#') + 1)); }
 
 class ResolverTraces : public WithSystemResolver {
 protected:
-    /// Makes a traced call and tells the number that the next of its kind has. It is never 0, so a text with number 0
-    /// is seen to come from a call that took none.
+    /// Makes a traced call. Returns the number of the next call of this kind, which is never 0. A text with the number
+    /// 0 therefore comes from a call that took no number.
     template <class Call> int numberAfter(Call call)
     {
         call();
@@ -32,7 +32,7 @@ protected:
         return number + 1;
     }
 
-    /// What the check hook says at the first time it is asked, the second and so on.
+    /// Sets the answers of the check hook, in the order of its calls. All further answers are no.
     void answerChecks(std::vector<bool> answers)
     {
         hooks.clear();

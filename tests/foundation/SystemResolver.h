@@ -1,6 +1,6 @@
 /// \file
-/// Scripts for the system's own resolver calls, below the OS_ layer. The test program defines them, so that answers
-/// which no real resolver gives on demand, and arguments that a real one does not survive, can be shown to the layer.
+/// Scripts for the system's own resolver calls, below the OS_ layer. The test program defines these calls. Tests can
+/// then give answers that no real resolver gives on demand, and pass arguments that a real resolver does not survive.
 #pragma once
 
 #include "OsFaults.h"
@@ -33,7 +33,7 @@ struct Entry {
 
 } // namespace SystemResolver
 
-/// Starts and ends with a system resolver that is left alone.
+/// Clears the scripts of the resolver before and after each test.
 class WithSystemResolver : public testing::Test {
 protected:
     WithSystemResolver() { SystemResolver::clearAll(); }

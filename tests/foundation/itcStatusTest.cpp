@@ -1,3 +1,4 @@
+// The status record: the numbers and names of its codes, and its texts.
 #include "GroupedDigits.h"
 #include "OsFaults.h"
 #include "StatusMatchers.h"
@@ -110,7 +111,7 @@ const Code codes[] = {
     {74, "Itc_Tp_Max_Connections_Reached"},
 };
 
-// The enumerators in the order of the table above, so that number and enumerator meet at the same index.
+// The enumerators in the order of the table above: a number and its enumerator have the same index.
 const int enumerators[] = {
 #define KIV_TEST_ENUMERATOR(name) name,
     KIV_STATUS_CODES(KIV_TEST_ENUMERATOR)
