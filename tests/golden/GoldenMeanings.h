@@ -1,5 +1,5 @@
 /// \file
-/// What the lines of a packet can mean, and what is put and taken for each.
+/// The types that the lines of a packet can have, and what a test puts and takes for each type.
 #pragma once
 
 #include "../ndr/NdrProbe.h"
@@ -20,7 +20,8 @@
 #include <type_traits>
 #include <vector>
 
-/// The value that a line names: an integer in decimal, a floating-point number in hexadecimal so that it is exact.
+/// Returns the value that a text names. Integers are decimal. Floating-point numbers are hexadecimal and therefore
+/// exact.
 template <class Value> Value valueOf(const std::string& text)
 {
     const char* const end = text.data() + text.size();
@@ -30,7 +31,7 @@ template <class Value> Value valueOf(const std::string& text)
         value = text == "true";
         behind += value || text == "false" ? text.size() : 0;
     } else if constexpr (std::is_same_v<Value, char>) {
-        return static_cast<char>(valueOf<unsigned char>(text)); // whether it has a sign or not
+        return static_cast<char>(valueOf<unsigned char>(text)); // char may have a sign or not
     } else if constexpr (std::is_integral_v<Value>) {
         const auto result = std::from_chars(text.data(), end, value);
         behind = result.ec == std::errc() ? result.ptr : text.data();
@@ -45,7 +46,7 @@ template <class Value> Value valueOf(const std::string& text)
     return value;
 }
 
-/// The values among the lines.
+/// Returns the lines that are not gaps.
 inline std::vector<GoldenLine> withoutGaps(std::vector<GoldenLine> lines)
 {
     lines.erase(std::remove_if(lines.begin(), lines.end(), [](const GoldenLine& l) { return l.type == "gap"; }),
@@ -53,7 +54,7 @@ inline std::vector<GoldenLine> withoutGaps(std::vector<GoldenLine> lines)
     return lines;
 }
 
-/// The header whose fields are the content of a line.
+/// Returns the message header whose fields are the content of a line.
 inline itcMsgHdr headerOf(const GoldenLine& line)
 {
     const std::vector<GoldenLine> fields = withoutGaps(line.content);
@@ -63,7 +64,7 @@ inline itcMsgHdr headerOf(const GoldenLine& line)
                      number(5), number(6), number(7));
 }
 
-/// Does for each line what the visitor has for its type. A type that is not listed here fails the test.
+/// Calls for each line the visitor's function for the type of the line. A type that is not listed here fails the test.
 template <class Visitor> void visit(const std::vector<GoldenLine>& lines, Visitor&& visitor)
 {
     using V = std::remove_reference_t<Visitor>;
@@ -104,12 +105,12 @@ template <class Visitor> void visit(const std::vector<GoldenLine>& lines, Visito
     }
 }
 
-/// Puts what the lines mean, as a machine with the format codes of this process keeps it.
+/// Puts the values of the lines. The format codes of this process tell how the machine keeps the values.
 template <class Buffer> class Putter {
 public:
     explicit Putter(Buffer& buffer) : b(buffer) {}
 
-    // The library's own work.
+    // The library writes these parts itself.
     void magic(const GoldenLine&) {}
     void length(const GoldenLine&) {}
     void label(const GoldenLine&) {}
@@ -154,7 +155,7 @@ private:
         const std::vector<GoldenLine>& lines;
     };
 
-    /// As it lies in the memory of the machine.
+    /// Returns the value in the format in which the machine keeps values in memory.
     template <class Value> static Value kept(Value value)
     {
         if constexpr (std::is_floating_point_v<Value>)
@@ -172,14 +173,14 @@ private:
     Buffer& b;
 };
 
-/// Takes what the lines mean and compares: the values, and after each how far it was read.
+/// Takes the values of the lines. Compares each value, and the read position behind the value.
 template <class Buffer> class Taker {
 public:
     explicit Taker(Buffer& buffer) : b(buffer) {}
 
-    void magic(const GoldenLine&) {} // nothing would have been read without
+    void magic(const GoldenLine&) {} // without the right magic, nothing has been read
     void length(const GoldenLine& line) { EXPECT_EQ(b.raw_length(), valueOf<unsigned int>(line.value)); }
-    void label(const GoldenLine&) {} // shows in the values
+    void label(const GoldenLine&) {} // a wrong label gives wrong values
     void gap(const GoldenLine& line) { EXPECT_EQ(line.bytes, std::string(line.bytes.size(), '\0')); }
 
     template <class Value> void value(const GoldenLine& line)
@@ -187,7 +188,7 @@ public:
         Value value{};
         b >> value;
         EXPECT_EQ(testing::PrintToString(bytesOf(value)), testing::PrintToString(bytesOf(valueOf<Value>(line.readAs))))
-            << "which is " << testing::PrintToString(value); // bit by bit, so that zeros differ by their signs
+            << "which is " << testing::PrintToString(value); // compares the bits: zeros with different signs differ
     }
     void text(const GoldenLine& line)
     {
@@ -220,7 +221,7 @@ public:
     }
     void alignedBlock(const GoldenLine& line)
     {
-        b.skip(static_cast<int>(-position() & 7)); // such a block has no take of its own
+        b.skip(static_cast<int>(-position() & 7)); // the library has no take for aligned blocks without a length
         block(line);
     }
     void countedAlignedBlock(const GoldenLine& line)
@@ -282,7 +283,7 @@ private:
         const std::vector<GoldenLine>& lines;
     };
 
-    /// More than the value needs.
+    /// Returns an area that is one byte larger than the value needs.
     static std::string areaFor(const GoldenLine& line) { return std::string(line.bytes.size() + 1, '\0'); }
 
     static void expectBytes(const std::string& area, const GoldenLine& line)
@@ -295,7 +296,7 @@ private:
         EXPECT_EQ(area.substr(0, static_cast<size_t>(length)), unquoted(line.value));
     }
 
-    /// Where the next value is looked for, counted from the label.
+    /// Returns the read position, counted from the label.
     std::ptrdiff_t position() { return b.*&OpenReceive::readPos - b.raw_data(); }
 
     Buffer& b;

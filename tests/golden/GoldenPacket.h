@@ -1,11 +1,11 @@
 /// \file
-/// Reads the packets of this folder: the bytes of one frame, and what they mean.
+/// Reads the packets of this folder: the bytes of one frame, and the meaning of the bytes.
 ///
 ///     fe ff ff ff                                     | int: -2
 ///     00 00                                           | gap
 ///
-/// A meaning is a type and, where it has one, a value. What is indented deeper lies inside the meaning above it. Lines
-/// that begin with # are remarks.
+/// A meaning is a type, and a value if the type has one. A meaning that is indented deeper lies inside the meaning
+/// above. Lines that begin with # are remarks.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-/// The bytes that a line spells as pairs of hexadecimal digits.
+/// Returns the bytes that pairs of hexadecimal digits spell.
 inline std::string spelledBytes(const std::string& pairs)
 {
     std::istringstream in(pairs);
@@ -31,7 +31,7 @@ inline std::string spelledBytes(const std::string& pairs)
     return bytes;
 }
 
-/// A text between quotes, in which \xNN is a byte.
+/// Returns the text between the quotes. \xNN stands for a byte.
 inline std::string unquoted(const std::string& text)
 {
     if (text.size() < 2 || text.front() != '"' || text.back() != '"')
@@ -47,13 +47,13 @@ inline std::string unquoted(const std::string& text)
 }
 
 struct GoldenLine {
-    std::string whole;  ///< As it stands in the file, with its number in front.
-    size_t offset;      ///< Of its bytes in the frame.
-    std::string bytes;  ///< Its own, without those of its content.
-    size_t indent;      ///< Of the meaning.
+    std::string whole;  ///< The line of the file, with its number in front.
+    size_t offset;      ///< The place of the bytes in the frame.
+    std::string bytes;  ///< The bytes of this line, without those of `content`.
+    size_t indent;      ///< The indent of the meaning.
     std::string type;   ///< "int"
     std::string value;  ///< "-2"
-    std::string readAs; ///< The same, unless the sender's numbers cannot hold it.
+    std::string readAs; ///< Equal to `value`, unless the sender's format cannot hold the value.
     std::vector<GoldenLine> content;
 
     GoldenLine(const std::string& text, unsigned int number, size_t firstByte)
@@ -71,11 +71,11 @@ struct GoldenLine {
             readAs = value;
     }
 
-    /// Where the bytes end, with those of the content.
+    /// Returns the end of the bytes in the frame, the content included.
     size_t end() const { return content.empty() ? offset + bytes.size() : content.back().end(); }
 
 private:
-    /// Cuts a text at a mark. \return what stands behind it.
+    /// Cuts a text at a mark. \return the text behind the mark.
     static std::string cutBehind(std::string& text, const std::string& mark)
     {
         const size_t place = text.find(mark);
@@ -106,7 +106,7 @@ public:
         return GoldenPacket(std::ifstream(KIV_GOLDEN_PACKETS "/" + kind + ".packet"));
     }
 
-    /// The line that holds a byte of the frame.
+    /// Returns the line that holds a byte of the frame.
     const std::string& lineAt(size_t offset) const { return std::prev(linesByOffset.upper_bound(offset))->second; }
 
     std::vector<GoldenLine> lines;

@@ -1,4 +1,5 @@
-// Packets written down byte by byte: this library writes the same bytes and reads the same values on every machine.
+// Packets that are stored byte by byte. On every machine the library reads the stored values. It writes the stored
+// bytes of the packets in the machine's own byte order.
 #include "../ndr/UbProbe.h"
 #include "GoldenMeanings.h"
 #include "GoldenPacket.h"
@@ -11,7 +12,7 @@
 
 namespace {
 
-/// A machine that writes packets; the packet and its label bear the same name.
+/// A kind of machine that writes packets. The file of its packet, and the label in the file, have the same name.
 struct Kind {
     const char* name;
     int endian, floats;
@@ -55,7 +56,7 @@ testing::AssertionResult isTheFrameOf(const GoldenPacket& packet, const std::str
     return testing::AssertionSuccess();
 }
 
-// What reaches the peer until the connection's end.
+// Ends the sending direction and returns the bytes that the peer receives, at most `atMost`.
 std::string sentThrough(StreamPair& pair, size_t atMost)
 {
     ::shutdown(pair.near().td, SHUT_WR);
@@ -107,8 +108,8 @@ TEST_P(GoldenPacketsRead, GiveTheirValuesInSmallPieces)
 INSTANTIATE_TEST_SUITE_P(Of, GoldenPacketsRead,
                          testing::Values(littleEndianIeee, bigEndianIeee, littleEndianVax, bigEndianVax), nameOf);
 
-// Lengths and counts are the library's own, in the byte order of the machine that it really runs on: the packets of the
-// other order can be read here, but not written.
+// The library writes lengths and counts in the byte order of the real machine. Therefore packets of the other byte
+// order can be read here, but not written.
 constexpr bool isLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
 const auto kindsOfThisOrder =
     isLittleEndian ? testing::Values(littleEndianIeee, littleEndianVax) : testing::Values(bigEndianIeee, bigEndianVax);
