@@ -1,4 +1,4 @@
-// What the TCP streams take for granted about connect(), accept() and the end of a stream.
+// What the TCP streams expect of the system: connect(), accept() and the end of a stream.
 #include "BareSocket.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@ INSTANTIATE_TEST_SUITE_P(Loopback, Connect, testing::Values("127.0.0.1", "::1"),
 
 void ignoreSignal(int) {}
 
-/// Interrupts the process again and again, so that no interruption can come too early for good.
+/// Interrupts the process repeatedly. A single interruption may come before the call that it is meant for.
 class RepeatedAlarm {
 public:
     RepeatedAlarm()
@@ -71,7 +71,7 @@ TEST_P(Connect, ACompletedNonBlockingConnectIsWritableWithoutAnError)
     const BareSocket listener = listeningSocket(GetParam());
     const sockaddr_storage remote = addressOf(listener.get());
     const BareSocket client(mustWork(::socket(remote.ss_family, SOCK_STREAM | SOCK_NONBLOCK, 0), "socket"));
-    static_cast<void>(::connect(client.get(), asSocketAddress(remote), lengthOf(remote))); // now or later
+    static_cast<void>(::connect(client.get(), asSocketAddress(remote), lengthOf(remote))); // completes now or later
 
     pollfd completion = {client.get(), POLLOUT, 0};
     EXPECT_EQ(::poll(&completion, 1, -1), 1);

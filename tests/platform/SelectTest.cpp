@@ -1,4 +1,4 @@
-// What the dispatcher's wait takes for granted about select().
+// What the dispatcher's wait expects of the system's select().
 #include "BareSocket.h"
 
 #include <gtest/gtest.h>
