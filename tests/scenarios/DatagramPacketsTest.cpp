@@ -1,4 +1,4 @@
-// Packets over datagrams: each readiness is one datagram, and a packet may take several.
+// Packets over datagrams. Each call of the handler receives one datagram. A packet may consist of several datagrams.
 #include "../connection/DatagramTest.h"
 #include "Peer.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// An endpoint in the dispatcher, and a client that is connected to it.
+/// An endpoint that is linked to the dispatcher, and a client that is connected to the endpoint.
 class DatagramPackets : public DatagramTest {
 protected:
     static constexpr size_t header = 8;
@@ -23,11 +23,11 @@ protected:
         server = std::make_unique<Peer>(std::move(endpoint));
     }
 
-    /// The bytes of a packet's frame, which is so many bytes long.
+    /// Returns the bytes of a frame. The frame is `length` bytes long.
     static std::string frameOfLength(size_t length)
     {
         itcNDRSend packet;
-        const std::string block = bytes(length - header - 8); // 2 + 2 for label and gap, 4 for its own length
+        const std::string block = bytes(length - header - 8); // 2 + 2 for label and gap, 4 for the length word
         packet.put_opaque(block.data(), static_cast<int>(block.size()), false, true);
         return frame(std::string(packet.raw_data(), packet.raw_length()));
     }
@@ -91,7 +91,7 @@ TEST_P(DatagramPackets, MayBeCutAtAnyByteButBehindTheHeader)
     }
 }
 
-// Where the data begins, the end of a datagram cannot be told from the end of a stream.
+// If a datagram ends before the data begins, the receiver takes the end of the datagram for the end of a stream.
 TEST_P(DatagramPackets, FailWhereADatagramEndsWithTheHeader)
 {
     server->receive();

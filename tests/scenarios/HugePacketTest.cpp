@@ -1,4 +1,4 @@
-// Packets far larger than what lies between the ends, through both directions at once.
+// Packets that are far larger than all buffers between the two ends, in both directions at once.
 #include "Peer.h"
 #include "Transports.h"
 
@@ -77,7 +77,7 @@ TEST_P(HugePackets, CrossOnTheirWayThroughTinySocketBuffers)
     }
 }
 
-// The peer that only writes does not come to a standstill against one that reads late.
+// The client writes a packet before the server begins to read. The transfer completes nevertheless.
 TEST_P(HugePackets, WaitForAReaderThatComesLate)
 {
     const TinySocketBuffers tiny(16 * 1024);
@@ -88,7 +88,7 @@ TEST_P(HugePackets, WaitForAReaderThatComesLate)
     client.send();
     EXPECT_NE(dispatcher.dispatch(10.0), 0);
     EXPECT_EQ(client.outgoing.txState, Transferring);
-    // Nobody reads: whatever more the socket takes, it stops taking, and the dispatcher waits without spinning.
+    // Nobody reads. The socket may take a few more bytes. Then the dispatcher waits and does not spin.
     while (dispatcher.dispatch(0.05) != 0) {
     }
     EXPECT_EQ(client.outgoing.txState, Transferring);

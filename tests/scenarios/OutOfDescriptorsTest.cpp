@@ -8,8 +8,8 @@
 
 namespace {
 
-/// While it exists, the library's sockets meet a process that may not open another descriptor. The limit is lowered for
-/// the system call alone: sanitizers open descriptors of their own.
+/// While NoMoreDescriptors exists, socket() and accept() of the library cannot open a descriptor. Only these calls run
+/// under the lower limit, since sanitizers open descriptors of their own.
 class NoMoreDescriptors {
 public:
     NoMoreDescriptors()
@@ -34,7 +34,7 @@ private:
     {
         rlimit previous = {};
         mustWork(::getrlimit(RLIMIT_NOFILE, &previous), "getrlimit");
-        // The lowest free number, which the next descriptor would get.
+        // The lowest free number, which the next descriptor gets. This number becomes the limit.
         BareSocket next(mustWork(::open("/dev/null", O_RDONLY | O_CLOEXEC), "open"));
         rlimit limit = previous;
         limit.rlim_cur = static_cast<rlim_t>(next.get());
@@ -48,7 +48,8 @@ private:
     }
 };
 
-/// Accepts whenever the dispatcher says so. As hosts should, it stops listening for a while where that fails.
+/// Accepts when the dispatcher calls. After a failed accept, stops listening for a while. Every host should do this,
+/// too.
 class Accepting : public itcIOHandler {
 public:
     Accepting(itcConnection& endpoint, bool again) : listener(endpoint), comesBack(again) { link(); }

@@ -1,5 +1,5 @@
 /// \file
-/// One end of a connection, driven by the dispatcher.
+/// One end of a connection. The dispatcher calls it to send and to receive packets.
 #pragma once
 
 #include "../ndr/UbProbe.h"
@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-/// Sends one packet and receives one at a time, each in as many calls as it takes.
+/// Sends one packet at a time and receives one packet at a time. Each transfer takes as many calls as necessary.
 class Peer : public itcIOHandler {
 public:
     explicit Peer(std::unique_ptr<itcConnection> owned) : connection(std::move(owned))
@@ -25,7 +25,7 @@ public:
 
     bool hasSent() const { return outgoing.txState == Complete; }
     bool hasReceived() const { return incoming.rxState == Complete; }
-    bool isOver() const { return incoming.rxState >= Complete; } ///< Well or badly.
+    bool isOver() const { return incoming.rxState >= Complete; } ///< Completed, failed or disconnected.
 
     int inputReady(itcConnection* c, char*) override
     {
@@ -50,8 +50,8 @@ public:
     OpenUbSend outgoing{1};
     OpenUbReceive incoming{2};
     std::function<void()> onPacket;
-    int inputs = 0;  ///< Calls that it took to receive.
-    int outputs = 0; ///< Calls that it took to send.
+    int inputs = 0;  ///< The number of calls to receive.
+    int outputs = 0; ///< The number of calls to send.
 
 private:
     itcDispatcher& dispatcher = *itcDispatcher::instance();

@@ -1,4 +1,4 @@
-// A server that accepts, takes typed values and answers, all of it in the dispatcher.
+// A server that accepts connections, takes typed values and answers. The dispatcher calls every step.
 #include "Peer.h"
 #include "Transports.h"
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Answers each request on each connection with the number doubled and the text in brackets.
+/// Answers each request on each connection: doubles the number and puts the text into brackets.
 class Server : public itcIOHandler {
 public:
     explicit Server(itcConnection& endpoint) : listener(endpoint)

@@ -1,5 +1,5 @@
 /// \file
-/// One battery for all streams: TCP over IPv4 and IPv6, and Unix sockets.
+/// The kinds of streams: TCP over IPv4, TCP over IPv6, and local streams. Each scenario runs over every kind.
 #pragma once
 
 #include "BareSocket.h"
@@ -21,7 +21,7 @@
 #include <string>
 #include <utility>
 
-/// A kind of stream, with one address that a test listens at and connects to.
+/// A kind of stream, with one address for the listener and for the connects of a test.
 class Transport {
 public:
     virtual ~Transport() = default;
@@ -29,7 +29,7 @@ public:
     virtual std::unique_ptr<itcConnection> makeStream() const = 0;
     virtual bool listen(itcConnection& stream) = 0;
     virtual int connect(itcConnection& stream, ICBKivReady* cb = nullptr) = 0;
-    /// Whether a second listener gets the address of a first.
+    /// True when a second listener takes the address away from the first listener.
     virtual bool lastListenerWins() const = 0;
 };
 
@@ -88,7 +88,7 @@ inline void PrintTo(const TransportKind& kind, std::ostream* out) { *out << kind
 
 inline std::string transportName(const testing::TestParamInfo<TransportKind>& info) { return info.param.name; }
 
-/// A listener in place, and the dispatcher.
+/// The fixture of the scenarios: a stream that listens, and the dispatcher.
 class TransportTest : public testing::TestWithParam<TransportKind> {
 protected:
     TransportTest() { listens = transport->listen(*listener); }
@@ -108,7 +108,7 @@ protected:
         return std::unique_ptr<itcConnection>(accepted);
     }
 
-    /// Runs the dispatcher until something has come about; fails when nothing happens any more.
+    /// Runs the dispatcher until the condition holds. Fails when nothing is ready for ten seconds.
     template <class Condition> void dispatchUntil(Condition condition)
     {
         while (!condition()) {
@@ -125,7 +125,7 @@ private:
     bool listens = false;
 };
 
-/// While it exists, the library's sockets have so small buffers, the accepted ones too.
+/// While TinySocketBuffers exists, the library's sockets have buffers of `size` bytes. So have accepted sockets.
 class TinySocketBuffers {
 public:
     explicit TinySocketBuffers(int size)

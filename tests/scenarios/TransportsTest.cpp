@@ -1,4 +1,4 @@
-// What every stream transport does when things go wrong, seen from the dispatcher.
+// Failures of connections over each kind of stream, as handlers of the dispatcher notice them.
 #include "Transports.h"
 #include "Peer.h"
 
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 
 class Transports : public TransportTest {
 protected:
-    /// Receives from a peer until that is over, well or badly.
+    /// Receives with a peer until the transfer has completed or failed.
     void receiveFrom(Peer& peer)
     {
         peer.receive();
@@ -24,7 +24,7 @@ protected:
 };
 INSTANTIATE_TEST_SUITE_P(, Transports, testing::ValuesIn(transportKinds), transportName);
 
-/// Does something while the dispatcher waits.
+/// A handler whose timer runs an action while the dispatcher waits.
 struct Meanwhile : itcIOHandler {
     explicit Meanwhile(std::function<void()> action) : what(std::move(action)) {}
     void timerExpired(long, long) override { what(); }
@@ -115,7 +115,7 @@ TEST_P(Transports, ShowAPeerThatShutsDownItsSide)
     EXPECT_STREQ(area, "still");
 }
 
-// A peer that closes over bytes which it has not read resets the connection.
+// A peer that closes without having read all bytes resets the connection.
 TEST_P(Transports, ShowAPeerThatResetsTheConnection)
 {
     auto client = connect();
