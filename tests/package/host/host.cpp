@@ -1,4 +1,4 @@
-// A host of the installed library: a packet goes out and comes back, and an OS_ function of our own is called by it.
+// A host of the installed library. The host sends and receives a packet, and replaces an OS_ function of the library.
 #include <kiv/kiv.h>
 
 #include <sys/socket.h>
