@@ -1,4 +1,4 @@
-// What does one dispatch cycle add to the select() call that it cannot do without?
+// How much time does one dispatch cycle take, beside its select() call?
 #include <kiv/kiv.h>
 
 #include <benchmark/benchmark.h>
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Descriptors that are always readable, as many as asked for.
+// `count` descriptors that are always readable.
 class Readable {
 public:
     explicit Readable(int count)
@@ -43,7 +43,7 @@ public:
     long calls = 0;
 };
 
-// The floor: the same descriptors in a bare select().
+// The lower bound: a bare select() of the same descriptors.
 void bareSelect(benchmark::State& state)
 {
     const Readable readable(static_cast<int>(state.range(0)));

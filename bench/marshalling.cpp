@@ -1,4 +1,4 @@
-// What does it cost to put one value into a packet, and to take it out again?
+// How much time does it take to put one value into a packet, and to take one value out of a packet?
 #include <kiv/kiv.h>
 
 #include <benchmark/benchmark.h>
@@ -7,7 +7,7 @@ namespace {
 
 constexpr int valuesPerPacket = 1000;
 
-// The floor: the same bytes written to plain memory, aligned as they are in a packet.
+// The lower bound: writing the same bytes to plain memory, with the alignment of a packet.
 template <class Value> void storeToMemory(benchmark::State& state)
 {
     alignas(8) static char memory[valuesPerPacket * sizeof(Value)];
@@ -34,7 +34,7 @@ template <class Value> void put(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * valuesPerPacket);
 }
 
-// `label` is the first byte of the packet: 0x10 says that it comes from a machine like this one, 0x00 from the other.
+// `label` is the first byte of the packet, which tells the sender's byte order: 0x10 little-endian, 0x00 big-endian.
 template <class Value> void take(benchmark::State& state)
 {
     itcNDRSend packet;
@@ -65,7 +65,7 @@ void putText(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * 100);
 }
 
-// A packet as applications send it: a mixed record of thirteen values.
+// A packet like those of applications: a record of thirteen values of different types.
 void putRecord(benchmark::State& state)
 {
     itcNDRSend packet(4096);

@@ -1,4 +1,4 @@
-// How long does a typed request take to a server on loopback and back, beside the same bytes on bare sockets?
+// How long does a typed request take to a server on loopback and back? How long do the same bytes take on bare sockets?
 #include <kiv/kiv.h>
 
 #include <benchmark/benchmark.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Two ends of a TCP connection on loopback, without the delay that gathers small pieces.
+// Two ends of a TCP connection on loopback. TCP_NODELAY is set: small pieces are sent at once.
 struct LoopbackPair {
     int client = -1;
     int server = -1;
@@ -34,7 +34,7 @@ struct LoopbackPair {
     }
 };
 
-// The floor: a block of the size of our frame goes there and back.
+// The lower bound: a block with the size of our frame goes to the server and back.
 void bareSockets(benchmark::State& state)
 {
     constexpr size_t frameSize = 8 + 2 + 2 + 4 + 8 + 8;
