@@ -1,4 +1,4 @@
-# Installing: library, headers, CMake package, pkg-config file.
+# Installs the library, the headers, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(KIV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KIV)
@@ -16,7 +16,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/KIVConfig.cmake ${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake
     DESTINATION ${KIV_PACKAGE_DIR})
 
-# The paths in kiv.pc start from its own place, so that the installed tree can be moved, unless they were given as absolute.
+# The paths in kiv.pc are relative to the place of kiv.pc. The installed tree can therefore be moved. Exception:
+# absolute paths that the builder has given stay absolute.
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
     set(KIV_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
     set(KIV_PC_INCLUDEDIR ${CMAKE_INSTALL_FULL_INCLUDEDIR})
