@@ -239,7 +239,8 @@ TEST_F(ConnectionReadStrict, MarksAPeerThatClosedBeforeTheFirstByte)
 
 TEST_F(ConnectionReadStrict, GoesOnReceivingZerosAfterTheFirstByte)
 {
-    // With a real peer that has closed, recv() returns 0 each time and this Read() never ends. The script ends it.
+    // With a real peer that has closed, recv() returns 0 each time and this Read() never ends. The script ends the
+    // read.
     OsFaults::recv().instead = [counts = std::vector<int>{1, 0, 0, 0, 3}, next = 0](int, void*, size_t) mutable {
         return static_cast<ssize_t>(counts[static_cast<size_t>(next++)]);
     };

@@ -1,4 +1,4 @@
-// OpenConnection() of a datagram socket: it sets the peer.
+// OpenConnection() of a datagram socket, which sets the peer.
 #include "ConnectionLimit.h"
 #include "DatagramTest.h"
 #include "ReadyRecorder.h"

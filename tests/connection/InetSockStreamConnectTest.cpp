@@ -198,7 +198,7 @@ TEST_P(InetSockStreamConnect, SurvivesTheFailureOfAnySingleCall)
 }
 
 // A stream with ItcStrictBlocking, or with a number without a meaning, connects in blocking mode. The state afterwards
-// is nevertheless ConnectPending. When the dispatcher later asks the socket for an error, it finds none.
+// is nevertheless ConnectPending. When the dispatcher later asks the socket for an error, the socket has none.
 TEST_P(InetSockStreamConnect, CountsAsPendingInAnyModeButBlocking)
 {
     for (const int option : {2, 7}) {

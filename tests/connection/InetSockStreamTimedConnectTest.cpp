@@ -48,7 +48,7 @@ private:
     const OS_signalHandler previous;
 };
 
-/// A connect that blocks until the alarm has come. An alarm that came before the connect ends it, too.
+/// A connect that blocks until the alarm has come. An alarm that came before the connect ends the connect, too.
 int blockUntilAlarm(int, const sockaddr*, socklen_t)
 {
     while (__atomic_load_n(&itcInetSockStream::intrFlag, __ATOMIC_RELAXED) == 0)

@@ -178,7 +178,8 @@ private:
 
     static Stream& local(const AnyStream& stream) { return dynamic_cast<Stream&>(*stream); }
 
-    // A stream that is bound again replaces its copy of the path and does not free the earlier copy. The test frees it.
+    // A stream that is bound again replaces its copy of the path and does not free the earlier copy. The test frees the
+    // earlier copy.
     static bool createEndpointAt(const AnyStream& stream, itcUnixAddress& where)
     {
         char* const earlier = local(stream).boundPath;

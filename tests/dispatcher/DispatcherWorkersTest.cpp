@@ -1,4 +1,4 @@
-// The worker threads that belong to notifications. The dispatcher waits for each worker and deletes it.
+// The worker threads that belong to notifications. The dispatcher waits for each worker and deletes the worker.
 #include "HookRecorder.h"
 #include "ReadyParts.h"
 

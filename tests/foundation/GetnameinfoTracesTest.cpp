@@ -27,7 +27,7 @@ protected:
     // Asks about an address. The caller states the length `length`.
     void ask(const sockaddr_storage& address, socklen_t length) const
     {
-        // The memory has exactly the stated length. The address checker reports a read behind it.
+        // The memory has exactly the stated length. The address checker reports a read behind the memory.
         const auto claimed = std::make_unique<unsigned char[]>(length);
         std::memcpy(claimed.get(), &address, length);
         OS_getnameinfo(reinterpret_cast<const sockaddr*>(claimed.get()), length, nullptr, 0, nullptr, 0, 0);

@@ -16,7 +16,7 @@ constexpr int64_t seconds32 = int64_t{1} << 32;
 
 void ignore(int) {}
 
-/// Interrupts the process repeatedly. A single interruption may come before the call that it is meant for.
+/// Interrupts the process repeatedly. A single interruption may come before the call that is to be interrupted.
 class Interruptions {
 public:
     Interruptions() : previous(OS_signal(SIGALRM, ignore))

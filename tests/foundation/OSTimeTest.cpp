@@ -118,7 +118,7 @@ TEST(OSTime, SetitimerGivesBackThePreviousTimer)
     EXPECT_EQ(read.it_value.tv_sec, 0);
 }
 
-// Not every 32-bit kernel accepts such a long time. The time may be refused, but a shorter time must not be set.
+// Not every 32-bit kernel accepts a time of this length. The time may be refused, but a shorter time must not be set.
 TEST(OSTime, SetitimerDoesNotCutALongTime)
 {
     const itimerval set = {{0, 0}, {0x100000003, 0}};

@@ -1,5 +1,5 @@
-// Packets that are stored byte by byte. On every machine the library reads the stored values. It writes the stored
-// bytes of the packets in the machine's own byte order.
+// Packets that are stored byte by byte. On every machine the library reads the stored values. The library writes the
+// stored bytes of the packets in the machine's own byte order.
 #include "../ndr/UbProbe.h"
 #include "GoldenMeanings.h"
 #include "GoldenPacket.h"

@@ -172,7 +172,7 @@ using AlignedTypes =
 using ValueTypes = testing::Types<bool, char, signed char, unsigned char, short, unsigned short, int, unsigned int,
                                   float, double, long long, unsigned long long>;
 
-/// The value whose bytes in memory are 1, 2, 3 and so on.
+/// Returns the value whose bytes in memory are 1, 2, 3 and further.
 template <class Value> Value countingValue()
 {
     const unsigned char counting[8] = {1, 2, 3, 4, 5, 6, 7, 8};

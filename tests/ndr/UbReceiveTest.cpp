@@ -234,7 +234,7 @@ TEST_F(UbReceive, AFailedInitReadEndsTheCall)
     EXPECT_THAT(packet, HasStatus(Itc_Ndr_Ub_Packet_Read_Failed, Error, 5));
 }
 
-// The receiver calls InitRead() before it looks at its state.
+// The receiver calls InitRead() before looking at the state.
 class UbReceiveInitRead : public UbReceive, public testing::WithParamInterface<int> {
 protected:
     UbReceiveInitRead()

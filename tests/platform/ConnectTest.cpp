@@ -16,7 +16,7 @@ INSTANTIATE_TEST_SUITE_P(Loopback, Connect, testing::Values("127.0.0.1", "::1"),
 
 void ignoreSignal(int) {}
 
-/// Interrupts the process repeatedly. A single interruption may come before the call that it is meant for.
+/// Interrupts the process repeatedly. A single interruption may come before the call that is to be interrupted.
 class RepeatedAlarm {
 public:
     RepeatedAlarm()

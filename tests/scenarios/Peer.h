@@ -1,5 +1,5 @@
 /// \file
-/// One end of a connection. The dispatcher calls it to send and to receive packets.
+/// One end of a connection. The dispatcher calls the peer to send and to receive packets.
 #pragma once
 
 #include "../ndr/UbProbe.h"

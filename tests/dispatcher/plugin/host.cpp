@@ -1,4 +1,5 @@
-// A host that does not link the library. Loading the plug-in loads the library. Unloading the plug-in may unload it.
+// A host that does not link the library. Loading the plug-in loads the library. Unloading the plug-in may unload
+// the library.
 #include <dlfcn.h>
 
 #include <cstdio>
