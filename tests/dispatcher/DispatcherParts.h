@@ -62,6 +62,18 @@ public:
     using itcDispatcher::writeMask;
 };
 
+/// What holds between any two calls on a dispatcher, except that a host may write the fields itself.
+inline void expectSound(const OpenDispatcher& dispatcher)
+{
+    EXPECT_GE(dispatcher.nfds, 0);
+    EXPECT_LE(dispatcher.nfds, dispatcher.capacity);
+    for (int fd = dispatcher.nfds; fd < dispatcher.capacity; ++fd) {
+        EXPECT_EQ(dispatcher.readHandlers[fd], nullptr) << fd;
+        EXPECT_EQ(dispatcher.writeHandlers[fd], nullptr) << fd;
+        EXPECT_EQ(dispatcher.exceptHandlers[fd], nullptr) << fd;
+    }
+}
+
 /// One kind of interest, for tests that hold for all three.
 struct Kind {
     const char* name; ///< What a Handler writes down.

@@ -1,4 +1,5 @@
 // A host gives names to the numbers of the error reports. Its own enumerators stand in the library's enumerations.
+#include <kiv/connection/itcInetSockDgram.h>
 #include <kiv/foundation/KivDebug.h>
 
 #include <gtest/gtest.h>
@@ -18,7 +19,7 @@ static_assert(std::is_same_v<std::underlying_type_t<KivError::KivErrorCode>, int
 namespace {
 
 KivError::ErrPrio priorityTold;
-KivError::ErrType typeTold;
+KivError::ErrType typeTold = KivError::TypeResource;
 KivError::KivErrorCode codeTold;
 
 void report(KivError::ErrPrio priority, KivError::ErrType type, KivError::KivErrorCode code, const char*, const char*,
@@ -29,14 +30,14 @@ void report(KivError::ErrPrio priority, KivError::ErrType type, KivError::KivErr
     codeTold = code;
 }
 
-} // namespace
-
 TEST(KivError, IsToldInTheHostsOwnEnumerators)
 {
     KivDebug::initKivErrorPrint(report);
-    KivDebug::pKivErrorPrint(KivError::ErrPrio(1), KivError::ErrType(1), KivError::KivErrorCode(54), "", "", nullptr);
+    itcInetSockDgram().setTcpNodelay(true); // a wrong use, which the library reports
     KivDebug::initKivErrorPrint(nullptr);
     EXPECT_EQ(priorityTold, KivError::PrioHigh);
-    EXPECT_EQ(typeTold, KivError::TypeResource);
+    EXPECT_EQ(typeTold, KivError::TypeUse);
     EXPECT_EQ(codeTold, KivError::CodeGeneral);
 }
+
+} // namespace

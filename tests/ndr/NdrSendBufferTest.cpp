@@ -279,6 +279,16 @@ TEST(NdrSendExtend, BeginsAFreshPacketWhenTheBufferSaysThatItIsEmpty)
     EXPECT_EQ(b.raw_length_inline(), 2u);
 }
 
+TEST(NdrSendExtend, KeepsTheLabelHoweverLittleTheBufferSays)
+{
+    OwnLength b(64);
+    b << 'a' << 'b';
+    b.said = 1;
+    b.extend_buffer(1);
+    EXPECT_EQ(b.raw_length_inline(), 2u);
+    EXPECT_EQ(b.raw_data()[0], 0x10);
+}
+
 TEST(NdrSendExtend, KeepsNoMoreThanIsThereWhateverTheBufferSays)
 {
     OwnLength b(64);

@@ -69,10 +69,12 @@ TEST(NdrSendTransaction, ThatHasVanishedMayBeEndedASecondTime)
     b.severity = Warning;
     b.end_transaction();
     const std::string values = b.values();
+    const std::string behind(b.writePos, 16); // where the count of the transaction stood
     for (const int severity : {Success, Warning, Error}) {
         static_cast<itcStatus&>(b) = itcStatus{Itc_Ok, severity, 0};
         EXPECT_EQ(b.end_transaction(), severity);
         EXPECT_EQ(b.values(), values);
+        EXPECT_EQ(std::string(b.writePos, 16), behind);
         EXPECT_THAT(b, HasStatus(Itc_Ok, severity, 0));
     }
 }
