@@ -73,8 +73,9 @@ void itcNDRSend::create_buffer(unsigned int size)
 void itcNDRSend::extend_buffer(unsigned int pages)
 {
     clearStatus(*this);
-    // A deriving class may count its content otherwise. What is really there is the bound.
-    const uint64_t length = std::min(raw_length(), raw_length_inline());
+    // A deriving class may count its content otherwise: no more than is really there, and no less than the label.
+    const uint64_t counted = std::min(raw_length(), raw_length_inline());
+    const uint64_t length = counted != 0 ? std::max<uint64_t>(counted, labelSize) : 0;
     const uint64_t used = length != 0 ? length + headerSize : 0;
     const uint64_t newSize = used + std::max(pages * pageSize, used / 2);
     if (newSize == 0 || newSize + alignmentSpare > largestAllocation) {
