@@ -121,7 +121,7 @@ public:
     ///         -1, (`Itc_Tp_Write_Call_Failed`, Error): the system refused. A negative `len` fails with EINVAL.
     /// \warning Raises SIGPIPE when the peer has closed: ignore the signal.
     /// \warning Any handled signal, with SA_RESTART too, ends a blocking send that has begun: the result is then
-    ///          smaller than `len`.
+    ///          smaller than `len`. Send the rest, or block the signals during the call.
     virtual int Write(const void* buf, int len);
 
     /// Switches the mode of the descriptor and stores the option.

@@ -141,8 +141,8 @@ int itcInetSockDgram::OpenConnection(itcInetAddress& remote, ICBKivReady* cb, vo
     return tell(cb, fixPeer(remote), clientData);
 }
 
-// Connecting a datagram socket sends nothing: the system only notes the peer. The trace comes before the close here, and
-// behind the close in a TCP stream. A host's own Close() may print, and readers of logs know both orders.
+// Connecting a datagram socket sends nothing: the system only notes the peer. The trace comes before the close here,
+// and behind the close in a TCP stream. A host's own Close() may print, and readers of logs know both orders.
 int itcInetSockDgram::fixPeer(itcInetAddress& remote)
 {
     Steps steps(*this, connectTexts);

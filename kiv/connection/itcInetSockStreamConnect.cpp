@@ -4,8 +4,9 @@
 // signal handler sets tells the alarm from other signals. Signal, timer and flag belong to the whole process.
 //
 // After a failed connect the socket is closed. The status records the error number of the connect, which the trace
-// shows too. After a time-out the status records the number that is pending behind the close instead: the connect's own
-// number would be EINTR, which tells a host nothing that the trace does not tell.
+// shows too. After a time-out the
+// status records the number that is pending behind the close: the connect's own number would be EINTR, as after any
+// signal.
 #include <kiv/connection/itcInetSockStream.h>
 
 #include <kiv/address/itcInetAddress.h>
@@ -138,6 +139,8 @@ int itcInetSockStream::connectWithinTime(itcInetAddress& remote)
     return Steps(*this, blockingTexts).connect(remote.address);
 }
 
+// The trace comes before the close here, because the flag that the trace shows is cleared before the close. The other
+// failures of a connect are traced behind the close. Readers of logs know both orders.
 void itcInetSockStream::failByTimeout(int c)
 {
     traceFailure([&](std::ostream& out) {

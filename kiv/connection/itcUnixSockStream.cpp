@@ -1,8 +1,8 @@
 // Local streams: sockets named by files.
 //
-// The operations of this class print no traces: failures are in the status only. The one that binds a path removes what
-// lies at the path first, gives the new file mode 0777, and removes the file in its destructor. Accepted connections
-// and clients bind nothing and remove nothing.
+// The operations of this class print no traces: failures are in the status only. An object that binds a path removes
+// what lies at the path first, gives the new file mode 0777, and removes the file in its destructor. Accepted
+// connections and clients bind nothing and remove nothing.
 #include <kiv/connection/itcUnixSockStream.h>
 
 #include <kiv/address/detail/AddressLength.h>
@@ -141,7 +141,7 @@ int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
             setStatus(*this, Itc_Tp_Would_Block, Warning);
             return -1;
         default:
-            // The number recorded is the one that is pending behind the close, as everywhere in this class. A TCP
+            // The status records the number that is pending behind the close, as everywhere in this class. A TCP
             // stream records the number of the connect.
             Close();
             setStatus(*this, Itc_Tp_Connect_Call_Failed, Error);

@@ -274,9 +274,12 @@ public:
     ///
     /// When select() fails, handleError() decides whether the wait is repeated. A wait that is not repeated returns 0,
     /// and the three sets then hold all that is wanted, not what is ready: do not evaluate them.
-    /// \warning A request to be called again that meets such a failed wait is lost. After a failed wait
-    ///          each wanted descriptor is still in the sets. fillInReady() does not count it, and drops the request. A
-    ///          handler that relies on the call starts a timer beside the request.
+    /// \warning A request to be called again that meets such a failed wait is lost. After a failed wait each wanted
+    ///          descriptor is still in the sets. fillInReady() does not count it, and drops the request. A handler that
+    ///          relies on the call starts a timer beside the request.
+    /// \warning A request for a kind of interest that has been unlinked since is counted nevertheless. If the request
+    ///          meets a failed wait, notify() calls the handler of the lowest wanted descriptor, although nothing is
+    ///          ready. A handler that unlinks its descriptor returns 0. Non-blocking connections bear such a call.
     /// \param r       receives the descriptors that are readable, or whose connections hold received bytes.
     /// \param w       receives the descriptors that are writable.
     /// \param e       receives the descriptors with an exceptional condition.
@@ -404,7 +407,7 @@ public:
 
     /// Installs the functions of a profiler. Call this once, before dispatching starts: the pointers are plain words.
     /// \param intReservedText      is called at once for each of the eight markers 0 to 7, with its number and its
-    ///                             text. Null: no marker is told.
+    ///                             text. Null: the texts are not registered. The markers are told nevertheless.
     /// \param startTimer           is called with the number of a marker at the marker's place in each cycle. Null:
     ///                             never.
     /// \param incDispatchSleepTime is called at the end of each cycle with a time limit, with four numbers: seconds and

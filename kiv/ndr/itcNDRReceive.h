@@ -82,8 +82,8 @@ public:
     /// Wraps the caller's buffer. The NDR data begins at the first multiple of 8 in `buf`. Storage of its own is freed.
     /// Clears the status.
     ///
-    /// raw_length() counts `size` bytes from that multiple on, also where the buffer ends before: peers and hosts know
-    /// the number that they passed. Takes stop at the buffer's end all the same.
+    /// raw_length() counts `size` bytes from that multiple on, also where the buffer ends before: hosts compare the
+    /// result with the number that they passed. Takes stop at the buffer's end all the same.
     ///
     /// Results, in the status:
     /// - clear: `buf` is in use.
@@ -118,7 +118,7 @@ public:
     ///
     /// When the announced length is greater than `cap`, the array is replaced, also when the bytes then turn out to be
     /// missing. After every call the array has the larger of `cap` and `len` bytes: pass that number as `cap` the next
-    /// time.
+    /// time. Without storage `len` is not written: set `len` to 0 before the call.
     /// \param dst an array of `cap` bytes. A new array comes from array new and has exactly `len` bytes. The old array
     ///            is deleted if `cap` is positive. The caller deletes the new array.
     /// \param cap the number of bytes in the array `dst`; 0 with a null `dst`.

@@ -24,8 +24,8 @@ template <class... Values> constexpr auto takesOf = std::make_tuple(static_cast<
 
 } // namespace
 
-// One would expect 1 when a single byte is left. The comparison is strict, and the answer is 0: loops of hosts end on
-// 0, and the packets that they know do not end with single bytes.
+// One would expect 1 when a single byte is left. The comparison is strict, and the answer is 0. The pointers of an
+// empty buffer are those of a packet with one byte left: loops of hosts end on 0 in both cases.
 unsigned int itcNDRReceive::pending_length() const
 {
     if (dataLast == nullptr || readPos == nullptr || dataLast <= readPos)

@@ -159,7 +159,8 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType
 ///         (`Itc_Ndr_Ub_Disconnection`, Error), Failed: the peer has closed inside the data, and a packet is lost; or a
 ///         frame of length 0 came.
 ///         (`Itc_Ndr_Ub_Unknown_Receive_State`, Error), Failed: the state is none of the enumeration.
-/// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. A loop that
+/// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. Take a fresh
+///          buffer for a fresh connection. A loop that
 ///          looks only for 0 would take a false packet for ever. In Failed the status stays through further calls,
 ///          unless InitRead() fails again.
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);

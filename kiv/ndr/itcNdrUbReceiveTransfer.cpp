@@ -155,7 +155,7 @@ template <class Source> void itcNdrUbReceive::readData(Source& source)
         return;
     dataPos = raw_data();
     rxState = Complete;
-    installPacket(lengthBuf); // the end of an earlier transaction is kept, as hosts that derive know it
+    installPacket(lengthBuf); // keeps the end of an earlier transaction: the plain framed read forgets it
 }
 
 // Reads towards the end of the present stage. A peer that closes inside the data leaves the state Failed, because a

@@ -6,9 +6,9 @@
 
 namespace kiv {
 
-/// While it exists, SIGALRM interrupts the process after the given time. What was set before comes back in the end:
-/// first the timer, then the handler, so that our alarm cannot reach the host's handler or, where it has none, end the
-/// process. Where the handler cannot be installed no alarm is set, and the connect has no limit.
+/// While this object exists, SIGALRM interrupts the process after the given time. The destructor puts the host's timer
+/// back first, then the host's handler. An alarm of ours can therefore neither reach the host's handler nor end a
+/// process that has no handler. Where our handler cannot be installed no alarm is set, and the connect has no limit.
 class ConnectAlarm {
 public:
     ConnectAlarm(unsigned int milliseconds, OS_signalHandler handler);

@@ -2,7 +2,7 @@
 /// Internal: the number of microseconds in a second.
 ///
 /// The second field of a timeval counts microseconds. Adding and subtracting times carries and borrows with this
-/// constant: OS_getuptime() does, and so do the dispatcher and its operators on timeval.
+/// constant, in OS_getuptime(), in the dispatcher and in its operators on timeval.
 #pragma once
 
 #include <cstdint>

@@ -39,7 +39,7 @@ try {
 
 /// Hands a composed text to the print hook. Does nothing if there is no text.
 ///
-/// An exception of the print hook is not caught: the hook belongs to the host, and so does its exception.
+/// An exception of the print hook is not caught: the hook and its exceptions belong to the host.
 inline void print(short flag, const std::optional<std::string>& text)
 {
     if (text)
