@@ -79,7 +79,8 @@ public:
     virtual int WriteDescriptor() const;  ///< \return the descriptor to be linked for writing; -1 without one.
     virtual int ExceptDescriptor() const; ///< \return the descriptor to be linked for exceptions; -1 without one.
 
-    /// Asks how many bytes wait in the socket.
+    /// Asks the system how many bytes wait in the socket. For a datagram socket this is the size of the next datagram.
+    /// A datagram that InitRead() has received already is not counted.
     /// \return 0 or more: the number of bytes; the status is clear.
     ///         -1, (`Itc_Tp_Descriptor_Not_Yet_Set`, Error): there is no descriptor.
     ///         -1, (`Itc_Tp_Ioctl_Call_Failed`, Error): the system refused.
@@ -185,9 +186,11 @@ public:
     /// \}
 
     /// \name The connection limit
-    /// Every operation that makes a descriptor asks hasMaxConnCount() first; accepting asks afterwards. At the limit
-    /// the operation fails with (`Itc_Tp_Max_Connections_Reached`, Error). Asking and counting are two steps: threads
-    /// that race may exceed the limit by their number. Any thread may call these operations.
+    /// An operation that opens a socket asks hasMaxConnCount() before. Accepting asks after the peer was accepted. At
+    /// the limit the operation fails with (`Itc_Tp_Max_Connections_Reached`, Error). A listener is also closed.
+    ///
+    /// Asking and counting are two steps. Of several threads that ask at the same time, each may get a descriptor below
+    /// the limit: the limit is then exceeded. Any thread may call these operations.
     /// \{
     static int getConnectionCount(); ///< \return the number of descriptors that are counted as open.
     static void incConnCount();      ///< Counts one descriptor more.

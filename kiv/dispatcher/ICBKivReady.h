@@ -33,12 +33,13 @@ public:
 
     virtual ~ICBKivReady(); ///< Deregisters this receiver. Notifications that are queued for it are dropped.
 
-    /// The operation has completed.
+    /// Called when an operation has completed, or when a notification is delivered.
     ///
-    /// Calls from the dispatcher come on the dispatching thread, with the notification lock held. The receiver may
-    /// notify, create receivers and destroy receivers here, also itself.
-    /// \warning A notification that is queued here is delivered in the same cycle. If every ready() queues a
-    ///          notification, the cycle never ends: let a timer queue the next one.
+    /// A connection calls ready() inside its operation, on the thread of the caller. The dispatcher calls ready() on
+    /// the dispatching thread, with the notification lock held. The receiver may notify, create receivers and destroy
+    /// receivers here, also itself.
+    /// \warning A notification that is queued during a delivery is delivered in the same cycle. If every ready() queues
+    ///          a notification, the cycle never ends: let a timer queue the next one.
     /// \param result   what the operation returned, or what addAsyncReadyNotify() was given.
     /// \param userData what the caller passed with the request; unchanged.
     virtual void ready(int result, void* userData) = 0;

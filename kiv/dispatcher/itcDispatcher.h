@@ -164,21 +164,27 @@ public:
 
     /// Runs one cycle. The wait takes at most `sec` seconds and `usec` microseconds.
     ///
-    /// On return both arguments hold the time not slept. If that time is longer than the cycle took, both are 0. Do not
-    /// pass them to the next call as a remaining time: measure with currentTime().
-    /// \warning A negative limit makes the wait fail at once, and the result is 0: a loop would spin. Pass 0 instead.
+    /// On return `sec` and `usec` hold the rest of the limit. The first case that applies decides:
+    /// - A timer was to fire before the limit: the rest is the whole limit.
+    /// - A timer was due, a connection held received bytes, or a handler had asked to be called again: the rest is 0.
+    /// - In all other cases the rest is the time not slept.
+    ///
+    /// A rest that is longer than the cycle took is then replaced by 0. Do not pass the rest to the next call as a
+    /// remaining time: measure with currentTime().
+    /// \warning A negative limit that is not replaced by 0 makes the wait fail at once: see dispatch(timeval*). No
+    ///          descriptor is served, the result is 0, and a loop would spin. Pass 0 instead.
     /// \param sec  seconds of the limit; overwritten.
     /// \param usec microseconds of the limit; overwritten.
-    /// \return 1: a descriptor was ready.
-    ///         0: no descriptor was ready. The time was up, only a timer fired, or the wait failed (a signal, too).
+    /// \return 1: a descriptor was ready, a connection held received bytes, or a handler had asked to be called again.
+    ///         0: the time was up, only a timer fired, nothing is linked, or the wait failed (a signal, too).
     virtual int dispatch(long& sec, long& usec);
 
     /// Runs one cycle. The wait takes at most `seconds`. Fractions of a microsecond are cut off. Too large values are
     /// cut to the largest `long`; NaN counts as 0.
     /// \warning A negative limit makes the wait fail at once, and the result is 0: a loop would spin. Pass 0 instead.
     /// \param seconds the limit.
-    /// \return 1: a descriptor was ready.
-    ///         0: no descriptor was ready. The time was up, only a timer fired, or the wait failed (a signal, too).
+    /// \return 1: a descriptor was ready, a connection held received bytes, or a handler had asked to be called again.
+    ///         0: the time was up, only a timer fired, nothing is linked, or the wait failed (a signal, too).
     virtual int dispatch(double seconds);
 
     /// Queues a call of `target->ready(result, userData)` for the dispatching thread. Any thread may call this. The
@@ -266,8 +272,8 @@ public:
     /// \warning A signal ends the wait, and the result is 0. A request to be called again that was made in the cycle
     ///          before is lost then. A handler that relies on the call starts a timer beside the request.
     /// \param timeout the limit of the wait; overwritten. Null: no limit.
-    /// \return 1: a descriptor was ready.
-    ///         0: no descriptor was ready. The time was up, only a timer fired, or the wait failed (a signal, too).
+    /// \return 1: a descriptor was ready, a connection held received bytes, or a handler had asked to be called again.
+    ///         0: the time was up, only a timer fired, nothing is linked, or the wait failed (a signal, too).
     virtual int dispatch(timeval* timeout);
 
     /// Waits until something is ready. What the sets held before is overwritten.

@@ -297,10 +297,16 @@ KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long
 /// \warning `dst` must have room for what the peer may send: no size is checked. The text ends with a zero only if the
 ///          packet's own text does. Where the peer is not trusted, use extract().
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
-/// Takes a block into the record's own area; see itcBinData. The area is left alone while the status is not clear. A
-/// null area: (`Itc_Ndr_No_Buffer_Provided`, Error).
+/// Takes a length, and as many bytes into `data.data`. `data.length` is neither read nor changed.
+///
+/// The area is left alone in three cases. The status is then:
+/// - unchanged, if the severity was Warning or worse before the take; the length is skipped all the same;
+/// - (`Itc_Ndr_End_Of_Data`, Warning), if the announced bytes are not all there;
+/// - (`Itc_Ndr_No_Buffer_Provided`, Error), if `data.data` is null and the announced length is above 0.
+/// \warning The area must have room for what the peer may send: no size is checked. Where the peer is not trusted, use
+///          itcNDRReceive::extract().
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
-/// Takes what the record takes.
+/// Calls `record.to_internal(b)`. \return `b`, whatever the record returns.
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
 /// \}
 

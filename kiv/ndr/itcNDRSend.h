@@ -60,10 +60,14 @@ public:
     virtual char* raw_data();
     /// \return the number of bytes of NDR data, label included; 0 without storage.
     virtual unsigned int raw_length() const;
-    /// Makes the storage larger and clears the status. Every put that needs room calls this operation.
+    /// Makes new storage, moves the content there, and clears the status. Every put that needs room calls this
+    /// operation.
     ///
-    /// The storage grows by `pages` times 4096 bytes, or by half of the content if that is more. The content keeps its
-    /// offsets. What raw_length() counts is kept, but no more than is really there.
+    /// The new size is computed from the content, not from the size of the old storage. Behind the content comes room
+    /// for `pages` times 4096 bytes, or for half of the content if that is more. Storage that had more room shrinks.
+    ///
+    /// The content keeps its offsets. What raw_length() counts is kept: at most what is really there, and at least the
+    /// label. If raw_length() is 0, an empty packet begins.
     ///
     /// On failure the status is (`Itc_Ndr_Buffer_Alloc_Failed`, Error) and nothing else changes. Failures: no memory; a
     /// new size above 2^32 - 1; 0 pages for an empty buffer.
@@ -113,8 +117,9 @@ public:
     /// \param data      the bytes. They may lie in this very buffer.
     /// \param len       the number of bytes.
     /// \param align8    true: zero bytes up to a multiple of 8 go in front of the block.
-    /// \param withLength true: `len` is put as an int in front of the gap. Like every int, the length is refused by a
-    ///                  buffer in Error, and then the block is put without its length.
+    /// \param withLength true: `len` is put as an int in front of the gap. For a buffer in Error:
+    ///                   - With room for the int, the int is refused. The block is put without its length.
+    ///                   - Without room for the int, the buffer grows first, which clears the status. Both are put.
     /// \return this buffer. Failures, in the status:
     ///         (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error): `len` is negative; nothing is put.
     ///         (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory. When the length found no memory, nothing is
@@ -247,7 +252,7 @@ KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const char* text);
 /// Puts the length as an `unsigned int`, then the bytes. Null bytes of a length above 0 are not put:
 /// (`Itc_Ndr_No_Buffer_Provided`, Error).
 KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcBinData& data);
-/// Puts what the record puts.
+/// Calls `record.to_external(b)`. \return `b`, whatever the record returns.
 KIV_EXPORT itcNDRSend& operator<<(itcNDRSend& b, const itcXNDR& record);
 /// \}
 

@@ -22,8 +22,9 @@
 ///
 ///  Back to Idle:  reset()                      from Idle and Complete
 ///                 reset_transmission_state()   from Idle, Complete and Failed
-///  Disconnected is final for this connection: take a fresh buffer for a fresh connection.
-///  init() and the constructor from data lead to Complete from anywhere.
+///  InitRead() of the connection fails, except by would-block: to Failed, from every state.
+///  init() and the constructor from data: to Complete.
+///  No reset leaves Disconnected: take a fresh buffer for a fresh connection.
 /// \endcode
 /// Values may be taken in Complete only.
 ///
@@ -37,8 +38,9 @@
 class KIV_EXPORT itcNdrUbReceive : public itcNDRReceive {
 public:
     explicit itcNdrUbReceive(unsigned int tag); ///< No storage yet. The tag is kept for the host and never read.
-    itcNdrUbReceive(unsigned int tag,
-                    unsigned int size); ///< Makes storage for `size` bytes. Status clear: no memory shows later.
+    /// Makes storage for `size` bytes. The status is clear, also when there is no memory: the first read then makes
+    /// storage.
+    itcNdrUbReceive(unsigned int tag, unsigned int size);
     /// Holds a copy of NDR data that came by other means. The state is Complete at once, and the status is clear. With
     /// null data, with 2 bytes or fewer, and without memory there is no packet: raw_length() is 0 then.
     itcNdrUbReceive(unsigned int tag, const char* data, unsigned int len);
@@ -146,11 +148,14 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType
 /// \endcode
 /// Each call first calls InitRead() of the connection, also in states in which nothing is read any more.
 ///
-/// The first call leaves Idle, also when nothing has arrived. No reset is allowed until the frame ends.
+/// The first call leaves Idle, also when nothing has arrived (except for an empty datagram). No reset is allowed until
+/// the frame ends.
 ///
-/// \return the number of bytes that are known to be still expected. 0: the frame is complete. The call that fails gives
-///         the number that was outstanding. Later calls in Failed and Disconnected give 0. Results, in
-///         the status:
+/// \return the number of bytes that are known to be still expected. 0: the frame is complete, with these exceptions:
+///         - The call that fails gives the number that was outstanding. Later calls in Failed and Disconnected give 0.
+///         - If InitRead() fails, the number counts only bytes of the data, in every state.
+///
+///         Results, in the status:
 ///         clear: the frame is complete, or more is expected.
 ///         (`Itc_Ndr_Ub_Packet_Read_Failed`, Error), Failed: the connection failed; its error number is copied.
 ///         (`Itc_Ndr_Magic_Error`, Error), Failed: the bytes are no frame.
@@ -159,10 +164,12 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType
 ///         (`Itc_Ndr_Ub_Disconnection`, Error), Failed: the peer has closed inside the data, and a packet is lost; or a
 ///         frame of length 0 came.
 ///         (`Itc_Ndr_Ub_Unknown_Receive_State`, Error), Failed: the state is none of the enumeration.
-/// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. Take a fresh
-///          buffer for a fresh connection. A loop that
-///          looks only for 0 would take a false packet for ever. In Failed the status stays through further calls,
-///          unless InitRead() fails again.
+/// \warning In Disconnected every further call gives 0 with a clear status, and neither reset is allowed. A loop that
+///          looks only for 0 would take a false packet for ever. Take a fresh buffer for a fresh connection. In Failed
+///          the status stays through further calls.
+/// \warning An empty datagram leaves the state as it was, Idle too, with a clear status. While no data is expected the
+///          result is 0, although no packet is complete. The next take then says
+///          (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning).
 KIV_EXPORT unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r);
 
 /// Reads a frame from a standard stream, and waits for all of it. The failures are those of the read from a connection.

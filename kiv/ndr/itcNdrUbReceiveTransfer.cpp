@@ -220,6 +220,8 @@ unsigned int operator>>(itcConnection& c, itcNdrUbReceive& r)
 {
     if (r.rxState != Failed)
         clearStatus(r);
+    // A receive that fails before a byte is read tells only what is missing of the data: the header is counted stage by
+    // stage.
     if (c.InitRead() < 0) {
         if (c.code != Itc_Tp_Would_Block)
             r.fail(Itc_Ndr_Ub_Packet_Read_Failed, c.errorNumber);
