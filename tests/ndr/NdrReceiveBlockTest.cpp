@@ -13,8 +13,10 @@ bool arraysAreRefused = false;
 
 // The library allocates blocks with this form of array new. A test can let the allocation fail.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
+try {
     return arraysAreRefused ? nullptr : ::operator new[](size);
+} catch (const std::bad_alloc&) { // an announced length may be more than a 32-bit machine has
+    return nullptr;
 }
 
 namespace {
