@@ -173,9 +173,10 @@ TEST(NdrSendSecondGrowth, LeavesRoomForSixteenBytesBesidesTheBlock)
     struct Reluctant : OpenSend {
         void extend_buffer(unsigned int pages) override
         {
-            pagesAsked.push_back(pages);
-            if (pagesAsked.size() > 1)
-                itcNDRSend::extend_buffer(pages);
+            if (pagesAsked.empty())
+                pagesAsked.push_back(pages);
+            else
+                OpenSend::extend_buffer(pages);
         }
     };
     const std::string block(4080, 'x');
