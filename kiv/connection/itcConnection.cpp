@@ -16,12 +16,6 @@ int itcConnection::currentConns = 0;
 // 16 descriptors are left to the host. select() serves no more than 1024.
 int itcConnection::maxConns = std::min(OS_availablefds() - 16, 1024);
 
-namespace {
-
-constexpr StepTexts noTexts = {};
-
-} // namespace
-
 itcConnection::itcConnection() : itcConnection(-1, ItcTypeUnspecified) {}
 
 itcConnection::itcConnection(ConnOptions opt) : itcConnection() { connOptions = opt; }

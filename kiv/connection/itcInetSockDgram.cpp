@@ -39,8 +39,6 @@ constexpr StepTexts connectTexts = {
     "itcInetSockDgram::OpenConnection() OS_socket() call failed. td = ",
 };
 
-constexpr StepTexts noTexts = {};
-
 constexpr NameQuery peerName = {OS_getpeername, "itcInetSockDgram::GetPeername() wrong socket descriptor",
                                 "itcInetSockDgram::GetPeername() OS_getpeername() call failed",
                                 Itc_Tp_Getpeername_Call_Failed};

@@ -34,8 +34,6 @@ constexpr StepTexts acceptTexts = {
     "itcInetSockStream::AcceptConnection() OS_accept() call failed. errno = ",
 };
 
-constexpr StepTexts noTexts = {};
-
 constexpr NameQuery peerName = {OS_getpeername, "itcInetSockStream::GetPeername() wrong socket descriptor",
                                 "itcInetSockStream::GetPeername() OS_getpeername() call failed",
                                 Itc_Tp_Getpeername_Call_Failed};

@@ -23,8 +23,6 @@ namespace {
 
 constexpr mode_t everybody = 0777;
 
-constexpr StepTexts silently = {};
-
 // \return null for null, and without memory.
 char* copyOf(const char* path)
 {
@@ -64,7 +62,7 @@ itcUnixSockStream::itcUnixSockStream(int fd, ConnType type) : itcLocalConnection
 
 itcUnixSockStream::itcUnixSockStream(itcUnixAddress& addr)
 {
-    Steps steps(*this, silently);
+    Steps steps(*this, noTexts);
     static_cast<void>(itcConnection::Close() && steps.makeSocket(AF_UNIX, SOCK_STREAM) && bindPath(addr) &&
                       steps.becomeBound());
 }
@@ -89,7 +87,7 @@ bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
         setStatus(*this, Itc_Tp_Bind_Call_Failed, Error, ENOMEM);
         return false;
     }
-    if (!Steps(*this, silently).bind(addr.address))
+    if (!Steps(*this, noTexts).bind(addr.address))
         return false;
     if (boundPath != nullptr)
         ::chmod(boundPath, everybody);
@@ -98,7 +96,7 @@ bool itcUnixSockStream::bindPath(const itcUnixAddress& addr)
 
 bool itcUnixSockStream::CreateEndpoint(itcUnixAddress& addr)
 {
-    Steps steps(*this, silently);
+    Steps steps(*this, noTexts);
     const auto isBound = [&] { return steps.isBound() || steps.isListening() || bindPath(addr); };
     return steps.mayBecomeEndpoint() && steps.makeSocket(AF_UNIX, SOCK_STREAM) && isBound() && steps.listen() &&
            steps.becomeListening();
@@ -106,7 +104,7 @@ bool itcUnixSockStream::CreateEndpoint(itcUnixAddress& addr)
 
 int itcUnixSockStream::AcceptConnection(itcConnection** out, ICBKivReady* cb, void* clientData)
 {
-    Steps steps(*this, silently);
+    Steps steps(*this, noTexts);
     if (out == nullptr && steps.isListening())
         return tell(cb, steps.refuseToAccept(), clientData);
     const int fd = steps.accept(sizeof(sockaddr_un));
@@ -126,7 +124,7 @@ int itcUnixSockStream::OpenConnNormal(itcUnixAddress& addr) { return OpenConn(ad
 // stops a second connect on a connected client. The system refuses that connect, and the first connection is closed.
 int itcUnixSockStream::OpenConn(itcUnixAddress& addr)
 {
-    Steps steps(*this, silently);
+    Steps steps(*this, noTexts);
     if (!steps.mayConnect())
         return 0;
     for (;;) {

@@ -26,6 +26,9 @@ struct StepTexts {
     const char* acceptFailed = nullptr; ///< The error number is appended.
 };
 
+/// For operations that print nothing, or that only change the state.
+inline constexpr StepTexts noTexts = {};
+
 /// One of the two questions for a name: which call is made, and what a failure says.
 struct NameQuery {
     int (*call)(int, sockaddr*, socklen_t*);
