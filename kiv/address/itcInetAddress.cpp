@@ -56,6 +56,16 @@ void copyHost(HostText& copy, const char* host)
     copy[length] = '\0';
 }
 
+// \return the family of the wildcard that this name asks for; 0 (`AF_UNSPEC`) for every other name.
+int wildcardFamilyOf(const HostText& name, int preferred)
+{
+    if (name[0] == '\0')
+        return preferred;
+    if (std::strcmp(name, itcInetAddress::Any) == 0)
+        return AF_INET;
+    return std::strcmp(name, itcInetAddress::Any6) == 0 ? AF_INET6 : AF_UNSPEC;
+}
+
 int socketTypeOf(int protocol)
 {
     switch (protocol) {
@@ -108,11 +118,9 @@ bool itcInetAddress::lookup(const char* host, const char* service, int protocol)
     }
 
     addrinfo hints = {};
-    const bool isAnyInet = std::strcmp(name, Any) == 0;
-    const bool isAnyInet6 = std::strcmp(name, Any6) == 0;
-    if (name[0] == '\0' || isAnyInet || isAnyInet6) {
+    if (const int family = wildcardFamilyOf(name, wildcardFamily)) {
         hints.ai_flags = AI_PASSIVE;
-        hints.ai_family = isAnyInet ? AF_INET : isAnyInet6 ? AF_INET6 : wildcardFamily;
+        hints.ai_family = family;
         name[0] = '\0';
     }
     hints.ai_protocol = protocol;
