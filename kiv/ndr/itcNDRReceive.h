@@ -176,8 +176,10 @@ protected:
 private:
     friend class itcMsgHdr;
     friend class itcNdrUbReceive;
+#ifndef KIV_BOUNDED_ONLY
     friend KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
     friend KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
+#endif
     friend KIV_EXPORT itcConnection& operator>>(itcConnection& c, itcNDRReceive& b);
 
     enum class Replace { whenTooSmall, alsoWhenNull };
@@ -291,11 +293,17 @@ KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, float& v) { return
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { return b.takeAligned(v); }
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
+#ifdef KIV_BOUNDED_ONLY
+// The host has asked for this refusal. kiv/records/ has the bounded forms; extract() is bounded, too.
+itcNDRReceive& operator>>(itcNDRReceive& b, char* dst) = delete;        // unbounded: write buffer >> itcText(text)
+itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data) = delete; // unbounded: write buffer >> itcBytes(...)
+#else
 /// Takes a text into `dst`. The text becomes empty when not all of its bytes are there, and when the severity was
 /// Warning or worse before, also from an earlier take: test the status before texts. A text of length 0, which no
 /// sender of this library makes, leaves `dst` as it was. A null `dst`: (`Itc_Ndr_No_Buffer_Provided`, Error).
 /// \warning `dst` must have room for what the peer may send: no size is checked. The text ends with a zero only if the
-///          packet's own text does. Where the peer is not trusted, use extract().
+///          packet's own text does. Where the peer is not trusted, use extract(), or itcText of the companion. A host that
+///          defines KIV_BOUNDED_ONLY cannot compile this take.
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
 /// Takes a length, and as many bytes into `data.data`. `data.length` is neither read nor changed.
 ///
@@ -304,8 +312,10 @@ KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, char* dst);
 /// - (`Itc_Ndr_End_Of_Data`, Warning), if the announced bytes are not all there;
 /// - (`Itc_Ndr_No_Buffer_Provided`, Error), if `data.data` is null and the announced length is above 0.
 /// \warning The area must have room for what the peer may send: no size is checked. Where the peer is not trusted, use
-///          itcNDRReceive::extract().
+///          itcNDRReceive::extract(), or itcBytes of the companion. A host that defines KIV_BOUNDED_ONLY cannot compile
+///          this take.
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data);
+#endif
 /// Calls `record.to_internal(b)`. \return `b`, whatever the record returns.
 KIV_EXPORT itcNDRReceive& operator>>(itcNDRReceive& b, itcXNDR& record);
 /// \}

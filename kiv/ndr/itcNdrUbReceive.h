@@ -129,8 +129,13 @@ KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, float& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, double& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, long long& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, unsigned long long& v);
+#ifdef KIV_BOUNDED_ONLY
+itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char* v) = delete;       // unbounded: write buffer >> itcText(text)
+itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcBinData& v) = delete; // unbounded: write buffer >> itcBytes(...)
+#else
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, char* v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcBinData& v);
+#endif
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcXNDR& v);
 KIV_EXPORT itcNdrUbReceive& operator>>(itcNdrUbReceive& b, itcMsgHdr::itcMsgType& v);
 /// \}
