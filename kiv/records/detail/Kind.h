@@ -1,0 +1,225 @@
+/// \file
+/// The kinds of values that travel in a packet, and which kind a type is. Putting, taking, printing and describing all
+/// look into this one table.
+#pragma once
+
+#include <kiv/ndr/itcNDRReceive.h>
+#include <kiv/ndr/itcNDRSend.h>
+#include <kiv/ndr/itcXNDR.h>
+#include <kiv/records/detail/Fields.h>
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <filesystem>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <variant>
+#include <vector>
+
+/// Internal to the library and its companion.
+namespace kiv {
+
+/// The kinds. docs/records.md shows how each looks on the wire.
+enum class Kind {
+    unknown,    ///< Nothing that the companion can put or take.
+    refused,    ///< A type that would compile and do harm. Refused.h says for each what to write instead.
+    number,     ///< bool, characters, integers, floating-point numbers, enumerations, std::byte.
+    duration,   ///< std::chrono::duration: its count.
+    timePoint,  ///< std::chrono::time_point: the duration since the clock's epoch.
+    characters, ///< char[N]: a text of at most N - 1 bytes.
+    text,       ///< std::string.
+    view,       ///< std::string_view.
+    path,       ///< std::filesystem::path.
+    array,      ///< std::array and T[N]: the elements. Both sides know how many.
+    sequence,   ///< std::vector, std::deque, std::list: a count, then the elements.
+    set,        ///< std::set and its relatives: a count, then the keys.
+    map,        ///< std::map and its relatives: a count, then key and value in turn.
+    optional,   ///< std::optional: a bool, then the value if there is one.
+    tuple,      ///< std::pair, std::tuple, std::monostate: the parts.
+    variant,    ///< std::variant: the number of the alternative, then its value.
+    record,     ///< A structure with KIV_FIELDS: the fields.
+    versioned,  ///< A structure with KIV_VERSIONED: the number of bytes that follow, then the fields.
+    host        ///< A type with operators of its own: an itcXNDR, or what the host has written `<<` and `>>` for.
+};
+
+/// Whether `T` is made from a template, as std::vector<int> is made from std::vector.
+template <template <class...> class Template, class T> inline constexpr bool isOf = false;
+template <template <class...> class Template, class... Arguments>
+inline constexpr bool isOf<Template, Template<Arguments...>> = true;
+
+/// The type that travels in place of an enumeration.
+template <class T, bool = std::is_enum_v<T>> struct Underlying {
+    using Type = T;
+};
+template <class T> struct Underlying<T, true> {
+    using Type = std::underlying_type_t<T>;
+};
+
+/// Characters whose size differs between machines, or that the library would put as an int.
+template <class T>
+inline constexpr bool isWideCharacter =
+    std::is_same_v<T, wchar_t> || std::is_same_v<T, char16_t> || std::is_same_v<T, char32_t>
+#ifdef __cpp_char8_t
+    || std::is_same_v<T, char8_t>
+#endif
+    ;
+
+template <class T>
+inline constexpr bool isLongOfFourBytes = (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)&&sizeof(long) ==
+                                          4;
+
+template <class T>
+inline constexpr bool isPlainNumber =
+    std::is_arithmetic_v<T> && !isWideCharacter<T> && !isLongOfFourBytes<T> && !std::is_same_v<T, long double>;
+
+template <class T> inline constexpr bool isWideText = false;
+template <class C, class... Rest>
+inline constexpr bool isWideText<std::basic_string<C, Rest...>> = !std::is_same_v<C, char>;
+template <class C, class... Rest>
+inline constexpr bool isWideText<std::basic_string_view<C, Rest...>> = !std::is_same_v<C, char>;
+
+template <class T>
+inline constexpr bool isSmartPointer = isOf<std::unique_ptr, T> || isOf<std::shared_ptr, T> || isOf<std::weak_ptr, T>;
+
+// The library puts and takes these two itself.
+template <class T> inline constexpr bool isPointerToText = std::is_same_v<T, const char*> || std::is_same_v<T, char*>;
+
+template <class T>
+inline constexpr bool isPointer = (std::is_pointer_v<T> && !isPointerToText<T>) || std::is_member_pointer_v<T> ||
+                                  std::is_function_v<T> || std::is_null_pointer_v<T> || isSmartPointer<T>;
+
+template <class T> inline constexpr bool isText = false;
+template <class... Rest> inline constexpr bool isText<std::basic_string<char, Rest...>> = true;
+
+template <class T> inline constexpr bool isSequence = isOf<std::vector, T> || isOf<std::deque, T> || isOf<std::list, T>;
+
+template <class T>
+inline constexpr bool isSet =
+    isOf<std::set, T> || isOf<std::multiset, T> || isOf<std::unordered_set, T> || isOf<std::unordered_multiset, T>;
+
+template <class T>
+inline constexpr bool isMap =
+    isOf<std::map, T> || isOf<std::multimap, T> || isOf<std::unordered_map, T> || isOf<std::unordered_multimap, T>;
+
+/// The elements of an array, std::array or T[N].
+template <class T> struct ArrayTraits {
+    static constexpr bool isArray = false;
+};
+template <class T, std::size_t Count> struct ArrayTraits<std::array<T, Count>> {
+    static constexpr bool isArray = true;
+    using Element = T;
+    static constexpr std::size_t count = Count;
+};
+template <class T, std::size_t Count> struct ArrayTraits<T[Count]> {
+    static constexpr bool isArray = true;
+    using Element = T;
+    static constexpr std::size_t count = Count;
+};
+
+/// The type of the elements of an array or a sequence.
+template <class T, bool = ArrayTraits<T>::isArray> struct Elements {
+    using Type = typename T::value_type;
+};
+template <class T> struct Elements<T, true> {
+    using Type = typename ArrayTraits<T>::Element;
+};
+template <class T> using ElementOf = typename Elements<T>::Type;
+
+template <class T> inline constexpr bool isTimePoint = false;
+template <class Clock, class Duration>
+inline constexpr bool isTimePoint<std::chrono::time_point<Clock, Duration>> = true;
+
+template <class T> inline constexpr bool isDuration = false;
+template <class Count, class Period> inline constexpr bool isDuration<std::chrono::duration<Count, Period>> = true;
+
+template <class T>
+inline constexpr bool isTuple = isOf<std::pair, T> || isOf<std::tuple, T> || std::is_same_v<T, std::monostate>;
+
+template <class T> constexpr Kind kindOfValue()
+{
+    using Number = typename Underlying<T>::Type;
+    if constexpr (std::is_base_of_v<itcXNDR, T>)
+        return Kind::host;
+    else if constexpr (std::is_array_v<T> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<T>>, char>)
+        return Kind::characters;
+    else if constexpr (isPlainNumber<Number>)
+        return Kind::number;
+    else if constexpr (std::is_arithmetic_v<Number> || isPointer<T> || isWideText<T> || FieldsOf<T>::isInherited)
+        return Kind::refused;
+    else if constexpr (FieldsOf<T>::isVersioned)
+        return Kind::versioned;
+    else if constexpr (FieldsOf<T>::isRecord)
+        return Kind::record;
+    else if constexpr (isText<T>)
+        return Kind::text;
+    else if constexpr (std::is_same_v<T, std::string_view>)
+        return Kind::view;
+    else if constexpr (std::is_same_v<T, std::filesystem::path>)
+        return Kind::path;
+    else if constexpr (isDuration<T>)
+        return Kind::duration;
+    else if constexpr (isTimePoint<T>)
+        return Kind::timePoint;
+    else if constexpr (ArrayTraits<T>::isArray)
+        return Kind::array;
+    else if constexpr (isSequence<T>)
+        return Kind::sequence;
+    else if constexpr (isSet<T>)
+        return Kind::set;
+    else if constexpr (isMap<T>)
+        return Kind::map;
+    else if constexpr (isOf<std::optional, T>)
+        return Kind::optional;
+    else if constexpr (isTuple<T>)
+        return Kind::tuple;
+    else if constexpr (isOf<std::variant, T>)
+        return Kind::variant;
+    else
+        return Kind::unknown;
+}
+
+/// The kind of `T` as the companion's operators see it. Types with operators of their own are Kind::unknown there.
+template <class T> inline constexpr Kind kindOfOperand = kindOfValue<std::remove_cv_t<T>>();
+
+/// Whether the companion has operators for `T`. The library has its own for the other numbers and for characters.
+template <class T>
+inline constexpr bool
+    isOperand = kindOfOperand<T> != Kind::unknown&& kindOfOperand<T> != Kind::refused&& kindOfOperand<T> !=
+                    Kind::host&& kindOfOperand<T> != Kind::characters &&
+                (!std::is_arithmetic_v<T> || std::is_same_v<T, long> || std::is_same_v<T, unsigned long>);
+
+/// Whether `buffer << value` has a meaning, also without the companion.
+template <class T, class = void> inline constexpr bool canBePut = false;
+template <class T>
+inline constexpr bool canBePut<T, std::void_t<decltype(std::declval<itcNDRSend&>() << std::declval<const T&>())>> =
+    true;
+
+/// Whether `buffer >> value` has a meaning, also without the companion.
+template <class T, class = void> inline constexpr bool canBeTaken = false;
+template <class T>
+inline constexpr bool canBeTaken<T, std::void_t<decltype(std::declval<itcNDRReceive&>() >> std::declval<T&>())>> = true;
+
+template <class T> constexpr Kind kindOfPart()
+{
+    if constexpr (kindOfOperand<T> != Kind::unknown)
+        return kindOfOperand<T>;
+    else
+        return canBePut<T> || canBeTaken<T> ? Kind::host : Kind::unknown;
+}
+
+/// The kind of `T` as a field, an element or an alternative.
+template <class T> inline constexpr Kind kindOf = kindOfPart<std::remove_cv_t<T>>();
+
+} // namespace kiv

@@ -1,0 +1,36 @@
+/// \file
+/// The types that are refused when the program is compiled, each with a sentence that says what to write instead.
+#pragma once
+
+#include <kiv/records/detail/Kind.h>
+
+#include <type_traits>
+
+namespace kiv {
+
+/// Stops the compiler with a sentence about `T`.
+template <class T> constexpr void refuse()
+{
+    using Number = typename Underlying<T>::Type;
+    static_assert(!isPointer<T>, "KIV: an address means nothing to a peer. Put what it points to: buffer << *pointer.");
+    static_assert(!isWideCharacter<Number> && !isWideText<T>,
+                  "KIV: wide characters differ between machines. Convert the text to UTF-8 and put a std::string.");
+    static_assert(!std::is_same_v<Number, long double>, "KIV: a long double differs between machines. Put a double.");
+    static_assert(!isLongOfFourBytes<Number>,
+                  "KIV: a long has 4 bytes here and 8 on other machines. Write std::int32_t or std::int64_t.");
+    static_assert(!FieldsOf<T>::isInherited,
+                  "KIV: this structure inherits the description of its base. Give it KIV_FIELDS of its own, with the "
+                  "base's fields first.");
+}
+
+/// Stops the compiler where a part of a value is of a type that cannot travel.
+template <class T> constexpr void requirePart()
+{
+    if constexpr (kindOf<T> == Kind::refused)
+        refuse<std::remove_cv_t<T>>();
+    static_assert(kindOf<T> != Kind::unknown,
+                  "KIV: no packet carries this type. Describe the structure with KIV_FIELDS in its public part, or "
+                  "derive it from itcXNDR.");
+}
+
+} // namespace kiv
