@@ -1,0 +1,61 @@
+/// \file
+/// How the companion's operations fail: a status in the buffer, and nothing else changed.
+#pragma once
+
+#include <kiv/foundation/OS.h>
+#include <kiv/foundation/itcStatus.h>
+
+#include <exception>
+
+namespace kiv {
+
+/// Records a failure as the library does: the error number first. \return false, for the caller to return.
+inline bool fail(itcStatus& status, ItcStatusCode code, StatusSeverity severity)
+{
+    status.errorNumber = OS_getLastError();
+    status.code = code;
+    status.severity = severity;
+    return false;
+}
+
+inline void clear(itcStatus& status)
+{
+    status.code = Itc_Ok;
+    status.severity = Success;
+    status.errorNumber = 0;
+}
+
+/// Calls `step` and turns a lack of memory into a status: strings and containers report it by exceptions.
+/// \return what `step` returns; false after an exception.
+template <class Step> bool withoutExceptions([[maybe_unused]] itcStatus& status, const Step& step)
+{
+#ifdef __cpp_exceptions
+    try {
+        return step();
+    } catch (const std::exception&) {
+        return fail(status, Itc_Ndr_Buffer_Alloc_Failed, Error);
+    }
+#else
+    return step();
+#endif
+}
+
+/// How deep records may lie in one another. A structure that contains a vector of itself could otherwise be made to use
+/// up the stack by a peer: each level costs the peer only four bytes.
+inline constexpr unsigned int deepestNesting = 64;
+
+/// Counts the levels while records are put or taken.
+class Level {
+public:
+    explicit Level(unsigned int& depth) : level(depth) { ++level; }
+    ~Level() { --level; }
+    Level(const Level&) = delete;
+    Level& operator=(const Level&) = delete;
+
+    bool isTooDeep() const { return level > deepestNesting; }
+
+private:
+    unsigned int& level;
+};
+
+} // namespace kiv

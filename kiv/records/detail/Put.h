@@ -1,0 +1,262 @@
+/// \file
+/// How each kind of value is put into a packet.
+#pragma once
+
+#include <kiv/records/detail/PacketWriter.h>
+#include <kiv/records/detail/Refused.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace kiv {
+
+template <class T> bool put(PacketWriter& w, const T& value);
+
+// ---- Fixed values: numbers, and what consists of numbers only. The room is there.
+
+template <class Position, class T> KIV_INLINE auto putFixed(Position position, const T& value);
+
+template <std::size_t I, std::size_t End, class Position, class Parts>
+KIV_INLINE auto putFixedParts(Position position, const Parts& parts)
+{
+    if constexpr (I == End)
+        return position;
+    else
+        return putFixedParts<I + 1, End>(putFixed(position, std::get<I>(parts)), parts);
+}
+
+// The bytes of the object travel. An enumeration is never read as a value: it may hold a number that has no name.
+template <class Position, class T> KIV_INLINE auto putNumber(Position position, const T& value)
+{
+    static_assert(sizeof value == sizeof(typename NumberOf<T>::Type));
+    const auto start = aligned<sizeof value>(position);
+    std::memcpy(start.at, &value, sizeof value);
+    return behind<sizeof value>(start);
+}
+
+template <class Position, class T> KIV_INLINE auto putFixed(Position position, const T& value)
+{
+    constexpr Kind kind = kindOf<T>;
+    if constexpr (isOneNumber<T>()) {
+        return putNumber(position, value);
+    } else if constexpr (kind == Kind::array) {
+        Place<char> next{position.at};
+        for (const auto& element : value)
+            next.at = putFixed(Place<char>{next.at}, element).at;
+        return next;
+    } else {
+        const auto parts = partsOf(value);
+        return putFixedParts<0, std::tuple_size_v<decltype(parts)>>(position, parts);
+    }
+}
+
+/// Puts the fixed parts from I up to End: one test of the room for all.
+template <std::size_t I, class Parts, std::size_t... Each>
+KIV_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<Each...>)
+{
+    using Size = RunSize<std::remove_cv_t<std::remove_reference_t<std::tuple_element_t<I + Each, Parts>>>...>;
+    if (!w.ensure(Size::most))
+        return false;
+    w.place = putFixedParts<I, I + sizeof...(Each)>(Place<char>{w.place}, parts).at;
+    return true;
+}
+
+/// Puts the parts from I on: runs of fixed parts in one step, the other parts one by one.
+template <std::size_t I, class Parts> KIV_INLINE bool putParts(PacketWriter& w, const Parts& parts)
+{
+    constexpr std::size_t end = endOfRun<Parts, I>();
+    if constexpr (I == std::tuple_size_v<Parts>)
+        return true;
+    else if constexpr (end > I)
+        return putRun<I>(w, parts, std::make_index_sequence<end - I>()) && putParts<end>(w, parts);
+    else
+        return put(w, std::get<I>(parts)) && putParts<I + 1>(w, parts);
+}
+
+// ---- Values of variable size
+
+/// A text: its length with the zero at the end, the bytes, the zero.
+inline bool putText(PacketWriter& w, std::string_view text)
+{
+    if (text.size() >= UINT32_MAX)
+        return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
+    constexpr std::size_t countWithGap = 7;
+    if (!w.ensure(countWithGap + text.size() + 1))
+        return false;
+    w.writeCount(text.size() + 1);
+    w.write(text.data(), text.size());
+    *w.place++ = '\0';
+    return true;
+}
+
+/// The text in an array that may lack its zero.
+inline std::string_view textIn(const char* characters, std::size_t size)
+{
+    return {characters, strnlen(characters, size)};
+}
+
+inline bool putCount(PacketWriter& w, std::size_t count)
+{
+    if (count > UINT32_MAX)
+        return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
+    constexpr std::size_t countWithGap = 7;
+    if (!w.ensure(countWithGap))
+        return false;
+    w.writeCount(count);
+    return true;
+}
+
+/// Puts numbers one behind the other, in one copy.
+template <class T> bool putNumbers(PacketWriter& w, const T* numbers, std::size_t count)
+{
+    constexpr std::size_t size = sizeof(T);
+    if (count == 0)
+        return true;
+    if (count > UINT32_MAX / size)
+        return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
+    if (!w.ensure(count * size + size - 1))
+        return false;
+    w.skipTo(size);
+    w.write(numbers, count * size);
+    return true;
+}
+
+template <class Range> bool putEach(PacketWriter& w, const Range& values)
+{
+    for (const auto& value : values)
+        if (!put(w, value))
+            return false;
+    return true;
+}
+
+template <class Sequence> bool putSequence(PacketWriter& w, const Sequence& values)
+{
+    using Element = typename Sequence::value_type;
+    requirePart<Element>();
+    if (!putCount(w, values.size()))
+        return false;
+    if constexpr (isOf<std::vector, Sequence> && isOneNumber<Element>() && !std::is_same_v<Element, bool>) {
+        return putNumbers(w, values.data(), values.size());
+    } else if constexpr (std::is_same_v<Element, bool>) {
+        for (const bool value : values)
+            if (!put(w, value))
+                return false;
+        return true;
+    } else {
+        return putEach(w, values);
+    }
+}
+
+template <class Map> bool putMap(PacketWriter& w, const Map& entries)
+{
+    requirePart<typename Map::key_type>();
+    requirePart<typename Map::mapped_type>();
+    if (!putCount(w, entries.size()))
+        return false;
+    for (const auto& [key, value] : entries)
+        if (!put(w, key) || !put(w, value))
+            return false;
+    return true;
+}
+
+template <class Array> bool putArray(PacketWriter& w, const Array& array)
+{
+    using Element = typename ArrayTraits<Array>::Element;
+    requirePart<Element>();
+    if constexpr (isOneNumber<Element>())
+        return putNumbers(w, std::data(array), ArrayTraits<Array>::count);
+    else
+        return putEach(w, array);
+}
+
+template <class Variant> bool putVariant(PacketWriter& w, const Variant& variant)
+{
+    if (variant.valueless_by_exception())
+        return w.fail(Itc_Ndr_No_Buffer_Provided);
+    return putCount(w, variant.index()) && std::visit([&](const auto& value) { return put(w, value); }, variant);
+}
+
+/// The fields behind a count of their bytes, which is filled in at the end. The library's transactions have the same
+/// form. Theirs cannot lie in one another: a buffer remembers only one. Here every level remembers its own.
+template <class Record> bool putVersioned(PacketWriter& w, const Record& record)
+{
+    if (!putCount(w, UINT32_MAX))
+        return false;
+    const std::size_t start = w.offset();
+    if (!putParts<0>(w, fieldsOf(record)))
+        return false;
+    w.patchCount(start);
+    return true;
+}
+
+template <class Record> bool putRecord(PacketWriter& w, const Record& record)
+{
+    if constexpr (isFixed<Record>) {
+        return putParts<0>(w, fieldsOf(record));
+    } else {
+        const Level level(w.depth);
+        if (level.isTooDeep())
+            return w.fail(Itc_Ndr_Buff_Sz_More_Than_Max);
+        if constexpr (kindOf<Record> == Kind::versioned)
+            return putVersioned(w, record);
+        else
+            return putParts<0>(w, fieldsOf(record));
+    }
+}
+
+/// Puts any value. \return false, with the status set, if the value could not be put whole.
+template <class T> bool put(PacketWriter& w, const T& value)
+{
+    requirePart<T>();
+    constexpr Kind kind = kindOf<T>;
+    if constexpr (isOneNumber<T>())
+        return putParts<0>(w, std::tie(value));
+    else if constexpr (kind == Kind::duration || kind == Kind::timePoint)
+        refuse<typename T::rep>();
+    else if constexpr (kind == Kind::characters)
+        return putText(w, textIn(value, sizeof value));
+    else if constexpr (kind == Kind::text || kind == Kind::view)
+        return putText(w, value);
+    else if constexpr (kind == Kind::path)
+        return putText(w, value.native());
+    else if constexpr (kind == Kind::array)
+        return putArray(w, value);
+    else if constexpr (kind == Kind::sequence)
+        return putSequence(w, value);
+    else if constexpr (kind == Kind::set)
+        return putCount(w, value.size()) && putEach(w, value);
+    else if constexpr (kind == Kind::map)
+        return putMap(w, value);
+    else if constexpr (kind == Kind::optional)
+        return put(w, value.has_value()) && (!value.has_value() || put(w, *value));
+    else if constexpr (kind == Kind::tuple)
+        return putParts<0>(w, partsOf(value));
+    else if constexpr (kind == Kind::variant)
+        return putVariant(w, value);
+    else if constexpr (kind == Kind::record || kind == Kind::versioned)
+        return putRecord(w, value);
+    else if constexpr (kind == Kind::host)
+        return w.throughBuffer([&](itcNDRSend& buffer) { buffer << value; });
+}
+
+/// Puts with `step` into `buffer`: the whole, or nothing.
+/// \return false, with the status set, if nothing was put. A buffer in Error takes nothing.
+template <class Step> bool putWhole(itcNDRSend& buffer, const Step& step)
+{
+    if (buffer.severity >= Error)
+        return false;
+    PacketEnd end(buffer);
+    PacketWriter w(buffer);
+    if (!withoutExceptions(buffer, [&] { return step(w); })) {
+        end.restore();
+        return false;
+    }
+    w.commit();
+    return true;
+}
+
+} // namespace kiv
