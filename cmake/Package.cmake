@@ -1,10 +1,10 @@
-# Installs the library, the headers, the CMake package and the pkg-config file.
+# Installs the library, its companion, the headers, the CMake package and the pkg-config files.
 include(CMakePackageConfigHelpers)
 
 set(KIV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KIV)
 
-install(TARGETS kiv EXPORT KIVTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-foreach(header IN LISTS KIV_PUBLIC_HEADERS)
+install(TARGETS kiv kiv_companion EXPORT KIVTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(header IN LISTS KIV_PUBLIC_HEADERS KIV_COMPANION_HEADERS KIV_COMPANION_INTERNAL_HEADERS)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES kiv/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kiv/${folder})
 endforeach()
@@ -16,7 +16,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake CO
 install(FILES ${PROJECT_BINARY_DIR}/KIVConfig.cmake ${PROJECT_BINARY_DIR}/KIVConfigVersion.cmake
     DESTINATION ${KIV_PACKAGE_DIR})
 
-# The paths in kiv.pc are relative to the place of kiv.pc. The installed tree can therefore be moved. Exception:
+# The paths in the pkg-config files are relative to the place of these files. The installed tree can therefore be moved. Exception:
 # absolute paths that the builder has given stay absolute.
 if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
     set(KIV_PC_LIBDIR ${CMAKE_INSTALL_FULL_LIBDIR})
@@ -28,5 +28,7 @@ else()
     set(KIV_PC_LIBDIR \${prefix}/${CMAKE_INSTALL_LIBDIR})
     set(KIV_PC_INCLUDEDIR \${prefix}/${CMAKE_INSTALL_INCLUDEDIR})
 endif()
-configure_file(cmake/kiv.pc.in ${PROJECT_BINARY_DIR}/kiv.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/kiv.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+foreach(file kiv.pc kiv-companion.pc)
+    configure_file(cmake/${file}.in ${PROJECT_BINARY_DIR}/${file} @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${file} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,0 +1,41 @@
+# The companion: what stands on the library and uses only its public and protected interface. Its folders lie beside those
+# of the library, and the library does not know them.
+set(KIV_COMPANION_HEADERS
+    companion.h
+    records/itcArrays.h
+    records/itcAsXNDR.h
+    records/itcBounded.h
+    records/itcBytes.h
+    records/itcDescribe.h
+    records/itcFields.h
+    records/itcPrinted.h
+    records/itcSizeOnWire.h
+    records/itcText.h
+    records/itcValues.h
+)
+set(KIV_COMPANION_HEADERS ${KIV_COMPANION_HEADERS} PARENT_SCOPE) # the package and the tests of it ask for them
+
+# Templates: a host compiles them, but includes none of these itself.
+set(KIV_COMPANION_INTERNAL_HEADERS
+    records/detail/Compare.h
+    records/detail/Describe.h
+    records/detail/Empty.h
+    records/detail/Failure.h
+    records/detail/Fields.h
+    records/detail/Kind.h
+    records/detail/Layout.h
+    records/detail/Operands.h
+    records/detail/PacketReader.h
+    records/detail/PacketWriter.h
+    records/detail/Print.h
+    records/detail/Put.h
+    records/detail/Refused.h
+    records/detail/Take.h
+    PARENT_SCOPE
+)
+
+# Everything is in the headers: there is nothing to compile.
+add_library(kiv_companion INTERFACE)
+add_library(KIV::Companion ALIAS kiv_companion)
+set_target_properties(kiv_companion PROPERTIES EXPORT_NAME Companion)
+target_link_libraries(kiv_companion INTERFACE KIV::KIV)
