@@ -79,7 +79,10 @@
     }                                                                                                                  \
     struct itcPrintable : kiv::Printable {};                                                                           \
     operator itcPrintable() const { return {kiv::printable(*this)}; }                                                  \
-    friend std::ostream& operator<<(std::ostream& out, const itcPrintable& record) { return record.printTo(out); }
+    [[maybe_unused]] friend std::ostream& operator<<(std::ostream& out, const itcPrintable& record)                    \
+    {                                                                                                                  \
+        return record.printTo(out);                                                                                    \
+    }
 
 namespace kiv {
 

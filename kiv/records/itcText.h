@@ -11,7 +11,7 @@
 /// char text[16];
 /// packet >> itcText(text);
 /// \endcode
-/// A take ends the text with a zero in every case, and fills the rest of the array with zeros. Results, in the status:
+/// A take ends the text with a zero in every case. Results, in the status:
 /// - unchanged: the text is there.
 /// - (`Itc_Ndr_Buffer_Size_Too_Small`, Warning): the text was longer than the array and was cut. Reading goes on behind
 ///   the whole text, and the takes of the companion go on. The library's own take of a `char*` refuses after any

@@ -7,6 +7,7 @@
 #include <kiv/records/detail/Failure.h>
 #include <kiv/records/detail/Layout.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -24,16 +25,21 @@ public:
     /// a buffer with room for one byte.
     KIV_INLINE bool ensure(std::size_t bytes)
     {
-        const std::ptrdiff_t free = buffer.*(&Fields::lastUsable) - place;
-        return KIV_LIKELY(free >= 0 && static_cast<std::size_t>(free) >= bytes) || grow(bytes);
+        if (KIV_LIKELY(isFree(buffer, place, bytes)))
+            return true;
+        char* const grown = grow(buffer, place, bytes);
+        if (grown == nullptr)
+            return false;
+        place = grown;
+        return true;
     }
 
-    /// Writes zeros up to a multiple of `alignment`, which is at most 8. REQUIRES: there is room.
-    void skipTo(std::size_t alignment)
+    /// Writes zeros up to a multiple of `Alignment`. REQUIRES: there is room for them and for `Alignment` bytes behind
+    /// them, which are overwritten.
+    template <std::size_t Alignment> void skipTo()
     {
-        const unsigned int gap = gapBefore(alignment, place);
-        std::memset(place, 0, gap);
-        place += gap;
+        std::memset(place, 0, Alignment);
+        place += gapBefore(Alignment, place);
     }
 
     /// REQUIRES: there is room.
@@ -47,7 +53,7 @@ public:
     /// Writes a count as an `unsigned int`. REQUIRES: there is room for 8 bytes.
     void writeCount(std::size_t count)
     {
-        skipTo(sizeof(std::uint32_t));
+        skipTo<sizeof(std::uint32_t)>();
         const auto word = static_cast<std::uint32_t>(count);
         write(&word, sizeof word);
     }
@@ -62,7 +68,18 @@ public:
         std::memcpy(buffer.*(&Fields::frameStart) + at - sizeof word, &word, sizeof word);
     }
 
+    /// Ends the packet behind what was written.
     void commit() { buffer.*(&Fields::writePos) = place; }
+
+    /// Ends the packet where it ended at `begin`. A buffer that had no storage then may have an empty packet now.
+    void goBackTo(std::size_t begin)
+    {
+        constexpr std::size_t emptyPacket = 14; // the header area and the label
+        if (buffer.*(&Fields::frameStart) == nullptr)
+            return;
+        place = buffer.*(&Fields::frameStart) + std::max(begin, emptyPacket);
+        commit();
+    }
 
     /// Lets `put` put into the buffer itself. \return whether the buffer is in order behind it.
     template <class Put> bool throughBuffer(const Put& put)
@@ -86,48 +103,31 @@ private:
         using itcNDRSend::writePos;
     };
 
-    // Not inline: it is rare, and its code would stand in every put.
-    [[gnu::noinline, gnu::cold]] bool grow(std::size_t bytes)
+    KIV_INLINE static bool isFree(const itcNDRSend& b, const char* from, std::size_t bytes)
+    {
+        const std::ptrdiff_t free = b.*(&Fields::lastUsable) - from;
+        return free >= 0 && static_cast<std::size_t>(free) >= bytes;
+    }
+
+    // Rare: its code must not stand in every put. It takes no reference to the writer, which can then live in registers.
+    // \return the place in the new storage; null, with the status set, without room.
+    [[gnu::noinline, gnu::cold]] static char* grow(itcNDRSend& b, char* place, std::size_t bytes)
     {
         constexpr std::size_t pageSize = 4096;
         constexpr std::size_t slack = 32; // the label, the header area and one more byte
-        if (bytes > UINT32_MAX - slack)
-            return fail(Itc_Ndr_Buffer_Alloc_Failed);
-        commit();
-        buffer.extend_buffer(static_cast<unsigned int>((bytes + slack) / pageSize + 1));
-        place = buffer.*(&Fields::writePos);
-        if (buffer.severity >= Error)
-            return false;
-        // A deriving class may have grown by less, and said nothing.
-        const std::ptrdiff_t free = buffer.*(&Fields::lastUsable) - place;
-        return (free >= 0 && static_cast<std::size_t>(free) >= bytes) || fail(Itc_Ndr_Buffer_Alloc_Failed);
+        b.*(&Fields::writePos) = place;
+        if (bytes <= UINT32_MAX - slack) {
+            b.extend_buffer(static_cast<unsigned int>((bytes + slack) / pageSize + 1));
+            char* const grown = b.*(&Fields::writePos);
+            if (b.severity < Error && isFree(b, grown, bytes))
+                return grown;
+        }
+        // The growth has failed and said so, or a deriving class has grown by less and said nothing.
+        if (b.severity < Error)
+            kiv::fail(b, Itc_Ndr_Buffer_Alloc_Failed, Error);
+        return nullptr;
     }
 
-    itcNDRSend& buffer;
-};
-
-/// The end of a packet as it was before a put, to go back to when the put fails.
-class PacketEnd {
-public:
-    explicit PacketEnd(itcNDRSend& sendBuffer) : length(sendBuffer.raw_length_inline()), buffer(sendBuffer) {}
-
-    void restore()
-    {
-        if (buffer.raw_length_inline() == 0)
-            return;
-        constexpr unsigned int labelSize = 2;
-        constexpr unsigned int headerSize = 12;
-        buffer.*(&Fields::writePos) =
-            buffer.*(&Fields::frameStart) + headerSize + (length > labelSize ? length : labelSize);
-    }
-
-private:
-    struct Fields : itcNDRSend {
-        using itcNDRSend::frameStart;
-        using itcNDRSend::writePos;
-    };
-
-    unsigned int length;
     itcNDRSend& buffer;
 };
 

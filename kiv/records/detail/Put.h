@@ -14,7 +14,7 @@
 
 namespace kiv {
 
-template <class T> bool put(PacketWriter& w, const T& value);
+template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value);
 
 // ---- Fixed values: numbers, and what consists of numbers only. The room is there.
 
@@ -80,7 +80,7 @@ template <std::size_t I, class Parts> KIV_INLINE bool putParts(PacketWriter& w, 
 // ---- Values of variable size
 
 /// A text: its length with the zero at the end, the bytes, the zero.
-inline bool putText(PacketWriter& w, std::string_view text)
+KIV_INLINE bool putText(PacketWriter& w, std::string_view text)
 {
     if (text.size() >= UINT32_MAX)
         return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
@@ -99,7 +99,7 @@ inline std::string_view textIn(const char* characters, std::size_t size)
     return {characters, strnlen(characters, size)};
 }
 
-inline bool putCount(PacketWriter& w, std::size_t count)
+KIV_INLINE bool putCount(PacketWriter& w, std::size_t count)
 {
     if (count > UINT32_MAX)
         return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
@@ -120,7 +120,7 @@ template <class T> bool putNumbers(PacketWriter& w, const T* numbers, std::size_
         return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
     if (!w.ensure(count * size + size - 1))
         return false;
-    w.skipTo(size);
+    w.skipTo<size>();
     w.write(numbers, count * size);
     return true;
 }
@@ -209,7 +209,7 @@ template <class Record> bool putRecord(PacketWriter& w, const Record& record)
 }
 
 /// Puts any value. \return false, with the status set, if the value could not be put whole.
-template <class T> bool put(PacketWriter& w, const T& value)
+template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
 {
     requirePart<T>();
     constexpr Kind kind = kindOf<T>;
@@ -249,10 +249,10 @@ template <class Step> bool putWhole(itcNDRSend& buffer, const Step& step)
 {
     if (buffer.severity >= Error)
         return false;
-    PacketEnd end(buffer);
     PacketWriter w(buffer);
+    const std::size_t begin = w.offset();
     if (!withoutExceptions(buffer, [&] { return step(w); })) {
-        end.restore();
+        w.goBackTo(begin);
         return false;
     }
     w.commit();

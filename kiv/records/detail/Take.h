@@ -20,7 +20,7 @@
 
 namespace kiv {
 
-template <class T> bool take(PacketReader& r, T& value);
+template <class T> KIV_INLINE bool take(PacketReader& r, T& value);
 
 inline constexpr std::size_t unlimited = std::numeric_limits<std::uint32_t>::max();
 
@@ -184,12 +184,10 @@ inline bool takeCharacters(PacketReader& r, char* characters, std::size_t size)
     std::string_view text;
     if (!takeTextBytes(r, text))
         return false;
-    const std::size_t length = strnlen(text.data(), text.size());
-    const std::size_t kept = std::min(length, size - 1);
-    r.wasCut = r.wasCut || kept < length;
-    if (kept != 0)
-        std::memcpy(characters, text.data(), kept);
-    std::memset(characters + kept, 0, size - kept);
+    const std::size_t kept = std::min(text.size(), size - 1);
+    r.wasCut = r.wasCut || kept < text.size();
+    std::memcpy(characters, text.data(), kept);
+    characters[kept] = '\0';
     return true;
 }
 
@@ -452,7 +450,7 @@ template <class Record> bool takeRecord(PacketReader& r, Record& record)
 template <class T> inline constexpr bool isUnboundedArea = isPointerToText<T> || std::is_same_v<T, itcBinData>;
 
 /// Takes any value. \return false, with the status set, if the value could not be taken whole.
-template <class T> bool take(PacketReader& r, T& value)
+template <class T> KIV_INLINE bool take(PacketReader& r, T& value)
 {
     requirePart<T>();
     static_assert(!isUnboundedArea<T>,
