@@ -28,7 +28,7 @@ public:
     explicit PacketReader(itcNDRReceive& receiveBuffer)
         : place(receiveBuffer.*(&Fields::readPos)), depth(0), wasCut(false), buffer(receiveBuffer),
           swapped(receiveBuffer.*(&Fields::peerEndian) != itcNDR::ndr_endian),
-          foreign(receiveBuffer.*(&Fields::peerFloat) != itcNDR::ndr_float), end(endOf(receiveBuffer)), packetEnd(end)
+          foreign(receiveBuffer.*(&Fields::peerFloat) != itcNDR::ndr_float), end(endOf(receiveBuffer)), isInPart(false)
     {}
 
     /// The bytes that are left. Negative in one case: the gap before a value that was not there has been skipped.
@@ -58,7 +58,7 @@ public:
 
     /// The data end before the value does. Where a record has announced a shorter end than the packet's, the packet
     /// contradicts itself.
-    bool endOfData() { return fail(buffer, Itc_Ndr_End_Of_Data, end == packetEnd ? Warning : Error); }
+    bool endOfData() { return fail(buffer, Itc_Ndr_End_Of_Data, isInPart ? Error : Warning); }
     /// A number in the packet is above its limit: a count, an alternative, the depth of records.
     bool tooMany() { return fail(buffer, Itc_Ndr_Buff_Sz_More_Than_Max, Error); }
 
@@ -85,8 +85,16 @@ public:
     /// Reads from a part of the packet, as long as this object lives.
     class Part {
     public:
-        Part(PacketReader& reader, std::size_t length) : r(reader), outerEnd(reader.end) { r.end = r.place + length; }
-        ~Part() { r.end = outerEnd; }
+        Part(PacketReader& reader, std::size_t length) : r(reader), outerEnd(reader.end), wasInPart(reader.isInPart)
+        {
+            r.end = r.place + length;
+            r.isInPart = true;
+        }
+        ~Part()
+        {
+            r.end = outerEnd;
+            r.isInPart = wasInPart;
+        }
         Part(const Part&) = delete;
         Part& operator=(const Part&) = delete;
 
@@ -96,6 +104,7 @@ public:
     private:
         PacketReader& r;
         const char* outerEnd;
+        bool wasInPart;
     };
 
     const char* place;  ///< Where the next byte is.
@@ -127,7 +136,7 @@ private:
     bool swapped;
     bool foreign;
     const char* end;
-    const char* packetEnd;
+    bool isInPart;
 };
 
 } // namespace kiv

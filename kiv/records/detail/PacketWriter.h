@@ -14,11 +14,10 @@
 
 namespace kiv {
 
-/// Writes bytes into an itcNDRSend. commit() makes them part of the packet. Until then the buffer is as it was, except
-/// that it may have grown.
+/// Writes bytes into an itcNDRSend. Every step moves the end of the packet. A put that fails goes back to where it began.
 class PacketWriter {
 public:
-    explicit PacketWriter(itcNDRSend& sendBuffer) : place(sendBuffer.*(&Fields::writePos)), depth(0), buffer(sendBuffer)
+    explicit PacketWriter(itcNDRSend& sendBuffer) : depth(0), buffer(sendBuffer), place(sendBuffer.*(&Fields::writePos))
     {}
 
     /// Makes room for `bytes` bytes and one more. The one more tells an empty buffer, whose pointers are all null, from
@@ -27,35 +26,21 @@ public:
     {
         if (KIV_LIKELY(isFree(buffer, place, bytes)))
             return true;
-        char* const grown = grow(buffer, place, bytes);
+        char* const grown = grow(buffer, bytes);
         if (grown == nullptr)
             return false;
         place = grown;
         return true;
     }
 
-    /// Writes zeros up to a multiple of `Alignment`. REQUIRES: there is room for them and for `Alignment` bytes behind
-    /// them, which are overwritten.
-    template <std::size_t Alignment> void skipTo()
+    /// Where the next byte goes.
+    KIV_INLINE char* end() const { return place; }
+    /// Ends the packet at `newEnd`. What lies in front may be written before or behind this call. Behind is faster: the
+    /// writer need not be kept for it.
+    KIV_INLINE void endAt(char* newEnd)
     {
-        std::memset(place, 0, Alignment);
-        place += gapBefore(Alignment, place);
-    }
-
-    /// REQUIRES: there is room.
-    void write(const void* bytes, std::size_t count)
-    {
-        if (count != 0)
-            std::memcpy(place, bytes, count);
-        place += count;
-    }
-
-    /// Writes a count as an `unsigned int`. REQUIRES: there is room for 8 bytes.
-    void writeCount(std::size_t count)
-    {
-        skipTo<sizeof(std::uint32_t)>();
-        const auto word = static_cast<std::uint32_t>(count);
-        write(&word, sizeof word);
+        place = newEnd;
+        buffer.*(&Fields::writePos) = newEnd;
     }
 
     /// The number of bytes in front of the place. It stays the same when the buffer grows.
@@ -68,31 +53,27 @@ public:
         std::memcpy(buffer.*(&Fields::frameStart) + at - sizeof word, &word, sizeof word);
     }
 
-    /// Ends the packet behind what was written.
-    void commit() { buffer.*(&Fields::writePos) = place; }
-
     /// Ends the packet where it ended at `begin`. A buffer that had no storage then may have an empty packet now.
     void goBackTo(std::size_t begin)
     {
         constexpr std::size_t emptyPacket = 14; // the header area and the label
-        if (buffer.*(&Fields::frameStart) == nullptr)
-            return;
-        place = buffer.*(&Fields::frameStart) + std::max(begin, emptyPacket);
-        commit();
+        if (buffer.*(&Fields::frameStart) != nullptr)
+            endAt(buffer.*(&Fields::frameStart) + std::max(begin, emptyPacket));
     }
 
-    /// Lets `put` put into the buffer itself. \return whether the buffer is in order behind it.
+    /// Lets `put`, which may be the host's, put into the buffer itself. \return whether the buffer is in order behind it.
     template <class Put> bool throughBuffer(const Put& put)
     {
-        commit();
-        put(buffer);
+        const bool isPut = withoutExceptions(buffer, [&] {
+            put(buffer);
+            return true;
+        });
         place = buffer.*(&Fields::writePos);
-        return buffer.severity < Error;
+        return isPut && buffer.severity < Error;
     }
 
     bool fail(ItcStatusCode code) { return kiv::fail(buffer, code, Error); }
 
-    char* place;        ///< Where the next byte goes.
     unsigned int depth; ///< How many records lie around the value.
 
 private:
@@ -111,11 +92,10 @@ private:
 
     // Rare: its code must not stand in every put. It takes no reference to the writer, which can then live in registers.
     // \return the place in the new storage; null, with the status set, without room.
-    [[gnu::noinline, gnu::cold]] static char* grow(itcNDRSend& b, char* place, std::size_t bytes)
+    [[gnu::noinline, gnu::cold]] static char* grow(itcNDRSend& b, std::size_t bytes)
     {
         constexpr std::size_t pageSize = 4096;
         constexpr std::size_t slack = 32; // the label, the header area and one more byte
-        b.*(&Fields::writePos) = place;
         if (bytes <= UINT32_MAX - slack) {
             b.extend_buffer(static_cast<unsigned int>((bytes + slack) / pageSize + 1));
             char* const grown = b.*(&Fields::writePos);
@@ -129,6 +109,7 @@ private:
     }
 
     itcNDRSend& buffer;
+    char* place; // what the buffer's writePos is, too: a store through a char* may alias the field
 };
 
 } // namespace kiv

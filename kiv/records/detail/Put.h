@@ -54,14 +54,79 @@ template <class Position, class T> KIV_INLINE auto putFixed(Position position, c
     }
 }
 
-/// Puts the fixed parts from I up to End: one test of the room for all.
-template <std::size_t I, class Parts, std::size_t... Each>
+// ---- Texts: a length with the zero at the end, the bytes, the zero
+
+/// The text in an array that may lack its zero.
+inline std::string_view textIn(const char* characters, std::size_t size)
+{
+    return {characters, strnlen(characters, size)};
+}
+
+template <class T>
+inline constexpr bool isPutAsText =
+    kindOf<T> == Kind::text || kindOf<T> == Kind::view || kindOf<T> == Kind::path || kindOf<T> == Kind::characters;
+
+template <class T> KIV_INLINE std::string_view textOf(const T& value)
+{
+    if constexpr (kindOf<T> == Kind::characters)
+        return textIn(value, sizeof value);
+    else if constexpr (kindOf<T> == Kind::path)
+        return value.native();
+    else
+        return value;
+}
+
+/// The room that a length needs in front of its text, with the gap, and the zero behind the text.
+inline constexpr std::size_t aroundText = 8;
+
+// REQUIRES: there is room behind `position`.
+template <class Position> KIV_INLINE void putTextAt(PacketWriter& w, Position position, std::string_view text)
+{
+    const auto length = static_cast<std::uint32_t>(text.size() + 1);
+    char* const bytes = putNumber(position, length).at;
+    w.endAt(bytes + length);
+    bytes[text.size()] = '\0';
+    if (!text.empty())
+        std::memcpy(bytes, text.data(), text.size());
+}
+
+KIV_INLINE bool putText(PacketWriter& w, std::string_view text)
+{
+    if (!w.ensure(aroundText + text.size()))
+        return false;
+    putTextAt(w, Place<char>{w.end()}, text);
+    return true;
+}
+
+// ---- Parts: fields of records, members of tuples
+
+template <class Parts, std::size_t I>
+using Part = std::remove_cv_t<std::remove_reference_t<std::tuple_element_t<I, Parts>>>;
+
+template <class Parts, std::size_t I> constexpr bool isTextPart()
+{
+    if constexpr (I == std::tuple_size_v<Parts>)
+        return false;
+    else
+        return isPutAsText<Part<Parts, I>>;
+}
+
+/// Puts the fixed parts from I on, and the text behind them if there is one: one test of the room for all.
+template <std::size_t I, bool withText, class Parts, std::size_t... Each>
 KIV_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<Each...>)
 {
-    using Size = RunSize<std::remove_cv_t<std::remove_reference_t<std::tuple_element_t<I + Each, Parts>>>...>;
-    if (!w.ensure(Size::most))
-        return false;
-    w.place = putFixedParts<I, I + sizeof...(Each)>(Place<char>{w.place}, parts).at;
+    using Size = RunSize<Part<Parts, I + Each>...>;
+    constexpr std::size_t end = I + sizeof...(Each);
+    if constexpr (withText) {
+        const std::string_view text = textOf(std::get<end>(parts));
+        if (!w.ensure(Size::most + aroundText + text.size()))
+            return false;
+        putTextAt(w, putFixedParts<I, end>(Place<char>{w.end()}, parts), text);
+    } else {
+        if (!w.ensure(Size::most))
+            return false;
+        w.endAt(putFixedParts<I, end>(Place<char>{w.end()}, parts).at);
+    }
     return true;
 }
 
@@ -69,35 +134,17 @@ KIV_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<
 template <std::size_t I, class Parts> KIV_INLINE bool putParts(PacketWriter& w, const Parts& parts)
 {
     constexpr std::size_t end = endOfRun<Parts, I>();
+    constexpr bool withText = isTextPart<Parts, end>();
+    constexpr std::size_t next = withText ? end + 1 : end;
     if constexpr (I == std::tuple_size_v<Parts>)
         return true;
-    else if constexpr (end > I)
-        return putRun<I>(w, parts, std::make_index_sequence<end - I>()) && putParts<end>(w, parts);
+    else if constexpr (next > I)
+        return putRun<I, withText>(w, parts, std::make_index_sequence<end - I>()) && putParts<next>(w, parts);
     else
         return put(w, std::get<I>(parts)) && putParts<I + 1>(w, parts);
 }
 
-// ---- Values of variable size
-
-/// A text: its length with the zero at the end, the bytes, the zero.
-KIV_INLINE bool putText(PacketWriter& w, std::string_view text)
-{
-    if (text.size() >= UINT32_MAX)
-        return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
-    constexpr std::size_t countWithGap = 7;
-    if (!w.ensure(countWithGap + text.size() + 1))
-        return false;
-    w.writeCount(text.size() + 1);
-    w.write(text.data(), text.size());
-    *w.place++ = '\0';
-    return true;
-}
-
-/// The text in an array that may lack its zero.
-inline std::string_view textIn(const char* characters, std::size_t size)
-{
-    return {characters, strnlen(characters, size)};
-}
+// ---- Values with a count
 
 KIV_INLINE bool putCount(PacketWriter& w, std::size_t count)
 {
@@ -106,7 +153,7 @@ KIV_INLINE bool putCount(PacketWriter& w, std::size_t count)
     constexpr std::size_t countWithGap = 7;
     if (!w.ensure(countWithGap))
         return false;
-    w.writeCount(count);
+    w.endAt(putNumber(Place<char>{w.end()}, static_cast<std::uint32_t>(count)).at);
     return true;
 }
 
@@ -120,8 +167,9 @@ template <class T> bool putNumbers(PacketWriter& w, const T* numbers, std::size_
         return w.fail(Itc_Ndr_Buffer_Alloc_Failed);
     if (!w.ensure(count * size + size - 1))
         return false;
-    w.skipTo<size>();
-    w.write(numbers, count * size);
+    char* const first = aligned<size>(Place<char>{w.end()}).at;
+    w.endAt(first + count * size);
+    std::memcpy(first, numbers, count * size);
     return true;
 }
 
@@ -193,7 +241,7 @@ template <class Record> bool putVersioned(PacketWriter& w, const Record& record)
     return true;
 }
 
-template <class Record> bool putRecord(PacketWriter& w, const Record& record)
+template <class Record> KIV_INLINE bool putRecord(PacketWriter& w, const Record& record)
 {
     if constexpr (isFixed<Record>) {
         return putParts<0>(w, fieldsOf(record));
@@ -217,12 +265,8 @@ template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
         return putParts<0>(w, std::tie(value));
     else if constexpr (kind == Kind::duration || kind == Kind::timePoint)
         refuse<typename T::rep>();
-    else if constexpr (kind == Kind::characters)
-        return putText(w, textIn(value, sizeof value));
-    else if constexpr (kind == Kind::text || kind == Kind::view)
-        return putText(w, value);
-    else if constexpr (kind == Kind::path)
-        return putText(w, value.native());
+    else if constexpr (isPutAsText<T>)
+        return putText(w, textOf(value));
     else if constexpr (kind == Kind::array)
         return putArray(w, value);
     else if constexpr (kind == Kind::sequence)
@@ -245,17 +289,16 @@ template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
 
 /// Puts with `step` into `buffer`: the whole, or nothing.
 /// \return false, with the status set, if nothing was put. A buffer in Error takes nothing.
-template <class Step> bool putWhole(itcNDRSend& buffer, const Step& step)
+template <class Step> KIV_INLINE bool putWhole(itcNDRSend& buffer, const Step& step)
 {
     if (buffer.severity >= Error)
         return false;
     PacketWriter w(buffer);
     const std::size_t begin = w.offset();
-    if (!withoutExceptions(buffer, [&] { return step(w); })) {
+    if (!step(w)) {
         w.goBackTo(begin);
         return false;
     }
-    w.commit();
     return true;
 }
 
