@@ -1,7 +1,7 @@
 // Sends a record of this program's own.   own_record
-// The record derives from itcXNDR and lists its fields for putting and for taking. A header in front of the record says
-// which record follows. The receiver takes the header first, and the record only if the receiver knows the type.
-#include <kiv/kiv.h>
+// The record lists its fields once. A header in front of the record says which record follows. The receiver takes the
+// header first, and the record only if the receiver knows the type.
+#include <kiv/companion.h>
 
 #include <sys/socket.h>
 
@@ -10,15 +10,12 @@
 // The meaning of the numbers belongs to the program. The library gives them none.
 constexpr auto readingType = static_cast<itcMsgHdr::itcMsgType>(1);
 
-// Both sides put and take the fields in the same order. The types must have the same size on every machine: int and
-// long long have, long has not.
-struct Reading : itcXNDR {
-    int sensor = 0;
+// The list is the order on the wire. The types have the same size on every machine.
+struct Reading {
+    std::int32_t sensor = 0;
     double celsius = 0;
-    long long micros = 0;
-
-    itcNDRSend& to_external(itcNDRSend& buffer) const override { return buffer << sensor << celsius << micros; }
-    itcNDRReceive& to_internal(itcNDRReceive& buffer) override { return buffer >> sensor >> celsius >> micros; }
+    std::int64_t micros = 0;
+    KIV_FIELDS(sensor, celsius, micros)
 };
 
 static bool send(itcConnection& connection, int number, const Reading& reading)
@@ -60,9 +57,5 @@ int main()
     itcConnection near(ends[0], itcConnection::ItcStrictBlocking);
     itcConnection far(ends[1], itcConnection::ItcStrictBlocking);
 
-    Reading reading;
-    reading.sensor = 7;
-    reading.celsius = 12.5;
-    reading.micros = 1700000000000000;
-    return send(near, 1, reading) && receive(far) ? 0 : 1;
+    return send(near, 1, {7, 12.5, 1700000000000000}) && receive(far) ? 0 : 1;
 }

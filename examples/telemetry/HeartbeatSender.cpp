@@ -30,9 +30,7 @@ bool HeartbeatSender::start(const std::string& host, int port)
 
 void HeartbeatSender::send()
 {
-    Heartbeat heartbeat;
-    heartbeat.number = ++number;
     itcNDRSend datagram;
-    datagram << headerOf(MessageKind::heartbeat, agent) << heartbeat;
+    datagram << headerOf(MessageKind::heartbeat, agent) << Heartbeat{++number};
     socket << datagram; // one packet, one datagram
 }

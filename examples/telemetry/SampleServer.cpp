@@ -119,9 +119,7 @@ bool SampleServer::takeSample(Session& session)
 
 bool SampleServer::acknowledge(Session& session, const Sample& sample)
 {
-    Acknowledgement acknowledgement;
-    acknowledgement.sequence = sample.sequence;
-    acknowledgement.sentMicros = sample.sentMicros;
+    const Acknowledgement acknowledgement{sample.sequence, sample.sentMicros};
     return session.outgoing.size() < mostWaiting &&
            session.outgoing.put(headerOf(MessageKind::acknowledgement, session.agent->name), acknowledgement);
 }

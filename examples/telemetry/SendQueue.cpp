@@ -6,29 +6,9 @@
 
 #include <algorithm>
 
-namespace {
-
-constexpr unsigned int usualSize = 256;
-
-}
-
 SendQueue::SendQueue(itcDispatcher& loop, itcConnection& peer, itcIOHandler& owner)
     : dispatcher(loop), connection(peer), handler(owner)
 {}
-
-bool SendQueue::put(const itcMsgHdr& header)
-{
-    packets.emplace_back(0, usualSize) << header;
-    return sendUnlessOthersWait();
-}
-
-bool SendQueue::put(const itcMsgHdr& header, const itcXNDR& record)
-{
-    // Puts through the base class: they do not clear the status, so one test after the last put is enough.
-    itcNDRSend& packet = packets.emplace_back(0, usualSize);
-    packet << header << record;
-    return sendUnlessOthersWait();
-}
 
 // If other packets wait, the connection cannot take more now. The dispatcher calls flush() when the connection can.
 bool SendQueue::sendUnlessOthersWait()

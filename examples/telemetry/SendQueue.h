@@ -1,7 +1,7 @@
 // Sends messages without waiting.
 #pragma once
 
-#include <kiv/kiv.h>
+#include <kiv/companion.h>
 
 #include <deque>
 #include <string>
@@ -17,12 +17,15 @@ public:
     /// \param handler  calls flush() in its outputReady(), and unlinks the connection at the end.
     SendQueue(itcDispatcher& dispatcher, itcConnection& connection, itcIOHandler& handler);
 
-    /// Queues a message that is only a header. Sends the message at once if no other message waits.
+    /// Queues a message: a header, or a header and a record. Sends the message at once if no other message waits.
     /// \return false after a failure: error() says why.
-    bool put(const itcMsgHdr& header);
-    /// Queues a message: a header and a record. Sends the message at once if no other message waits.
-    /// \return false after a failure: error() says why.
-    bool put(const itcMsgHdr& header, const itcXNDR& record);
+    template <class... Record> bool put(const itcMsgHdr& header, const Record&... record)
+    {
+        // Puts through the base class: they do not clear the status, so one test after the last put is enough.
+        itcNDRSend& packet = packets.emplace_back(0, usualSize);
+        ((packet << header) << ... << record);
+        return sendUnlessOthersWait();
+    }
     /// Sends as much as the connection takes.
     /// \return false after a failure: error() says why.
     bool flush();
@@ -33,6 +36,8 @@ public:
     const std::string& error() const { return failure; }
 
 private:
+    static constexpr unsigned int usualSize = 256;
+
     bool sendUnlessOthersWait();
     bool fail(const itcStatus& status);
     void watchConnection(bool on);
