@@ -88,16 +88,18 @@ namespace kiv {
 
 /// A record that is about to be printed. Internal to KIV_FIELDS.
 struct Printable {
+    /// Prints the record. \return the stream.
     std::ostream& printTo(std::ostream& out) const
     {
         print(out, record);
         return out;
     }
 
-    void (*print)(std::ostream& out, const void* record);
-    const void* record;
+    void (*print)(std::ostream& out, const void* record); ///< Prints the record at an address.
+    const void* record;                                   ///< Where the record lies.
 };
 
+/// Names a record that is about to be printed. Internal to KIV_FIELDS.
 template <class Record> Printable printable(const Record& record)
 {
     return {[](std::ostream& out, const void* bytes) { kiv::print(out, *static_cast<const Record*>(bytes)); }, &record};
