@@ -1,40 +1,12 @@
 // How much time does it take to put a described record into a packet, and to take it out? How much more is it than what
 // the same bytes cost in straight-line code, which knows the record, the room and the place?
-#include <kiv/companion.h>
-
-#include <benchmark/benchmark.h>
+#include "Sample.h"
 
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
-// The compiler must not look into these functions from outside: it would see that the values are constants.
-#ifdef __clang__
-#define KIV_APART [[gnu::noinline]]
-#else
-#define KIV_APART [[gnu::noipa]]
-#endif
-
 namespace {
-
-constexpr char textOf24[] = "boiler room, north wall";
-static_assert(sizeof textOf24 == 24);
-
-struct Sample {
-    int number = 0;
-    long long at = 0;
-    double celsius = 0;
-    double bar = 0;
-    double volts = 0;
-    float humidity = 0;
-    short rack = 0;
-    bool isValid = false;
-    char grade = 0;
-    char place[24] = "";
-    KIV_FIELDS(number, at, celsius, bar, volts, humidity, rack, isValid, grade, place)
-};
-
-const Sample sample{7, 1'700'000'000'000, 21.5, 1.013, 230.1, 0.4F, 12, true, 'A', "boiler room, north wall"};
 
 // ---- Straight-line code: the same bytes at the same places
 
@@ -58,9 +30,9 @@ KIV_APART void putStraight(char* data, const Sample& s)
     store(data + Offsets::rack, s.rack);
     store(data + Offsets::isValid, s.isValid);
     store(data + Offsets::grade, s.grade);
-    const auto length = static_cast<unsigned int>(std::strlen(s.place) + 1);
+    const auto length = static_cast<unsigned int>(s.place.size() + 1);
     store(data + Offsets::count, length);
-    std::memcpy(data + Offsets::place, s.place, length);
+    std::memcpy(data + Offsets::place, s.place.c_str(), length);
 }
 
 enum class Order { own, foreign };
@@ -90,7 +62,7 @@ template <Order order> KIV_APART void takeStraight(const char* data, Sample& s)
     load<Order::own>(data + Offsets::grade, s.grade);
     unsigned int length;
     load<order>(data + Offsets::count, length);
-    std::memcpy(s.place, data + Offsets::place, length);
+    s.place.assign(data + Offsets::place, length - 1);
 }
 
 // ---- One by one, with the library's own operators
@@ -98,13 +70,15 @@ template <Order order> KIV_APART void takeStraight(const char* data, Sample& s)
 KIV_APART void putSingly(itcNDRSend& packet, const Sample& s)
 {
     packet << s.number << s.at << s.celsius << s.bar << s.volts << s.humidity << s.rack << s.isValid << s.grade
-           << s.place;
+           << s.place.c_str();
 }
 
 KIV_APART void takeSingly(itcNDRReceive& packet, Sample& s)
 {
+    char place[24];
     packet >> s.number >> s.at >> s.celsius >> s.bar >> s.volts >> s.humidity >> s.rack >> s.isValid >> s.grade >>
-        s.place;
+        place;
+    s.place = place;
 }
 
 // ---- Described
@@ -112,32 +86,27 @@ KIV_APART void takeSingly(itcNDRReceive& packet, Sample& s)
 KIV_APART void putDescribed(itcNDRSend& packet, const Sample& s) { packet << s; }
 KIV_APART void takeDescribed(itcNDRReceive& packet, Sample& s) { packet >> s; }
 
-// ---- The runs. A packet has many records: the time of reset() does not count.
+// ---- The runs
 
-constexpr int recordsPerPacket = 50;
 constexpr std::size_t recordDistance = 72; // one record ends at offset 76, and the next begins there
 
 void recordPutStraight(benchmark::State& state)
 {
     std::vector<char> data(recordsPerPacket * recordDistance + 8);
-    for (auto _ : state) {
+    runPut(state, [&] {
         for (int i = 0; i < recordsPerPacket; ++i)
             putStraight(data.data() + i * recordDistance, sample);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * recordsPerPacket);
+    });
 }
 
 template <void (*put)(itcNDRSend&, const Sample&)> void recordPut(benchmark::State& state)
 {
     itcNDRSend packet(8192);
-    for (auto _ : state) {
+    runPut(state, [&] {
         packet.reset();
         for (int i = 0; i < recordsPerPacket; ++i)
             put(packet, sample);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * recordsPerPacket);
+    });
 }
 
 /// A packet of records. The label says which byte order it has.
@@ -168,14 +137,10 @@ template <Order order> void recordTakeStraight(benchmark::State& state)
 {
     const std::vector<char> data = packetOf(order);
     Sample taken;
-    for (auto _ : state) {
+    runTake(state, taken, [&] {
         for (int i = 0; i < recordsPerPacket; ++i)
             takeStraight<order>(data.data() + i * recordDistance, taken);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * recordsPerPacket);
-    if (taken != sample)
-        state.SkipWithError("wrong values");
+    });
 }
 
 template <Order order, void (*take)(itcNDRReceive&, Sample&)> void recordTake(benchmark::State& state)
@@ -183,15 +148,11 @@ template <Order order, void (*take)(itcNDRReceive&, Sample&)> void recordTake(be
     const std::vector<char> data = packetOf(order);
     itcNDRReceive packet(data.data(), static_cast<unsigned int>(data.size()));
     Sample taken;
-    for (auto _ : state) {
+    runTake(state, taken, [&] {
         packet.reset();
         for (int i = 0; i < recordsPerPacket; ++i)
             take(packet, taken);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * recordsPerPacket);
-    if (taken != sample || packet.severity != Success)
-        state.SkipWithError("wrong values");
+    });
 }
 
 // ---- Arrays of 1,000 doubles
@@ -204,6 +165,7 @@ void arrayCopy(benchmark::State& state)
     std::vector<double> copy(many);
     for (auto _ : state) {
         std::memcpy(copy.data(), values.data(), many * sizeof(double));
+        benchmark::DoNotOptimize(copy.data());
         benchmark::ClobberMemory();
     }
 }
@@ -215,6 +177,7 @@ void arrayTurn(benchmark::State& state)
     for (auto _ : state) {
         for (std::size_t i = 0; i < many; ++i)
             copy[i] = __builtin_bswap64(values[i]);
+        benchmark::DoNotOptimize(copy.data());
         benchmark::ClobberMemory();
     }
 }
@@ -271,6 +234,7 @@ void takeMany(benchmark::State& state, const std::vector<double>& values, bool w
 void arrayTake(benchmark::State& state)
 {
     std::vector<double> taken(many);
+    benchmark::DoNotOptimize(taken.data());
     bool isWhole = true;
     takeMany(state, std::vector<double>(many, 1.5), false,
              [&](itcNDRReceive& b) { isWhole = itcTakeArray(b, taken.data(), many) && isWhole; });
