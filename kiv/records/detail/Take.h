@@ -280,6 +280,25 @@ bool takeVector(PacketReader& r, std::vector<T, Allocator>& values, std::size_t 
     return true;
 }
 
+/// The elements of a sequence. Its count is taken already. Each is made when its turn comes: the packet pays for it before
+/// the next. Elements that are there already are used again, with the memory that they hold.
+template <class Sequence> bool takeElements(PacketReader& r, Sequence& values, std::size_t count)
+{
+    constexpr std::size_t reservedAtOnce = 64;
+    if (values.size() > count)
+        values.resize(count);
+    if constexpr (isOf<std::vector, Sequence>)
+        values.reserve(std::min(count, reservedAtOnce));
+    if (!takeEach(r, values))
+        return false;
+    while (values.size() < count) {
+        values.emplace_back();
+        if (!take(r, values.back()))
+            return false;
+    }
+    return true;
+}
+
 template <class Sequence> bool takeSequence(PacketReader& r, Sequence& values, std::size_t most = unlimited)
 {
     using Element = typename Sequence::value_type;
@@ -296,8 +315,7 @@ template <class Sequence> bool takeSequence(PacketReader& r, Sequence& values, s
     } else if constexpr (isOf<std::vector, Sequence> && isOneNumber<Element>()) {
         return takeVector(r, values, count);
     } else {
-        values.resize(count);
-        return takeEach(r, values);
+        return takeElements(r, values, count);
     }
 }
 
@@ -469,8 +487,6 @@ template <class T> KIV_INLINE bool take(PacketReader& r, T& value)
     constexpr Kind kind = kindOf<T>;
     if constexpr (isOneNumber<T>())
         return takeParts<0>(r, std::tie(value));
-    else if constexpr (kind == Kind::duration || kind == Kind::timePoint)
-        refuse<typename T::rep>();
     else if constexpr (kind == Kind::characters)
         return takeCharacters(r, value, sizeof value);
     else if constexpr (kind == Kind::view)
