@@ -7,6 +7,7 @@ set(KIV_COMPANION_HEADERS
     records/itcBounded.h
     records/itcBytes.h
     records/itcDescribe.h
+    records/itcField.h
     records/itcFields.h
     records/itcPrinted.h
     records/itcSizeOnWire.h

@@ -8,6 +8,7 @@
 #include <kiv/records/itcBounded.h>
 #include <kiv/records/itcBytes.h>
 #include <kiv/records/itcDescribe.h>
+#include <kiv/records/itcField.h>
 #include <kiv/records/itcFields.h>
 #include <kiv/records/itcPrinted.h>
 #include <kiv/records/itcSizeOnWire.h>

@@ -11,7 +11,8 @@
 /// };
 /// \endcode
 /// A described structure is a value like others: it is put and taken with `<<` and `>>`, printed, compared, and a field
-/// or an element of other values. On the wire it is its fields, one after the other.
+/// or an element of other values. On the wire it is its fields, one after the other. A structure that cannot be changed is
+/// described from outside: itcField.h.
 #pragma once
 
 #include <kiv/records/detail/Compare.h>

@@ -7,20 +7,14 @@
 ///   returns a tuple of itcField.
 #pragma once
 
+#include <kiv/records/itcField.h>
+
 #include <array>
 #include <cstddef>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <utility>
-
-/// A field of a structure that is described from outside: its name, and where it lies. See KIV_FIELDS.
-template <class Member, class Record> struct itcField {
-    constexpr itcField(const char* fieldName, Member Record::*fieldMember) : name(fieldName), member(fieldMember) {}
-
-    const char* name;       ///< The name in prints and in descriptions.
-    Member Record::*member; ///< The field.
-};
 
 namespace kiv {
 
