@@ -294,7 +294,7 @@ KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, double& v) { retur
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, long long& v) { return b.takeAligned(v); }
 KIV_EXPORT inline itcNDRReceive& operator>>(itcNDRReceive& b, unsigned long long& v) { return b.takeAligned(v); }
 #ifdef KIV_BOUNDED_ONLY
-// The host has asked for this refusal. kiv/records/ has the bounded forms; extract() is bounded, too.
+// The host has asked for this refusal, in all of its files. kiv/records/ has the bounded forms; extract() is bounded, too.
 itcNDRReceive& operator>>(itcNDRReceive& b, char* dst) = delete;        // unbounded: write buffer >> itcText(text)
 itcNDRReceive& operator>>(itcNDRReceive& b, itcBinData& data) = delete; // unbounded: write buffer >> itcBytes(...)
 #else

@@ -10,6 +10,8 @@
 /// above the limit is refused before memory is asked for: (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error). The target is empty
 /// then. Without a limit the packet itself is the limit: no count is believed that the rest of the packet cannot hold.
 ///
+/// A limit is for one take. Inside of a record use a char array or a std::array, or limit the packet.
+///
 /// \par Ownership
 /// This object only names the target for the one operation.
 template <class Target> class [[nodiscard]] itcBounded {

@@ -15,8 +15,8 @@
 ///   null area.
 ///
 /// \par Takes
-/// A value is taken whole or not at all. A take that fails leaves the read position where the value began, and empties
-/// the target: numbers become zero, texts and containers empty, optionals without value; the parts of arrays, tuples and
+/// A value is taken whole or not at all. A take that fails leaves the read position where the value began (behind the gap
+/// if the value is a single number, which the library takes), and empties the target: numbers become zero, texts and containers empty, optionals without value; the parts of arrays, tuples and
 /// records become empty each; a variant becomes its first alternative if that can be made without an exception, and
 /// otherwise keeps what it holds. Results, in the status:
 /// - unchanged: the value is taken.

@@ -16,16 +16,15 @@
 
 namespace kiv {
 
-/// The name of a type without its namespaces: "Sample" for `plant::Sample`. Both compilers write the type's name into
-/// the text that names this function.
+/// The name of a type without its namespaces and without the arguments of a template, which compilers write differently:
+/// "Sample" for `plant::Sample<int>`. Compilers write the type's name into the text that names this function.
 template <class T> std::string_view nameOf()
 {
     constexpr std::string_view function = __PRETTY_FUNCTION__;
     constexpr std::string_view mark = "T = ";
     std::string_view name = function.substr(function.find(mark) + mark.size());
-    name = name.substr(0, name.find_first_of(";]"));
-    // The arguments of a template may have namespaces of their own.
-    const std::size_t colon = name.substr(0, name.find('<')).rfind("::");
+    name = name.substr(0, name.find_first_of(";]<"));
+    const std::size_t colon = name.rfind("::");
     return colon == std::string_view::npos ? name : name.substr(colon + 2);
 }
 

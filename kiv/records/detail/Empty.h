@@ -19,12 +19,10 @@ namespace kiv {
 template <class T> void makeEmpty(T& value)
 {
     constexpr Kind kind = kindOf<T>;
-    if constexpr (isOneNumber<T>()) {
+    if constexpr (isOneNumber<T>() || kind == Kind::view) {
         value = T{};
     } else if constexpr (kind == Kind::characters) {
         std::memset(value, 0, sizeof value);
-    } else if constexpr (kind == Kind::view) {
-        value = T{};
     } else if constexpr (kind == Kind::text || kind == Kind::path || kind == Kind::sequence || kind == Kind::set ||
                          kind == Kind::map) {
         value.clear();

@@ -61,33 +61,32 @@ template <class... References>
 std::tuple<std::remove_cv_t<std::remove_reference_t<References>>...> withoutReferences(std::tuple<References...>);
 template <class T> using PartsOf = decltype(withoutReferences(partsOf(std::declval<T&>())));
 
-template <class T> constexpr bool isFixedValue();
+template <class T> constexpr bool hasOneSize(std::size_t longestArray);
 
-template <class... Parts> constexpr bool areFixed(const std::tuple<Parts...>*)
+template <class... Parts> constexpr bool haveOneSize(std::size_t longestArray, const std::tuple<Parts...>*)
 {
-    return (isFixedValue<Parts>() && ...);
+    return (hasOneSize<Parts>(longestArray) && ...);
 }
 
-// Longer arrays are put and taken element by element, or in one copy. The compiler need not unroll them.
-inline constexpr std::size_t longestFixedArray = 64;
-
-template <class T> constexpr bool isFixedValue()
+/// Whether all values of `T` have the same size, but for gaps, and no array in them is longer than `longestArray`.
+template <class T> constexpr bool hasOneSize(std::size_t longestArray)
 {
     constexpr Kind kind = kindOf<T>;
     if constexpr (isOneNumber<T>()) {
         return true;
     } else if constexpr (kind == Kind::array) {
         using Array = ArrayTraits<std::remove_cv_t<T>>;
-        return Array::count <= longestFixedArray && isFixedValue<typename Array::Element>();
+        return Array::count <= longestArray && hasOneSize<typename Array::Element>(longestArray);
     } else if constexpr (kind == Kind::tuple || kind == Kind::record) {
-        return areFixed(static_cast<const PartsOf<T>*>(nullptr));
+        return haveOneSize(longestArray, static_cast<const PartsOf<T>*>(nullptr));
     } else {
         return false;
     }
 }
 
-/// Whether all values of `T` have the same size, but for gaps.
-template <class T> inline constexpr bool isFixed = isFixedValue<T>();
+/// Whether a `T` is put and taken in one step with its neighbours. Longer arrays are put and taken element by element, or
+/// in one copy: the compiler need not unroll them.
+template <class T> inline constexpr bool isFixed = hasOneSize<T>(64);
 
 /// The first part at or behind I that is not fixed.
 template <class Parts, std::size_t I> constexpr std::size_t endOfRun()
@@ -110,12 +109,12 @@ template <class... Parts> constexpr std::size_t endOfParts(std::size_t offset, c
     return offset;
 }
 
-/// The offset behind a fixed `T` that is put at `offset`. Offsets count from a multiple of 8.
+/// The offset behind a `T` that is put at `offset`. All values of `T` have one size. Offsets count from a multiple of 8.
 template <class T> constexpr std::size_t endOf(std::size_t offset)
 {
     if constexpr (isOneNumber<T>()) {
         constexpr std::size_t size = sizeof(typename NumberOf<T>::Type);
-        return (offset + size - 1) / size * size + size;
+        return ((offset + size - 1) & ~(size - 1)) + size;
     } else if constexpr (kindOf<T> == Kind::array) {
         using Array = ArrayTraits<std::remove_cv_t<T>>;
         for (std::size_t i = 0; i < Array::count; ++i)

@@ -263,8 +263,6 @@ template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
     constexpr Kind kind = kindOf<T>;
     if constexpr (isOneNumber<T>())
         return putParts<0>(w, std::tie(value));
-    else if constexpr (kind == Kind::duration || kind == Kind::timePoint)
-        refuse<typename T::rep>();
     else if constexpr (isPutAsText<T>)
         return putText(w, textOf(value));
     else if constexpr (kind == Kind::array)

@@ -28,6 +28,13 @@ template <class T> constexpr void requirePart()
 {
     if constexpr (kindOf<T> == Kind::refused)
         refuse<std::remove_cv_t<T>>();
+    if constexpr (kindOf<T> == Kind::duration || kindOf<T> == Kind::timePoint) {
+        using Count = typename T::rep;
+        if constexpr (kindOf<Count> == Kind::refused)
+            refuse<Count>();
+        else
+            static_assert(kindOf<Count> == Kind::number, "KIV: the count of a time must be a number.");
+    }
     static_assert(kindOf<T> != Kind::unknown,
                   "KIV: no packet carries this type. Describe the structure with KIV_FIELDS in its public part, or "
                   "derive it from itcXNDR.");
