@@ -30,8 +30,14 @@ set(KIV_COMPANION_INTERNAL_HEADERS
     records/detail/PacketWriter.h
     records/detail/Print.h
     records/detail/Put.h
+    records/detail/PutContainers.h
+    records/detail/PutNumbers.h
+    records/detail/PutRecords.h
     records/detail/Refused.h
     records/detail/Take.h
+    records/detail/TakeContainers.h
+    records/detail/TakeNumbers.h
+    records/detail/TakeRecords.h
     PARENT_SCOPE
 )
 

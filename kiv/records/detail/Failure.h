@@ -45,9 +45,22 @@ template <class Step> KIV_INLINE bool withoutExceptions([[maybe_unused]] itcStat
 #endif
 }
 
+/// Whether a text was cut. This Warning stops no take.
+inline bool tellsCut(const itcStatus& status)
+{
+    return status.code == Itc_Ndr_Buffer_Size_Too_Small && status.severity == Warning;
+}
+
+/// Whether a take before has failed: nothing more is taken then.
+inline bool isBroken(const itcStatus& status) { return status.severity > Success && !tellsCut(status); }
+
 /// How deep records may lie in one another. A structure that contains a vector of itself could otherwise be made to use
 /// up the stack by a peer: each level costs the peer only four bytes.
 inline constexpr unsigned int deepestNesting = 64;
+
+/// How many values with operators of the host are being put or taken in one another. Each begins a new put or take, which
+/// does not know the levels around it.
+inline thread_local unsigned int hostDepth = 0;
 
 /// Counts the levels while records are put or taken.
 class Level {

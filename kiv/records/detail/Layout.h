@@ -88,12 +88,16 @@ template <class T> constexpr bool hasOneSize(std::size_t longestArray)
 /// in one copy: the compiler need not unroll them.
 template <class T> inline constexpr bool isFixed = hasOneSize<T>(64);
 
+/// The type of part I.
+template <class Parts, std::size_t I>
+using Part = std::remove_cv_t<std::remove_reference_t<std::tuple_element_t<I, Parts>>>;
+
 /// The first part at or behind I that is not fixed.
 template <class Parts, std::size_t I> constexpr std::size_t endOfRun()
 {
     if constexpr (I == std::tuple_size_v<Parts>)
         return I;
-    else if constexpr (isFixed<std::remove_reference_t<std::tuple_element_t<I, Parts>>>)
+    else if constexpr (isFixed<Part<Parts, I>>)
         return endOfRun<Parts, I + 1>();
     else
         return I;

@@ -5,6 +5,7 @@
 
 #include <kiv/ndr/itcNdrUbReceive.h>
 #include <kiv/ndr/itcNdrUbSend.h>
+#include <kiv/records/detail/Empty.h>
 #include <kiv/records/detail/Put.h>
 #include <kiv/records/detail/Take.h>
 #include <kiv/records/itcBounded.h>

@@ -40,20 +40,28 @@ public:
         return KIV_UNLIKELY(foreign) ? Format::foreign : swapped ? Format::swapped : Format::own;
     }
 
+    /// Takes an `unsigned int`.
+    bool takeWord(std::uint32_t& word)
+    {
+        const unsigned int gap = gapBefore(sizeof word, place);
+        if (!has(gap + sizeof word))
+            return endOfData();
+        std::memcpy(&word, place + gap, sizeof word);
+        if (swapped)
+            word = __builtin_bswap32(word);
+        place += gap + sizeof word;
+        return true;
+    }
+
     /// Takes a count, and holds it against what is left: each of the things that are counted has at least `least` bytes.
     /// `most` is the limit of the host.
     bool takeCount(std::uint32_t& count, std::size_t least, std::size_t most = UINT32_MAX)
     {
-        const unsigned int gap = gapBefore(sizeof count, place);
-        if (!has(gap + sizeof count))
-            return endOfData();
-        std::memcpy(&count, place + gap, sizeof count);
-        if (swapped)
-            count = __builtin_bswap32(count);
-        place += gap + sizeof count;
+        if (!takeWord(count))
+            return false;
         if (count > most)
             return tooMany();
-        return has(std::size_t{count} * std::max<std::size_t>(least, 1)) || endOfData();
+        return std::uint64_t{count} * least <= static_cast<std::uint64_t>(left()) || endOfData();
     }
 
     /// The data end before the value does. Where a record has announced a shorter end than the packet's, the packet
@@ -62,15 +70,28 @@ public:
     /// A number in the packet is above its limit: a count, an alternative, the depth of records.
     bool tooMany() { return fail(buffer, Itc_Ndr_Buff_Sz_More_Than_Max, Error); }
 
-    /// Lets `take` take from the buffer itself. \return whether that has failed.
+    /// Lets `take`, which may be the host's, take from the buffer itself. \return whether that went well.
     template <class Take> bool throughBuffer(const Take& take)
     {
+        const Level level(hostDepth);
+        if (level.isTooDeep())
+            return tooMany();
         commit();
         take(buffer);
         place = buffer.*(&Fields::readPos);
-        if (buffer.severity > Success)
+        if (isBroken(buffer))
             return false;
+        rememberCut();
         return left() >= 0 || endOfData();
+    }
+
+    /// Takes the Warning about a cut text out of the status, where it would stop takes of the library.
+    void rememberCut()
+    {
+        if (tellsCut(buffer)) {
+            wasCut = true;
+            clear(buffer);
+        }
     }
 
     /// A number through the library's own take, which knows every format. REQUIRES: the number is there.

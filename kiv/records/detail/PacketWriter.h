@@ -64,6 +64,9 @@ public:
     /// Lets `put`, which may be the host's, put into the buffer itself. \return whether the buffer is in order behind it.
     template <class Put> bool throughBuffer(const Put& put)
     {
+        const Level level(hostDepth);
+        if (level.isTooDeep())
+            return fail(Itc_Ndr_Buff_Sz_More_Than_Max);
         const bool isPut = withoutExceptions(buffer, [&] {
             put(buffer);
             return true;
