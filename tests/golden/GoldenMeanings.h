@@ -94,6 +94,16 @@ template <class Visitor> void visit(const std::vector<GoldenLine>& lines, Visito
         {"transaction", &V::transaction},
         {"message header", &V::messageHeader},
         {"record", &V::record},
+        {"count", &V::template value<unsigned int>},
+        {"alternative", &V::template value<unsigned int>},
+        {"array", &V::record},
+        {"sequence", &V::record},
+        {"set", &V::record},
+        {"map", &V::record},
+        {"optional", &V::record},
+        {"tuple", &V::record},
+        {"variant", &V::record},
+        {"versioned record", &V::transaction},
     };
     for (const GoldenLine& line : lines) {
         SCOPED_TRACE(line.whole);

@@ -1,6 +1,7 @@
 // Packets that are stored byte by byte. On every machine the library reads the stored values. The library writes the
 // stored bytes of the packets in the machine's own byte order.
 #include "../ndr/UbProbe.h"
+#include "GoldenMachines.h"
 #include "GoldenMeanings.h"
 #include "GoldenPacket.h"
 #include "StreamPair.h"
@@ -11,57 +12,6 @@
 #include <sstream>
 
 namespace {
-
-/// A kind of machine that writes packets. The file of its packet, and the label in the file, have the same name.
-struct Kind {
-    const char* name;
-    int endian, floats;
-};
-
-const Kind littleEndianIeee = {"little-endian-ieee", 1, 0};
-const Kind bigEndianIeee = {"big-endian-ieee", 0, 0};
-const Kind littleEndianVax = {"little-endian-vax", 1, 1};
-const Kind bigEndianVax = {"big-endian-vax", 0, 1};
-
-void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.name; }
-
-std::string nameOf(const testing::TestParamInfo<Kind>& info)
-{
-    std::string name = info.param.name;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-}
-
-std::string hexOf(char byte)
-{
-    std::ostringstream out;
-    out << std::hex << static_cast<unsigned int>(static_cast<unsigned char>(byte));
-    return out.str();
-}
-
-testing::AssertionResult isTheFrameOf(const GoldenPacket& packet, const std::string& frame)
-{
-    const size_t common = std::min(frame.size(), packet.frame.size());
-    const auto differs =
-        std::mismatch(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(common), packet.frame.begin());
-    const auto offset = static_cast<size_t>(differs.first - frame.begin());
-    if (offset < common)
-        return testing::AssertionFailure() << "byte " << offset << " of the frame is " << hexOf(*differs.first)
-                                           << " instead of " << hexOf(*differs.second) << ", first in\n"
-                                           << packet.lineAt(offset);
-    if (frame.size() != packet.frame.size())
-        return testing::AssertionFailure() << "the frame has " << frame.size() << " bytes instead of "
-                                           << packet.frame.size() << ", the same as far as\n"
-                                           << packet.lineAt(common - 1);
-    return testing::AssertionSuccess();
-}
-
-// Ends the sending direction and returns the bytes that the peer receives, at most `atMost`.
-std::string sentThrough(StreamPair& pair, size_t atMost)
-{
-    ::shutdown(pair.near().td, SHUT_WR);
-    return pair.farReceives(atMost);
-}
 
 GoldenPacket packetOf(const std::string& lines) { return GoldenPacket(std::istringstream(lines)); }
 
@@ -105,14 +55,7 @@ TEST_P(GoldenPacketsRead, GiveTheirValuesInSmallPieces)
     EXPECT_EQ(b.pending_length(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, GoldenPacketsRead,
-                         testing::Values(littleEndianIeee, bigEndianIeee, littleEndianVax, bigEndianVax), nameOf);
-
-// The library writes lengths and counts in the byte order of the real machine. Therefore packets of the other byte
-// order can be read here, but not written.
-constexpr bool isLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
-const auto kindsOfThisOrder =
-    isLittleEndian ? testing::Values(littleEndianIeee, littleEndianVax) : testing::Values(bigEndianIeee, bigEndianVax);
+INSTANTIATE_TEST_SUITE_P(Of, GoldenPacketsRead, allKinds, nameOf);
 
 class GoldenPacketsWritten : public GoldenPackets {
 protected:
