@@ -69,14 +69,16 @@ template <class Text> KIV_INLINE bool takeText(PacketReader& r, Text& text, std:
     return true;
 }
 
-/// A text for an array of characters. What does not fit is left out, and the zero is always there.
+/// A text for an array of characters. What does not fit is left out, and the zero is always there. For an array a text
+/// ends at its first zero: a text that only has zeros behind it is not cut.
 inline bool takeCharacters(PacketReader& r, char* characters, std::size_t size)
 {
     std::string_view text;
     if (!takeTextBytes(r, text))
         return false;
     const std::size_t kept = std::min(text.size(), size - 1);
-    r.wasCut = r.wasCut || kept < text.size();
+    if (kept < text.size() && strnlen(text.data(), size) == size)
+        r.wasCut = true;
     std::memcpy(characters, text.data(), kept);
     characters[kept] = '\0';
     return true;
