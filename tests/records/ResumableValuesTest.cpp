@@ -1,5 +1,5 @@
-// The operators on the resumable buffers: the same bytes, the status cleared first, and refusal outside the one state that
-// allows puts or takes.
+// The operators on the resumable buffers: the same bytes, the status cleared first, and refusal outside the one state
+// that allows puts or takes.
 #include "ValueProbe.h"
 
 namespace {

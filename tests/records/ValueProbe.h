@@ -17,8 +17,8 @@ template <class... Values> std::string bytesOfPuts(const Values&... values)
     return b.values();
 }
 
-/// Expects that `value` has the bytes of `parts`, put one by one, at every distance from a multiple of 8, and that a take
-/// gives the same value.
+/// Expects two things, at every distance from a multiple of 8: `value` has the bytes of `parts` put one by one, and a
+/// take gives the same value.
 template <class T, class... Parts> void expectTravelsAs(const T& value, const Parts&... parts)
 {
     for (unsigned int before = 0; before < 8; ++before) {
