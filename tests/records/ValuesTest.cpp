@@ -385,6 +385,18 @@ TEST(VariantValue, ChangesTheAlternativeOfTheTarget)
     EXPECT_EQ(std::get<int>(value), 7);
 }
 
+TEST(VariantValue, AtTheEndOfThePacketMayHaveFewerBytesThanItsNumber)
+{
+    using Variant = std::variant<int, std::string, char, std::monostate>;
+    for (const Variant& value : {Variant('c'), Variant(std::monostate())}) {
+        OpenReceive r(packet(bytesOfPuts(value)));
+        Variant back;
+        r >> back;
+        EXPECT_THAT(r, HasClearStatus()) << value.index();
+        EXPECT_EQ(back, value);
+    }
+}
+
 struct Breaking {
     Breaking() = default;
     explicit Breaking(int number) { throw number; }
