@@ -55,8 +55,8 @@
 /// Internal to KIV_FIELDS and KIV_VERSIONED.
 ///
 /// A macro does not know the name of the structure. `decltype(this)` is the structure's type, where the language allows
-/// `this`. Printing needs a function that is no member: it takes the nested itcPrintable, which every structure has for
-/// itself, and to which every structure converts.
+/// `this`. Printing needs a function that is no member. It is a template for every type whose itcTag is this structure's:
+/// the structure itself.
 #define KIV_DESCRIBED_RECORD(isVersioned, ...)                                                                         \
     auto itcFields() { return std::tie(__VA_ARGS__); }                                                                 \
     auto itcFields() const { return std::tie(__VA_ARGS__); }                                                           \
@@ -78,32 +78,10 @@
     {                                                                                                                  \
         return kiv::less(*this, other);                                                                                \
     }                                                                                                                  \
-    struct itcPrintable : kiv::Printable {};                                                                           \
-    operator itcPrintable() const { return {kiv::printable(*this)}; }                                                  \
-    [[maybe_unused]] friend std::ostream& operator<<(std::ostream& out, const itcPrintable& record)                    \
+    struct itcTag {};                                                                                                  \
+    template <class Record, std::enable_if_t<std::is_same_v<typename Record::itcTag, itcTag>, int> = 0>                \
+    friend std::ostream& operator<<(std::ostream& out, const Record& record)                                           \
     {                                                                                                                  \
-        return record.printTo(out);                                                                                    \
+        kiv::print(out, record);                                                                                       \
+        return out;                                                                                                    \
     }
-
-namespace kiv {
-
-/// A record that is about to be printed. Internal to KIV_FIELDS.
-struct Printable {
-    /// Prints the record. \return the stream.
-    std::ostream& printTo(std::ostream& out) const
-    {
-        print(out, record);
-        return out;
-    }
-
-    void (*print)(std::ostream& out, const void* record); ///< Prints the record at an address.
-    const void* record;                                   ///< Where the record lies.
-};
-
-/// Names a record that is about to be printed. Internal to KIV_FIELDS.
-template <class Record> Printable printable(const Record& record)
-{
-    return {[](std::ostream& out, const void* bytes) { kiv::print(out, *static_cast<const Record*>(bytes)); }, &record};
-}
-
-} // namespace kiv
