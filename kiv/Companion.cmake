@@ -23,6 +23,7 @@ set(KIV_COMPANION_INTERNAL_HEADERS
     records/detail/Empty.h
     records/detail/Failure.h
     records/detail/Fields.h
+    records/detail/Inline.h
     records/detail/Kind.h
     records/detail/Layout.h
     records/detail/Operands.h

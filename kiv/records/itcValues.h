@@ -6,7 +6,8 @@
 /// docs/records.md has the table of all types: how each looks on the wire, and what bounds a take.
 ///
 /// \par Puts
-/// A value is put whole or not at all. A put that fails leaves the packet as it was. Results, in the status:
+/// A value is put whole or not at all. A put that fails leaves the packet as it was. A single number is put as the library
+/// puts a number of its size; this is the same rule, but for a buffer in Error (itcNDRSend.h). Results, in the status:
 /// - unchanged, or cleared by a growth of the buffer: the value is put.
 /// - unchanged, and the severity was Error before: nothing is put.
 /// - (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory.

@@ -299,4 +299,20 @@ TEST(VersionedRecord, ThatEndsInsideOfAFieldThatTakesItselfIsAnError)
     }
 }
 
+struct WithArrays {
+    int number = 1;
+    char names[2][4] = {"ab", "cd"};
+    KIV_VERSIONED(number, names)
+};
+
 } // namespace
+
+TEST(VersionedRecord, OfAnEarlierVersionGetsDefaultsInArraysOfTexts)
+{
+    OpenReceive r(packet(bytesOfPuts(V1{7})));
+    WithArrays record{9, {"x", "y"}};
+    r >> record;
+    EXPECT_THAT(r, HasClearStatus());
+    EXPECT_STREQ(record.names[0], "ab");
+    EXPECT_STREQ(record.names[1], "cd");
+}

@@ -3,14 +3,10 @@
 #pragma once
 
 #include <kiv/foundation/OS.h>
-#include <kiv/foundation/export.h>
 #include <kiv/foundation/itcStatus.h>
+#include <kiv/records/detail/Inline.h>
 
 #include <exception>
-
-/// Marks a lambda that is compiled into its caller, as KIV_INLINE marks a function. Compilers that optimise for size, or
-/// a little, would call it otherwise.
-#define KIV_INLINE_LAMBDA __attribute__((always_inline))
 
 namespace kiv {
 
@@ -32,7 +28,7 @@ inline void clear(itcStatus& status)
 
 /// Calls `step` and turns a lack of memory into a status: strings and containers report it by exceptions.
 /// \return what `step` returns; false after an exception.
-template <class Step> KIV_INLINE bool withoutExceptions([[maybe_unused]] itcStatus& status, const Step& step)
+template <class Step> KIV_ALWAYS_INLINE bool withoutExceptions([[maybe_unused]] itcStatus& status, const Step& step)
 {
 #ifdef __cpp_exceptions
     try {

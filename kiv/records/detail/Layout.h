@@ -8,6 +8,7 @@
 #pragma once
 
 #include <kiv/foundation/export.h>
+#include <kiv/records/detail/Inline.h>
 #include <kiv/records/detail/Kind.h>
 
 #include <array>
@@ -63,13 +64,14 @@ template <class T> using PartsOf = decltype(withoutReferences(partsOf(std::declv
 
 template <class T> constexpr bool hasOneSize(std::size_t longestArray);
 
-template <class... Parts> constexpr bool haveOneSize(std::size_t longestArray, const std::tuple<Parts...>*)
+template <class... Parts>
+constexpr bool haveOneSize([[maybe_unused]] std::size_t longestArray, const std::tuple<Parts...>*)
 {
     return (hasOneSize<Parts>(longestArray) && ...);
 }
 
 /// Whether all values of `T` have the same size, but for gaps, and no array in them is longer than `longestArray`.
-template <class T> constexpr bool hasOneSize(std::size_t longestArray)
+template <class T> constexpr bool hasOneSize([[maybe_unused]] std::size_t longestArray)
 {
     constexpr Kind kind = kindOf<T>;
     if constexpr (isOneNumber<T>()) {
@@ -95,12 +97,11 @@ using Part = std::remove_cv_t<std::remove_reference_t<std::tuple_element_t<I, Pa
 /// The first part at or behind I that is not fixed.
 template <class Parts, std::size_t I> constexpr std::size_t endOfRun()
 {
-    if constexpr (I == std::tuple_size_v<Parts>)
-        return I;
-    else if constexpr (isFixed<Part<Parts, I>>)
-        return endOfRun<Parts, I + 1>();
-    else
-        return I;
+    if constexpr (I < std::tuple_size_v<Parts>) {
+        if constexpr (isFixed<Part<Parts, I>>)
+            return endOfRun<Parts, I + 1>();
+    }
+    return I;
 }
 
 // ---- How many bytes they take
@@ -161,14 +162,14 @@ inline unsigned int gapBefore(std::size_t alignment, const char* place)
 
 /// The place behind `Bytes` bytes.
 template <std::size_t Bytes, class Byte, unsigned Unit, unsigned Rest>
-KIV_INLINE Place<Byte, Unit, (Rest + Bytes) % Unit> behind(Place<Byte, Unit, Rest> place)
+KIV_ALWAYS_INLINE Place<Byte, Unit, (Rest + Bytes) % Unit> behind(Place<Byte, Unit, Rest> place)
 {
     return {place.at + Bytes};
 }
 
 /// The next place for a number of `Alignment` bytes. In a packet that is built the gap becomes zero.
 template <unsigned Alignment, class Byte, unsigned Unit, unsigned Rest>
-KIV_INLINE auto aligned(Place<Byte, Unit, Rest> place)
+KIV_ALWAYS_INLINE auto aligned(Place<Byte, Unit, Rest> place)
 {
     if constexpr (Alignment <= Unit) {
         constexpr unsigned gap = (Alignment - Rest % Alignment) % Alignment;

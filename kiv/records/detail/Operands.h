@@ -34,7 +34,7 @@ template <class T> void putOperand(itcNDRSend& b, const T& value)
         std::memcpy(&number, &value, sizeof number);
         b << number;
     } else {
-        putWhole(b, [&](PacketWriter& w) KIV_INLINE_LAMBDA { return put(w, value); });
+        putWhole(b, [&](PacketWriter& w) KIV_ALWAYS_INLINE_LAMBDA { return put(w, value); });
     }
 }
 

@@ -32,10 +32,13 @@ public:
     {}
 
     /// The bytes that are left. Negative in one case: the gap before a value that was not there has been skipped.
-    KIV_INLINE std::ptrdiff_t left() const { return end - place; }
-    KIV_INLINE bool has(std::size_t bytes) const { return left() >= 0 && static_cast<std::size_t>(left()) >= bytes; }
-    KIV_INLINE bool isSwapped() const { return swapped; }
-    KIV_INLINE Format format() const
+    KIV_ALWAYS_INLINE std::ptrdiff_t left() const { return end - place; }
+    KIV_ALWAYS_INLINE bool has(std::size_t bytes) const
+    {
+        return left() >= 0 && static_cast<std::size_t>(left()) >= bytes;
+    }
+    KIV_ALWAYS_INLINE bool isSwapped() const { return swapped; }
+    KIV_ALWAYS_INLINE Format format() const
     {
         return KIV_UNLIKELY(foreign) ? Format::foreign : swapped ? Format::swapped : Format::own;
     }
@@ -79,8 +82,11 @@ public:
         commit();
         take(buffer);
         place = buffer.*(&Fields::readPos);
-        if (isBroken(buffer))
+        if (isBroken(buffer)) {
+            if (isInPart && buffer.code == Itc_Ndr_End_Of_Data)
+                buffer.severity = Error; // as endOfData() says it
             return false;
+        }
         rememberCut();
         return left() >= 0 || endOfData();
     }

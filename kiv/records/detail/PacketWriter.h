@@ -22,7 +22,7 @@ public:
 
     /// Makes room for `bytes` bytes and one more. The one more tells an empty buffer, whose pointers are all null, from
     /// a buffer with room for one byte.
-    KIV_INLINE bool ensure(std::size_t bytes)
+    KIV_ALWAYS_INLINE bool ensure(std::size_t bytes)
     {
         if (KIV_LIKELY(isFree(buffer, place, bytes)))
             return true;
@@ -34,10 +34,10 @@ public:
     }
 
     /// Where the next byte goes.
-    KIV_INLINE char* end() const { return place; }
+    KIV_ALWAYS_INLINE char* end() const { return place; }
     /// Ends the packet at `newEnd`. What lies in front may be written before or behind this call. Behind is faster: the
     /// writer need not be kept for it.
-    KIV_INLINE void endAt(char* newEnd)
+    KIV_ALWAYS_INLINE void endAt(char* newEnd)
     {
         place = newEnd;
         buffer.*(&Fields::writePos) = newEnd;
@@ -87,7 +87,7 @@ private:
         using itcNDRSend::writePos;
     };
 
-    KIV_INLINE static bool isFree(const itcNDRSend& b, const char* from, std::size_t bytes)
+    KIV_ALWAYS_INLINE static bool isFree(const itcNDRSend& b, const char* from, std::size_t bytes)
     {
         const std::ptrdiff_t free = b.*(&Fields::lastUsable) - from;
         return free >= 0 && static_cast<std::size_t>(free) >= bytes;

@@ -10,7 +10,7 @@
 namespace kiv {
 
 /// Puts any value. \return false, with the status set, if the value could not be put whole.
-template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
+template <class T> KIV_ALWAYS_INLINE bool put(PacketWriter& w, const T& value)
 {
     requirePart<T>();
     constexpr Kind kind = kindOf<T>;
@@ -40,7 +40,7 @@ template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value)
 
 /// Puts with `step` into `buffer`: the whole, or nothing.
 /// \return false, with the status set, if nothing was put. A buffer in Error takes nothing.
-template <class Step> KIV_INLINE bool putWhole(itcNDRSend& buffer, const Step& step)
+template <class Step> KIV_ALWAYS_INLINE bool putWhole(itcNDRSend& buffer, const Step& step)
 {
     if (buffer.severity >= Error)
         return false;

@@ -13,7 +13,7 @@
 
 namespace kiv {
 
-template <class T> KIV_INLINE bool put(PacketWriter& w, const T& value); // Put.h
+template <class T> KIV_ALWAYS_INLINE bool put(PacketWriter& w, const T& value); // Put.h
 
 // ---- Texts: a length with the zero at the end, the bytes, the zero
 
@@ -27,7 +27,7 @@ template <class T>
 inline constexpr bool isPutAsText =
     kindOf<T> == Kind::text || kindOf<T> == Kind::view || kindOf<T> == Kind::path || kindOf<T> == Kind::characters;
 
-template <class T> KIV_INLINE std::string_view textOf(const T& value)
+template <class T> KIV_ALWAYS_INLINE std::string_view textOf(const T& value)
 {
     if constexpr (kindOf<T> == Kind::characters)
         return textIn(value, sizeof value);
@@ -41,7 +41,7 @@ template <class T> KIV_INLINE std::string_view textOf(const T& value)
 inline constexpr std::size_t aroundText = 8;
 
 // REQUIRES: there is room behind `position`.
-template <class Position> KIV_INLINE void putTextAt(PacketWriter& w, Position position, std::string_view text)
+template <class Position> KIV_ALWAYS_INLINE void putTextAt(PacketWriter& w, Position position, std::string_view text)
 {
     const auto length = static_cast<std::uint32_t>(text.size() + 1);
     char* const bytes = putNumber(position, length).at;
@@ -51,7 +51,7 @@ template <class Position> KIV_INLINE void putTextAt(PacketWriter& w, Position po
         std::memcpy(bytes, text.data(), text.size());
 }
 
-KIV_INLINE bool putText(PacketWriter& w, std::string_view text)
+KIV_ALWAYS_INLINE bool putText(PacketWriter& w, std::string_view text)
 {
     if (!w.ensure(aroundText + text.size()))
         return false;

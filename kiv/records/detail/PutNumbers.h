@@ -13,10 +13,10 @@ namespace kiv {
 
 // ---- Values that consist of numbers only. The room is there.
 
-template <class Position, class T> KIV_INLINE auto putFixed(Position position, const T& value);
+template <class Position, class T> KIV_ALWAYS_INLINE auto putFixed(Position position, const T& value);
 
 template <std::size_t I, std::size_t End, class Position, class Parts>
-KIV_INLINE auto putFixedParts(Position position, const Parts& parts)
+KIV_ALWAYS_INLINE auto putFixedParts(Position position, const Parts& parts)
 {
     if constexpr (I == End)
         return position;
@@ -25,7 +25,7 @@ KIV_INLINE auto putFixedParts(Position position, const Parts& parts)
 }
 
 // The bytes of the object travel. An enumeration is never read as a value: it may hold a number that has no name.
-template <class Position, class T> KIV_INLINE auto putNumber(Position position, const T& value)
+template <class Position, class T> KIV_ALWAYS_INLINE auto putNumber(Position position, const T& value)
 {
     static_assert(sizeof value == sizeof(typename NumberOf<T>::Type));
     const auto start = aligned<sizeof value>(position);
@@ -33,7 +33,7 @@ template <class Position, class T> KIV_INLINE auto putNumber(Position position, 
     return behind<sizeof value>(start);
 }
 
-template <class Position, class T> KIV_INLINE auto putFixed(Position position, const T& value)
+template <class Position, class T> KIV_ALWAYS_INLINE auto putFixed(Position position, const T& value)
 {
     constexpr Kind kind = kindOf<T>;
     if constexpr (isOneNumber<T>()) {
@@ -51,7 +51,7 @@ template <class Position, class T> KIV_INLINE auto putFixed(Position position, c
 
 // ---- Counts and arrays
 
-KIV_INLINE bool putCount(PacketWriter& w, std::size_t count)
+KIV_ALWAYS_INLINE bool putCount(PacketWriter& w, std::size_t count)
 {
     if (count > UINT32_MAX)
         return w.fail(Itc_Ndr_Buffer_Alloc_Failed);

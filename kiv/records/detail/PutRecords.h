@@ -22,7 +22,7 @@ template <class Parts, std::size_t I> constexpr bool isTextPart()
 
 /// Puts the fixed parts from I on, and the text behind them if there is one: one test of the room for all.
 template <std::size_t I, bool withText, class Parts, std::size_t... Each>
-KIV_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<Each...>)
+KIV_ALWAYS_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<Each...>)
 {
     using Size = RunSize<Part<Parts, I + Each>...>;
     constexpr std::size_t end = I + sizeof...(Each);
@@ -40,7 +40,7 @@ KIV_INLINE bool putRun(PacketWriter& w, const Parts& parts, std::index_sequence<
 }
 
 /// Puts the parts from I on: runs of fixed parts in one step, the other parts one by one.
-template <std::size_t I, class Parts> KIV_INLINE bool putParts(PacketWriter& w, const Parts& parts)
+template <std::size_t I, class Parts> KIV_ALWAYS_INLINE bool putParts(PacketWriter& w, const Parts& parts)
 {
     constexpr std::size_t end = endOfRun<Parts, I>();
     constexpr bool withText = isTextPart<Parts, end>();
@@ -68,7 +68,7 @@ template <class Record> bool putVersioned(PacketWriter& w, const Record& record)
     return true;
 }
 
-template <class Record> KIV_INLINE bool putRecord(PacketWriter& w, const Record& record)
+template <class Record> KIV_ALWAYS_INLINE bool putRecord(PacketWriter& w, const Record& record)
 {
     if constexpr (isFixed<Record>) {
         return putParts<0>(w, fieldsOf(record));

@@ -17,7 +17,7 @@ namespace kiv {
 template <class T> inline constexpr bool isUnboundedArea = isPointerToText<T> || std::is_same_v<T, itcBinData>;
 
 /// Takes any value. \return false, with the status set, if the value could not be taken whole.
-template <class T> KIV_INLINE bool take(PacketReader& r, T& value)
+template <class T> KIV_ALWAYS_INLINE bool take(PacketReader& r, T& value)
 {
     requirePart<T>();
     static_assert(!isUnboundedArea<T>,
@@ -54,7 +54,7 @@ template <class T> KIV_INLINE bool take(PacketReader& r, T& value)
 /// Takes with `step` from `buffer`: the whole value, or nothing.
 /// \return false, with the status set, if nothing was taken. `buffer` then stands where it stood, and `empty` was called.
 template <class Step, class Empty>
-KIV_INLINE bool takeWhole(itcNDRReceive& buffer, const Step& step, const Empty& empty)
+KIV_ALWAYS_INLINE bool takeWhole(itcNDRReceive& buffer, const Step& step, const Empty& empty)
 {
     if (isBroken(buffer)) {
         empty();
@@ -63,7 +63,7 @@ KIV_INLINE bool takeWhole(itcNDRReceive& buffer, const Step& step, const Empty& 
     PacketReader r(buffer);
     const char* const start = r.place;
     r.rememberCut();
-    if (!withoutExceptions(buffer, [&]() KIV_INLINE_LAMBDA { return step(r); })) {
+    if (!withoutExceptions(buffer, [&]() KIV_ALWAYS_INLINE_LAMBDA { return step(r); })) {
         r.place = start;
         r.commit();
         empty();

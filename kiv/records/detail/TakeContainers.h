@@ -17,8 +17,6 @@
 
 namespace kiv {
 
-template <class T> KIV_INLINE bool take(PacketReader& r, T& value); // Take.h
-
 inline constexpr std::size_t unlimited = std::numeric_limits<std::uint32_t>::max();
 
 /// The fewest bytes that a `T` has in a packet, without gaps. What the host puts itself counts as one byte.
@@ -47,7 +45,7 @@ template <class T> constexpr std::size_t leastBytes()
 // ---- Texts
 
 /// The bytes of a text, without the zero at the end. They lie in the packet. A peer's text may come without a zero.
-KIV_INLINE bool takeTextBytes(PacketReader& r, std::string_view& text, std::size_t most = unlimited)
+KIV_ALWAYS_INLINE bool takeTextBytes(PacketReader& r, std::string_view& text, std::size_t most = unlimited)
 {
     std::uint32_t length = 0;
     if (!r.takeCount(length, 1))
@@ -60,7 +58,7 @@ KIV_INLINE bool takeTextBytes(PacketReader& r, std::string_view& text, std::size
 }
 
 /// A text for a std::string or a path.
-template <class Text> KIV_INLINE bool takeText(PacketReader& r, Text& text, std::size_t most = unlimited)
+template <class Text> KIV_ALWAYS_INLINE bool takeText(PacketReader& r, Text& text, std::size_t most = unlimited)
 {
     std::string_view bytes;
     if (!takeTextBytes(r, bytes, most))

@@ -14,6 +14,8 @@
 
 namespace kiv {
 
+template <class T> KIV_ALWAYS_INLINE bool take(PacketReader& r, T& value); // Take.h
+
 // ---- Values that consist of numbers only. The bytes are there.
 
 /// The unsigned integer with as many bytes as a number.
@@ -28,7 +30,7 @@ inline std::uint32_t reversed(std::uint32_t word) { return __builtin_bswap32(wor
 inline std::uint64_t reversed(std::uint64_t word) { return __builtin_bswap64(word); }
 
 // GCC makes vector code of a loop that reverses numbers. For x86-64 without extensions this code takes twice as long.
-template <Format format, class Integer> KIV_INLINE void keepScalar([[maybe_unused]] Integer& word)
+template <Format format, class Integer> KIV_ALWAYS_INLINE void keepScalar([[maybe_unused]] Integer& word)
 {
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
     if constexpr (format == Format::swapped && sizeof word > 1)
@@ -38,7 +40,7 @@ template <Format format, class Integer> KIV_INLINE void keepScalar([[maybe_unuse
 
 // The bytes go into the object as they are. An enumeration is never read as a value: it may get a number that has no
 // name. A bool is not 0 or 1 on the wire only: every other byte is true, too.
-template <Format format, class T> KIV_INLINE void takeNumberAt(PacketReader& r, const char* at, T& value)
+template <Format format, class T> KIV_ALWAYS_INLINE void takeNumberAt(PacketReader& r, const char* at, T& value)
 {
     using Number = typename NumberOf<T>::Type;
     static_assert(sizeof value == sizeof(Number));
@@ -61,10 +63,10 @@ template <Format format, class T> KIV_INLINE void takeNumberAt(PacketReader& r, 
 }
 
 template <Format format, class Position, class T>
-KIV_INLINE auto takeFixed(PacketReader& r, Position position, T& value);
+KIV_ALWAYS_INLINE auto takeFixed(PacketReader& r, Position position, T& value);
 
 template <Format format, std::size_t I, std::size_t End, class Position, class Parts>
-KIV_INLINE auto takeFixedParts(PacketReader& r, Position position, const Parts& parts)
+KIV_ALWAYS_INLINE auto takeFixedParts(PacketReader& r, Position position, const Parts& parts)
 {
     if constexpr (I == End)
         return position;
@@ -73,7 +75,7 @@ KIV_INLINE auto takeFixedParts(PacketReader& r, Position position, const Parts& 
 }
 
 template <Format format, class Position, class T>
-KIV_INLINE auto takeFixed(PacketReader& r, Position position, T& value)
+KIV_ALWAYS_INLINE auto takeFixed(PacketReader& r, Position position, T& value)
 {
     if constexpr (isOneNumber<T>()) {
         const auto start = aligned<sizeof value>(position);
@@ -91,14 +93,14 @@ KIV_INLINE auto takeFixed(PacketReader& r, Position position, T& value)
 }
 
 template <Format format, std::size_t I, std::size_t End, class Parts>
-KIV_INLINE void takeRunIn(PacketReader& r, const Parts& parts)
+KIV_ALWAYS_INLINE void takeRunIn(PacketReader& r, const Parts& parts)
 {
     r.place = takeFixedParts<format, I, End>(r, Place<const char>{r.place}, parts).at;
 }
 
 /// Takes the fixed parts from I up to End: one test of what is left for all.
 template <std::size_t I, class Parts, std::size_t... Each>
-KIV_INLINE bool takeRun(PacketReader& r, const Parts& parts, std::index_sequence<Each...>)
+KIV_ALWAYS_INLINE bool takeRun(PacketReader& r, const Parts& parts, std::index_sequence<Each...>)
 {
     using Size = RunSize<Part<Parts, I + Each>...>;
     constexpr std::size_t end = I + sizeof...(Each);

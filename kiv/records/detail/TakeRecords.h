@@ -14,10 +14,8 @@
 
 namespace kiv {
 
-template <class T> KIV_INLINE bool take(PacketReader& r, T& value); // Take.h
-
 /// Takes the parts from I on: runs of fixed parts in one step, the other parts one by one.
-template <std::size_t I, class Parts> KIV_INLINE bool takeParts(PacketReader& r, const Parts& parts)
+template <std::size_t I, class Parts> KIV_ALWAYS_INLINE bool takeParts(PacketReader& r, const Parts& parts)
 {
     constexpr std::size_t end = endOfRun<Parts, I>();
     if constexpr (I == std::tuple_size_v<Parts>)
@@ -85,7 +83,7 @@ template <class Record> bool takeVersioned(PacketReader& r, Record& record)
     return true;
 }
 
-template <class Record> KIV_INLINE bool takeRecord(PacketReader& r, Record& record)
+template <class Record> KIV_ALWAYS_INLINE bool takeRecord(PacketReader& r, Record& record)
 {
     if constexpr (isFixed<Record>) {
         return takeParts<0>(r, fieldsOf(record));
