@@ -17,7 +17,7 @@ protected:
     NumberArray()
     {
         for (size_t i = 0; i < count; ++i)
-            numbers[i] = static_cast<Number>(i * 37);
+            numbers[i] = static_cast<Number>(37 * static_cast<int>(i));
     }
 
     std::string oneByOne(const char* before) const
