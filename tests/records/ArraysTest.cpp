@@ -16,8 +16,11 @@ protected:
 
     NumberArray()
     {
-        for (size_t i = 0; i < count; ++i)
-            numbers[i] = static_cast<Number>(37 * static_cast<int>(i));
+        unsigned char next = 0;
+        for (Number& number : numbers) {
+            number = static_cast<Number>(next);
+            next += 37;
+        }
     }
 
     std::string oneByOne(const char* before) const
