@@ -36,6 +36,8 @@ template <class T> KIV_ALWAYS_INLINE bool put(PacketWriter& w, const T& value)
         return putRecord(w, value);
     else if constexpr (kind == Kind::host)
         return w.throughBuffer([&](itcNDRSend& buffer) { buffer << value; });
+    else
+        return false; // the compiler has been stopped already
 }
 
 /// Puts with `step` into `buffer`: the whole, or nothing.

@@ -12,7 +12,8 @@ namespace kiv {
 template <class T> constexpr void refuse()
 {
     using Number = typename Underlying<T>::Type;
-    static_assert(!isPointer<T>, "KIV: an address means nothing to a peer. Put what it points to: buffer << *pointer.");
+    static_assert(!isPointer<T>, "KIV: an address means nothing to a peer. Put what it points to. For a field: a "
+                                 "std::optional, or the value itself.");
     static_assert(!isWideCharacter<Number> && !isWideText<T>,
                   "KIV: wide characters differ between machines. Convert the text to UTF-8 and put a std::string.");
     static_assert(!std::is_same_v<Number, long double>, "KIV: a long double differs between machines. Put a double.");
@@ -36,8 +37,8 @@ template <class T> constexpr void requirePart()
             static_assert(kindOf<Count> == Kind::number, "KIV: the count of a time must be a number.");
     }
     static_assert(kindOf<T> != Kind::unknown,
-                  "KIV: no packet carries this type. Describe the structure with KIV_FIELDS in its public part, or "
-                  "derive it from itcXNDR.");
+                  "KIV: no packet carries this type. Describe a structure with KIV_FIELDS in its public part, or from "
+                  "outside with itcFieldsOf(). Other types need operators << and >> of their own.");
 }
 
 } // namespace kiv

@@ -1,8 +1,8 @@
 /// \file
 /// How each kind of value is taken out of a packet.
 ///
-/// Nothing is believed before it is tested: a count is held against what is left before memory is asked for. A take that
-/// fails ends at once. What it has changed in its target is emptied by the outermost take (Empty.h).
+/// Nothing is believed before it is tested: a count is held against what is left before memory is asked for. A take
+/// that fails ends at once. What it has changed in its target is emptied by the outermost take (Empty.h).
 #pragma once
 
 #include <kiv/records/detail/TakeContainers.h>
@@ -49,10 +49,13 @@ template <class T> KIV_ALWAYS_INLINE bool take(PacketReader& r, T& value)
         return takeRecord(r, value);
     else if constexpr (kind == Kind::host)
         return r.throughBuffer([&](itcNDRReceive& buffer) { buffer >> value; });
+    else
+        return false; // the compiler has been stopped already
 }
 
 /// Takes with `step` from `buffer`: the whole value, or nothing.
-/// \return false, with the status set, if nothing was taken. `buffer` then stands where it stood, and `empty` was called.
+/// \return false, with the status set, if nothing was taken. `buffer` then stands where it stood, and `empty` was
+/// called.
 template <class Step, class Empty>
 KIV_ALWAYS_INLINE bool takeWhole(itcNDRReceive& buffer, const Step& step, const Empty& empty)
 {
