@@ -9,7 +9,8 @@ struct Position {
     std::int32_t floor = 0;
     KIV_FIELDS(x, y, floor)
 };
-static_assert(itcSizeOnWire<Position>() == 20);
+static_assert(itcSizeOnWire<Position>() == 20); // the list
+static_assert(sizeof(Position) == 24);          // the structure
 
 enum class Mode : std::uint8_t { idle, moving };
 
