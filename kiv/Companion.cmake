@@ -1,5 +1,5 @@
-# The companion: what stands on the library and uses only its public and protected interface. Its folders lie beside those
-# of the library, and the library does not know them.
+# The companion: what stands on the library and uses only its public and protected interface. Its folders lie beside
+# those of the library, and the library does not know them.
 set(KIV_COMPANION_HEADERS
     companion.h
     records/itcArrays.h

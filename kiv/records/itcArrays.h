@@ -31,8 +31,8 @@ template <class Buffer, class T, kiv::IfSend<Buffer, std::true_type> = 0>
            });
 }
 
-/// Takes `count` numbers, as taking them one by one does: what is there is taken, and the rest of `values` becomes zero.
-/// Unlike other takes of the companion, the severity that a take before has left is not looked at.
+/// Takes `count` numbers, as taking them one by one does: what is there is taken, and the rest of `values` becomes
+/// zero. Unlike other takes of the companion, the severity that a take before has left is not looked at.
 ///
 /// \param b      a plain or a resumable buffer.
 /// \param values room for `count` numbers. Null only if `count` is 0.

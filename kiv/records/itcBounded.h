@@ -6,9 +6,10 @@
 
 /// A target with a limit: `packet >> itcBounded(name, 80)`.
 ///
-/// The limit counts bytes of a text (without its zero), elements of a sequence, keys of a set, entries of a map. A value
-/// above the limit is refused before memory is asked for: (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error). The target is empty
-/// then. Without a limit the packet itself is the limit: no count is believed that the rest of the packet cannot hold.
+/// The limit counts bytes of a text (without its zero), elements of a sequence, keys of a set, entries of a map. A
+/// value above the limit is refused before memory is asked for: (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error). The target is
+/// empty then. Without a limit the packet itself is the limit: no count is believed that the rest of the packet cannot
+/// hold.
 ///
 /// A limit is for one take. Inside of a record use a char array or a std::array, or limit the packet.
 ///

@@ -12,8 +12,8 @@
 /// The function must be constexpr and stand before the first use. Only the type of its argument matters: the pointer is
 /// null. A function `itcVersionedFieldsOf` makes the record versioned, as KIV_VERSIONED does.
 ///
-/// The structure is put and taken, and is a field or an element of other values, as with KIV_FIELDS. It gets no operators
-/// `==` and `<`, and no `<<` to a stream: print it with itcPrinted.
+/// The structure is put and taken, and is a field or an element of other values, as with KIV_FIELDS. It gets no
+/// operators `==` and `<`, and no `<<` to a stream: print it with itcPrinted.
 #pragma once
 
 /// One field in a description from outside: its name, and where it lies.

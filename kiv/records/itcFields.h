@@ -9,10 +9,9 @@
 ///     std::vector<float> raw;
 ///     KIV_FIELDS(at, celsius, place, raw)
 /// };
-/// \endcode
-/// A described structure is a value like others: it is put and taken with `<<` and `>>`, printed, compared, and a field
-/// or an element of other values. On the wire it is its fields, one after the other. A structure that cannot be changed is
-/// described from outside: itcField.h.
+/// \endcode A described structure is a value like others: it is put and taken with `<<` and `>>`, printed, compared,
+/// and a field or an element of other values. On the wire it is its fields, one after the other. A structure that
+/// cannot be changed is described from outside: itcField.h.
 #pragma once
 
 #include <kiv/records/detail/Compare.h>
@@ -36,13 +35,14 @@
 /// The structure stays an aggregate. Its layout does not change. A structure that derives from a described one needs a
 /// list of its own, with the fields of the base in it.
 /// \warning A field that is not in the list does not travel, is not compared and not printed. Nothing can notice that.
-///          Pin the layout in a test, with itcSizeOnWire() or itcDescribe().
+///          Pin in a test: the size of the structure, for a field that is added; itcSizeOnWire() or itcDescribe(), for
+///          a list that is changed.
 #define KIV_FIELDS(...) KIV_DESCRIBED_RECORD(false, __VA_ARGS__)
 
 /// Describes a structure to which later versions may append fields. It is used like KIV_FIELDS.
 ///
-/// On the wire a count of bytes stands in front of the fields. Readers and writers of different versions understand each
-/// other:
+/// On the wire a count of bytes stands in front of the fields. Readers and writers of different versions understand
+/// each other:
 /// - A reader skips the fields of a later version. The status is clear.
 /// - A field that the writer did not know gets the default that the structure gives it, also when the target had
 ///   another value before. In a structure without a default constructor the field keeps its value.
@@ -55,8 +55,8 @@
 /// Internal to KIV_FIELDS and KIV_VERSIONED.
 ///
 /// A macro does not know the name of the structure. `decltype(this)` is the structure's type, where the language allows
-/// `this`. Printing needs a function that is no member. It is a template for every type whose itcTag is this structure's:
-/// the structure itself.
+/// `this`. Printing needs a function that is no member. It is a template for every type whose itcTag is this
+/// structure's: the structure itself.
 #define KIV_DESCRIBED_RECORD(isVersioned, ...)                                                                         \
     auto itcFields() { return std::tie(__VA_ARGS__); }                                                                 \
     auto itcFields() const { return std::tie(__VA_ARGS__); }                                                           \

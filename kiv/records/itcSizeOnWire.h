@@ -7,8 +7,8 @@
 
 #include <cstddef>
 
-/// The number of bytes that a `T` takes when it begins at a multiple of 8: gaps inside count. All values of `T` must have
-/// the same size, as numbers have, and arrays and records of numbers.
+/// The number of bytes that a `T` takes when it begins at a multiple of 8: gaps inside count. All values of `T` must
+/// have the same size, as numbers have, and arrays and records of numbers.
 ///
 /// Pin the layout of a record in one line: `static_assert(itcSizeOnWire<Position>() == 16);`
 template <class T> [[nodiscard]] constexpr std::size_t itcSizeOnWire()

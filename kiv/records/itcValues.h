@@ -6,35 +6,43 @@
 /// docs/records.md has the table of all types: how each looks on the wire, and what bounds a take.
 ///
 /// \par Puts
-/// A value is put whole or not at all. A put that fails leaves the packet as it was. A single number is put as the library
-/// puts a number of its size; this is the same rule, but for a buffer in Error (itcNDRSend.h). Results, in the status:
-/// - unchanged, or cleared by a growth of the buffer: the value is put.
+/// A value is put whole or not at all. A put that fails leaves the packet as it was. Results, in the status:
+/// - unchanged: the value is put. Exception: a growth of the buffer clears the status.
 /// - unchanged, and the severity was Error before: nothing is put.
 /// - (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory.
 /// - (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error): records lie in one another more than 64 deep.
 /// - (`Itc_Ndr_No_Buffer_Provided`, Error): there is nothing to put. It is a std::variant that has lost its value, or a
 ///   null area.
 ///
-/// \par Takes
-/// A value is taken whole or not at all. A take that fails leaves the read position where the value began (behind the gap
-/// if the value is a single number, which the library takes), and empties the target: numbers become zero, texts and containers empty, optionals without value; the parts of arrays, tuples and
-/// records become empty each; a variant becomes its first alternative if that can be made without an exception, and
-/// otherwise keeps what it holds. Results, in the status:
+/// \par Takes A value is taken whole or not at all. A take that fails leaves the read position where the value began.
+/// It empties the target:
+/// - Numbers become zero.
+/// - Texts and containers become empty, optionals lose their value.
+/// - Each part of an array, a tuple or a record becomes empty.
+/// - A variant becomes its first alternative, if that can be made without an exception. Otherwise it keeps what it
+///   holds.
+/// - Types with operators of their own are as these have left them.
+///
+/// Results, in the status:
 /// - unchanged: the value is taken.
-/// - unchanged, and the severity was Warning or worse before: nothing is taken. One test behind the last take is enough.
-///   Two exceptions: a single number is taken as the library takes a number, which does not look at the severity. A text
-///   that was cut (`Itc_Ndr_Buffer_Size_Too_Small`, Warning) stops nothing.
+/// - unchanged, and the severity was Warning or worse before: nothing is taken. One test behind the last take is
+///   enough.
 /// - (`Itc_Ndr_End_Of_Data`, Warning): the packet does not hold the value, or a count is larger than what is left.
 /// - (`Itc_Ndr_End_Of_Data`, Error): a versioned record ends inside of a field.
 /// - (`Itc_Ndr_Buff_Sz_More_Than_Max`, Error): a limit is exceeded, a variant has no alternative of that number, or
 ///   records lie in one another more than 64 deep.
 /// - (`Itc_Ndr_Buffer_Alloc_Failed`, Error): there is no memory.
-/// - (`Itc_Ndr_Buffer_Size_Too_Small`, Warning): a text was cut to fit into its array of characters. All is taken.
+/// - (`Itc_Ndr_Buffer_Size_Too_Small`, Warning): all is taken, but a text was cut to fit into its array of characters.
+///   This Warning stops no further take of the companion.
 ///
-/// \par Resumable buffers
-/// The operators on itcNdrUbSend and itcNdrUbReceive clear the status first, as the library's do. In a state that allows
-/// no puts or takes the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning): nothing is put, and the target
-/// of a take stays as it was.
+/// \par Single numbers A number that is no part of another value is put and taken by the library's own operator for a
+/// number of its size. The library's rules hold: a take does not look at the severity, and leaves the gap before the
+/// number skipped when the number is not there; a buffer in Error takes in single bytes, and larger numbers only if it
+/// grows.
+///
+/// \par Resumable buffers The operators on itcNdrUbSend and itcNdrUbReceive clear the status first, as the library's
+/// do. In a state that allows no puts or takes the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning):
+/// nothing is put, and the target of a take stays as it was.
 ///
 /// \par Threads
 /// One thread at a time per buffer, as for the library's own operators.

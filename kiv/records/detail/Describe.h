@@ -16,8 +16,9 @@
 
 namespace kiv {
 
-/// The name of a type without its namespaces and without the arguments of a template, which compilers write differently:
-/// "Sample" for `plant::Sample<int>`. Compilers write the type's name into the text that names this function.
+/// The name of a type without its namespaces and without the arguments of a template, which compilers write
+/// differently: "Sample" for `plant::Sample<int>`. Compilers write the type's name into the text that names this
+/// function.
 template <class T> std::string_view nameOf()
 {
     constexpr std::string_view function = __PRETTY_FUNCTION__;

@@ -54,8 +54,8 @@ inline bool isBroken(const itcStatus& status) { return status.severity > Success
 /// up the stack by a peer: each level costs the peer only four bytes.
 inline constexpr unsigned int deepestNesting = 64;
 
-/// How many values with operators of the host are being put or taken in one another. Each begins a new put or take, which
-/// does not know the levels around it.
+/// How many values with operators of the host are being put or taken in one another. Each begins a new put or take,
+/// which does not know the levels around it.
 inline thread_local unsigned int hostDepth = 0;
 
 /// Counts the levels while records are put or taken.

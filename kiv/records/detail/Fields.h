@@ -3,8 +3,8 @@
 ///
 /// A structure describes itself in one of two ways. Code above this file sees no difference.
 /// - With KIV_FIELDS or KIV_VERSIONED inside of it: the macro adds member functions.
-/// - With a function `itcFieldsOf(const Structure*)` or `itcVersionedFieldsOf(const Structure*)` in its namespace, which
-///   returns a tuple of itcField.
+/// - With a function `itcFieldsOf(const Structure*)` or `itcVersionedFieldsOf(const Structure*)` in its namespace,
+///   which returns a tuple of itcField.
 #pragma once
 
 #include <kiv/records/itcField.h>

@@ -190,7 +190,8 @@ template <class T> constexpr Kind kindOfValue()
         return Kind::unknown;
 }
 
-/// The kind of `T` as the companion's operators see it. Types with operators of their own are Kind::unknown there.
+/// The kind of `T`, as an operand of the companion's operators. A type that only the host's operators know is
+/// Kind::unknown here: whether there are any is asked for parts only (kindOf).
 template <class T> inline constexpr Kind kindOfOperand = kindOfValue<std::remove_cv_t<T>>();
 
 /// Whether the companion has operators for `T`. The library has its own for the other numbers and for characters.

@@ -2,9 +2,9 @@
 /// Values whose size is known when the program is compiled: where each of their numbers lies, and how many bytes they
 /// take.
 ///
-/// Numbers stand at multiples of their size. Where a value begins is known only when the program runs, but much is known
-/// before: behind a double every address is a multiple of 8. A Place carries this knowledge in its type. Most gaps are
-/// then constants, and a whole record needs one test of the room.
+/// Numbers stand at multiples of their size. Where a value begins is known only when the program runs, but much is
+/// known before: behind a double every address is a multiple of 8. A Place carries this knowledge in its type. Most
+/// gaps are then constants, and a whole record needs one test of the room.
 #pragma once
 
 #include <kiv/foundation/export.h>
@@ -86,8 +86,8 @@ template <class T> constexpr bool hasOneSize([[maybe_unused]] std::size_t longes
     }
 }
 
-/// Whether a `T` is put and taken in one step with its neighbours. Longer arrays are put and taken element by element, or
-/// in one copy: the compiler need not unroll them.
+/// Whether a `T` is put and taken in one step with its neighbours. Longer arrays are put and taken element by element,
+/// or in one copy: the compiler need not unroll them.
 template <class T> inline constexpr bool isFixed = hasOneSize<T>(64);
 
 /// The type of part I.
@@ -114,7 +114,8 @@ template <class... Parts> constexpr std::size_t endOfParts(std::size_t offset, c
     return offset;
 }
 
-/// The offset behind a `T` that is put at `offset`. All values of `T` have one size. Offsets count from a multiple of 8.
+/// The offset behind a `T` that is put at `offset`. All values of `T` have one size. Offsets count from a multiple of
+/// 8.
 template <class T> constexpr std::size_t endOf(std::size_t offset)
 {
     if constexpr (isOneNumber<T>()) {

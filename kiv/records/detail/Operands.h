@@ -1,6 +1,5 @@
-/// \file
-/// What stands on the right of `<<` and `>>`: values, and the names of areas (itcText, itcBytes, itcBounded). What stands
-/// on the left: plain and resumable buffers.
+/// \file What stands on the right of `<<` and `>>`: values, and the names of areas (itcText, itcBytes, itcBounded).
+/// What stands on the left: plain and resumable buffers.
 #pragma once
 
 #include <kiv/ndr/itcNdrUbReceive.h>

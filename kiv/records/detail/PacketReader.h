@@ -56,8 +56,8 @@ public:
         return true;
     }
 
-    /// Takes a count, and holds it against what is left: each of the things that are counted has at least `least` bytes.
-    /// `most` is the limit of the host.
+    /// Takes a count, and holds it against what is left: each of the things that are counted has at least `least`
+    /// bytes. `most` is the limit of the host.
     bool takeCount(std::uint32_t& count, std::size_t least, std::size_t most = UINT32_MAX)
     {
         if (!takeWord(count))
@@ -139,7 +139,8 @@ public:
     bool wasCut;        ///< A text was longer than its place. It was cut.
 
 private:
-    // Names the buffer's protected fields, as a deriving class may.
+    // The buffer's fields are protected. A deriving class may name them, and the names then work with every buffer. No
+    // object of this class is ever made.
     struct Fields : itcNDRReceive {
         using itcNDRReceive::bufferLast;
         using itcNDRReceive::dataLast;
@@ -149,8 +150,8 @@ private:
         using itcNDRReceive::readPos;
     };
 
-    // Behind the last byte. The data of a wrapped buffer may be announced beyond the buffer's end. Without a packet
-    // there are no bytes.
+    // Behind the last byte. Data in a caller's buffer (init()) may be announced beyond the end of that buffer. Without
+    // a packet there are no bytes.
     static const char* endOf(const itcNDRReceive& b)
     {
         const char* const last = b.*(&Fields::dataLast);

@@ -14,7 +14,8 @@
 
 namespace kiv {
 
-/// Writes bytes into an itcNDRSend. Every step moves the end of the packet. A put that fails goes back to where it began.
+/// Writes bytes into an itcNDRSend. Every step moves the end of the packet. A put that fails goes back to where it
+/// began.
 class PacketWriter {
 public:
     explicit PacketWriter(itcNDRSend& sendBuffer) : depth(0), buffer(sendBuffer), place(sendBuffer.*(&Fields::writePos))
@@ -61,7 +62,8 @@ public:
             endAt(buffer.*(&Fields::frameStart) + std::max(begin, emptyPacket));
     }
 
-    /// Lets `put`, which may be the host's, put into the buffer itself. \return whether the buffer is in order behind it.
+    /// Lets `put`, which may be the host's, put into the buffer itself. \return whether the buffer is in order behind
+    /// it.
     template <class Put> bool throughBuffer(const Put& put)
     {
         const Level level(hostDepth);
@@ -80,7 +82,8 @@ public:
     unsigned int depth; ///< How many records lie around the value.
 
 private:
-    // Names the buffer's protected fields, as a deriving class may.
+    // The buffer's fields are protected. A deriving class may name them, and the names then work with every buffer. No
+    // object of this class is ever made.
     struct Fields : itcNDRSend {
         using itcNDRSend::frameStart;
         using itcNDRSend::lastUsable;
@@ -93,7 +96,8 @@ private:
         return free >= 0 && static_cast<std::size_t>(free) >= bytes;
     }
 
-    // Rare: its code must not stand in every put. It takes no reference to the writer, which can then live in registers.
+    // Rare: its code must not stand in every put. It takes no reference to the writer, which can then live in
+    // registers.
     // \return the place in the new storage; null, with the status set, without room.
     [[gnu::noinline, gnu::cold]] static char* grow(itcNDRSend& b, std::size_t bytes)
     {

@@ -11,7 +11,7 @@
 
 namespace kiv {
 
-// ---- Values that consist of numbers only. The room is there.
+// ---- Values that consist of numbers only. The caller has made room for them.
 
 template <class Position, class T> KIV_ALWAYS_INLINE auto putFixed(Position position, const T& value);
 

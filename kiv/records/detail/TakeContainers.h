@@ -122,8 +122,9 @@ bool takeVector(PacketReader& r, std::vector<T, Allocator>& values, std::size_t 
     return true;
 }
 
-/// The elements of a sequence. Its count is taken already. Each is made when its turn comes: the packet pays for it before
-/// the next. Elements that are there already are used again, with the memory that they hold.
+/// The elements of a sequence. Its count is taken already. Each is made when its turn comes. An element that the packet
+/// does not hold ends the take before the next is made: a false count costs no memory. Elements that are there already
+/// are used again, with the memory that they hold.
 template <class Sequence> bool takeElements(PacketReader& r, Sequence& values, std::size_t count)
 {
     constexpr std::size_t reservedAtOnce = 64;

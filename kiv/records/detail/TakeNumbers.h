@@ -16,7 +16,7 @@ namespace kiv {
 
 template <class T> KIV_ALWAYS_INLINE bool take(PacketReader& r, T& value); // Take.h
 
-// ---- Values that consist of numbers only. The bytes are there.
+// ---- Values that consist of numbers only. The caller has tested that their bytes are there.
 
 /// The unsigned integer with as many bytes as a number.
 template <std::size_t Size>
