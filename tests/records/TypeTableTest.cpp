@@ -89,20 +89,24 @@ struct Checked {
     std::size_t expected; ///< The bytes that the wire form gives the sample.
 };
 
+template <class T, class = void> constexpr bool canBePut = false;
+template <class T>
+constexpr bool canBePut<T, std::void_t<decltype(std::declval<itcNDRSend&>() << std::declval<const T&>())>> = true;
+template <class T, class = void> constexpr bool canBeTaken = false;
+template <class T>
+constexpr bool canBeTaken<T, std::void_t<decltype(std::declval<itcNDRReceive&>() >> std::declval<T&>())>> = true;
+
 // The operators that refuse a type are there, too: they stop the compiler with a sentence.
 template <class T> constexpr bool isRefused = kiv::kindOfOperand<T> == kiv::Kind::refused;
 
 template <class T> Checked sample(const T& value, std::size_t expected)
 {
-    return {kiv::canBePut<T> && !isRefused<T>, kiv::canBeTaken<T> && !isRefused<T>, itcSizeOnWire(value), expected};
+    return {canBePut<T> && !isRefused<T>, canBeTaken<T> && !isRefused<T>, itcSizeOnWire(value), expected};
 }
 
 template <class T> Checked number() { return sample(T(), sizeof(T)); }
 
-template <class T> Checked notPut()
-{
-    return {kiv::canBePut<T> && !isRefused<T>, kiv::canBeTaken<T> && !isRefused<T>, 0, 0};
-}
+template <class T> Checked notPut() { return {canBePut<T> && !isRefused<T>, canBeTaken<T> && !isRefused<T>, 0, 0}; }
 
 template <class Set> Checked set() { return sample(Set{1, 2}, 4 + 2 * 4); }
 template <class Map> Checked map() { return sample(Map{{1, 2}, {3, 4}}, 4 + 4 * 4); }

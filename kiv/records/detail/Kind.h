@@ -80,9 +80,20 @@ template <class T>
 inline constexpr bool isLongOfFourBytes = (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)&&sizeof(long) ==
                                           4;
 
+template <class T> constexpr bool isTooLong()
+{
+    if constexpr (std::is_arithmetic_v<T>)
+        return sizeof(T) > 8 && !std::is_same_v<T, long double>;
+    else
+        return false;
+}
+
+/// Numbers of 16 bytes, which some compilers have.
+template <class T> inline constexpr bool isTooLongNumber = isTooLong<T>();
+
 template <class T>
-inline constexpr bool isPlainNumber =
-    std::is_arithmetic_v<T> && !isWideCharacter<T> && !isLongOfFourBytes<T> && !std::is_same_v<T, long double>;
+inline constexpr bool isPlainNumber = std::is_arithmetic_v<T> && !isTooLongNumber<T> && !isWideCharacter<T> &&
+                                      !isLongOfFourBytes<T> && !std::is_same_v<T, long double>;
 
 template <class T> inline constexpr bool isWideText = false;
 template <class C, class... Rest>
@@ -96,9 +107,18 @@ inline constexpr bool isSmartPointer = isOf<std::unique_ptr, T> || isOf<std::sha
 // The library puts and takes these two itself.
 template <class T> inline constexpr bool isPointerToText = std::is_same_v<T, const char*> || std::is_same_v<T, char*>;
 
+/// Classes that become a pointer where one is expected: lambdas without captures, and classes with such a conversion.
+template <class T, class = void> inline constexpr bool becomesPointer = false;
 template <class T>
-inline constexpr bool isPointer = (std::is_pointer_v<T> && !isPointerToText<T>) || std::is_member_pointer_v<T> ||
-                                  std::is_function_v<T> || std::is_null_pointer_v<T> || isSmartPointer<T>;
+inline constexpr bool becomesPointer<T, std::void_t<decltype(+std::declval<const T&>())>> =
+    std::is_class_v<T>&& std::is_pointer_v<decltype(+std::declval<const T&>())> &&
+    !isPointerToText<decltype(+std::declval<const T&>())>;
+
+template <class T>
+inline constexpr bool
+    isPointer = (std::is_pointer_v<T> && !isPointerToText<T>) || std::is_member_pointer_v<T> || std::is_function_v<T> ||
+                (std::is_array_v<T> && std::extent_v<T> == 0) || std::is_null_pointer_v<T> || isSmartPointer<T> ||
+                becomesPointer<T>;
 
 template <class T> inline constexpr bool isText = false;
 template <class... Rest> inline constexpr bool isText<std::basic_string<char, Rest...>> = true;
@@ -147,10 +167,37 @@ template <class Count, class Period> inline constexpr bool isDuration<std::chron
 template <class T>
 inline constexpr bool isTuple = isOf<std::pair, T> || isOf<std::tuple, T> || std::is_same_v<T, std::monostate>;
 
+/// Buffers that the companion's operators are not for. With them one can ask for the operators of others.
+struct SendOfOthers : itcNDRSend {};
+struct ReceiveOfOthers : itcNDRReceive {};
+
+template <class T, class = void> inline constexpr bool isPutByOthers = false;
+template <class T>
+inline constexpr bool
+    isPutByOthers<T, std::void_t<decltype(std::declval<SendOfOthers&>() << std::declval<const T&>())>> = true;
+template <class T, class = void> inline constexpr bool isTakenByOthers = false;
+template <class T>
+inline constexpr bool
+    isTakenByOthers<T, std::void_t<decltype(std::declval<ReceiveOfOthers&>() >> std::declval<T&>())>> = true;
+
+/// Whether the host has written operators for `T`: they go on putting and taking it. For numbers, arrays and pointers
+/// this cannot be told: the library's operators would match, too.
+template <class T> constexpr bool hasOperatorsOfHost()
+{
+    constexpr bool isScoped = std::is_enum_v<T> && !std::is_convertible_v<T, int>;
+    if constexpr ((std::is_class_v<T> && !becomesPointer<T>) || isScoped)
+        return isPutByOthers<T> || isTakenByOthers<T>;
+    else
+        return false;
+}
+
+template <class T, class = void> inline constexpr bool isComplete = false;
+template <class T> inline constexpr bool isComplete<T, std::void_t<decltype(sizeof(T))>> = true;
+
 template <class T> constexpr Kind kindOfValue()
 {
     using Number = typename Underlying<T>::Type;
-    if constexpr (std::is_base_of_v<itcXNDR, T>)
+    if constexpr (hasOperatorsOfHost<T>())
         return Kind::host;
     else if constexpr (std::is_array_v<T> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<T>>, char>)
         return Kind::characters;
@@ -190,34 +237,40 @@ template <class T> constexpr Kind kindOfValue()
         return Kind::unknown;
 }
 
+// Nothing can be asked about a class that is not defined yet. The host may have operators for it.
+template <class T> constexpr Kind kindOfWhatIsDefined()
+{
+    if constexpr (std::is_class_v<T> && !isComplete<T>)
+        return Kind::unknown;
+    else
+        return kindOfValue<T>();
+}
+
 /// The kind of `T`, as an operand of the companion's operators. A type that only the host's operators know is
 /// Kind::unknown here: whether there are any is asked for parts only (kindOf).
-template <class T> inline constexpr Kind kindOfOperand = kindOfValue<std::remove_cv_t<T>>();
+template <class T> inline constexpr Kind kindOfOperand = kindOfWhatIsDefined<std::remove_cv_t<T>>();
 
-/// Whether the companion has operators for `T`. The library has its own for the other numbers and for characters.
-template <class T>
-inline constexpr bool
-    isOperand = kindOfOperand<T> != Kind::unknown&& kindOfOperand<T> != Kind::refused&& kindOfOperand<T> !=
-                    Kind::host&& kindOfOperand<T> != Kind::characters &&
-                (!std::is_arithmetic_v<T> || std::is_same_v<T, long> || std::is_same_v<T, unsigned long>);
+template <class T> constexpr bool isOperandKind()
+{
+    constexpr Kind kind = kindOfOperand<T>;
+    return kind != Kind::unknown && kind != Kind::refused && kind != Kind::host && kind != Kind::characters;
+}
 
-/// Whether `buffer << value` has a meaning, also without the companion.
-template <class T, class = void> inline constexpr bool canBePut = false;
+/// The numbers that the library has operators for, with the same meaning on all machines. `long` has none.
 template <class T>
-inline constexpr bool canBePut<T, std::void_t<decltype(std::declval<itcNDRSend&>() << std::declval<const T&>())>> =
-    true;
+inline constexpr bool isLibraryNumber =
+    std::is_arithmetic_v<T> && !std::is_same_v<T, long> && !std::is_same_v<T, unsigned long>;
 
-/// Whether `buffer >> value` has a meaning, also without the companion.
-template <class T, class = void> inline constexpr bool canBeTaken = false;
+/// Whether the companion has operators for `T`.
 template <class T>
-inline constexpr bool canBeTaken<T, std::void_t<decltype(std::declval<itcNDRReceive&>() >> std::declval<T&>())>> = true;
+inline constexpr bool isOperand = isOperandKind<T>() && !isLibraryNumber<T> && !std::is_volatile_v<T>;
 
 template <class T> constexpr Kind kindOfPart()
 {
     if constexpr (kindOfOperand<T> != Kind::unknown)
         return kindOfOperand<T>;
     else
-        return canBePut<T> || canBeTaken<T> ? Kind::host : Kind::unknown;
+        return isPutByOthers<T> || isTakenByOthers<T> ? Kind::host : Kind::unknown;
 }
 
 /// The kind of `T` as a field, an element or an alternative.

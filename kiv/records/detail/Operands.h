@@ -1,5 +1,6 @@
-/// \file What stands on the right of `<<` and `>>`: values, and the names of areas (itcText, itcBytes, itcBounded).
-/// What stands on the left: plain and resumable buffers.
+/// \file
+/// What stands on the right of `<<` and `>>`: values, and the names of areas (itcText, itcBytes, itcBounded). What stands
+/// on the left: plain and resumable buffers.
 #pragma once
 
 #include <kiv/ndr/itcNdrUbReceive.h>
@@ -154,11 +155,16 @@ template <class T> struct IsPutArea : std::bool_constant<isArea<T> && !isOf<itcB
 template <class T> struct IsTakeArea : std::bool_constant<isArea<T>> {};
 template <class T> struct IsRefused : std::bool_constant<kindOfOperand<T> == Kind::refused> {};
 
+template <class Buffer>
+struct IsSend
+    : std::bool_constant<std::is_convertible_v<Buffer*, itcNDRSend*> && !std::is_same_v<Buffer, SendOfOthers>> {};
+template <class Buffer>
+struct IsReceive
+    : std::bool_constant<std::is_convertible_v<Buffer*, itcNDRReceive*> && !std::is_same_v<Buffer, ReceiveOfOthers>> {};
+
 template <class Buffer, class... Conditions>
-using IfSend =
-    std::enable_if_t<std::conjunction_v<std::is_base_of<itcNDRSend, Buffer>, std::disjunction<Conditions...>>, int>;
+using IfSend = std::enable_if_t<std::conjunction_v<IsSend<Buffer>, std::disjunction<Conditions...>>, int>;
 template <class Buffer, class... Conditions>
-using IfReceive =
-    std::enable_if_t<std::conjunction_v<std::is_base_of<itcNDRReceive, Buffer>, std::disjunction<Conditions...>>, int>;
+using IfReceive = std::enable_if_t<std::conjunction_v<IsReceive<Buffer>, std::disjunction<Conditions...>>, int>;
 
 } // namespace kiv
