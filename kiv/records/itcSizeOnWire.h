@@ -13,9 +13,7 @@
 /// Pin the layout of a record in one line: `static_assert(itcSizeOnWire<Position>() == 16);`
 template <class T> [[nodiscard]] constexpr std::size_t itcSizeOnWire()
 {
-    constexpr auto anyArray = static_cast<std::size_t>(-1);
-    static_assert(kiv::hasOneSize<T>(anyArray),
-                  "KIV: values of this type differ in size. Ask for one: itcSizeOnWire(value).");
+    static_assert(kiv::hasOneSize<T>(), "KIV: values of this type differ in size. Ask for one: itcSizeOnWire(value).");
     return kiv::endOf<T>(0);
 }
 

@@ -62,33 +62,57 @@ template <class... References>
 std::tuple<std::remove_cv_t<std::remove_reference_t<References>>...> withoutReferences(std::tuple<References...>);
 template <class T> using PartsOf = decltype(withoutReferences(partsOf(std::declval<T&>())));
 
-template <class T> constexpr bool hasOneSize(std::size_t longestArray);
+template <class T> constexpr bool hasOneSize();
 
-template <class... Parts>
-constexpr bool haveOneSize([[maybe_unused]] std::size_t longestArray, const std::tuple<Parts...>*)
+template <class... Parts> constexpr bool haveOneSize(const std::tuple<Parts...>*)
 {
-    return (hasOneSize<Parts>(longestArray) && ...);
+    return (hasOneSize<Parts>() && ...);
 }
 
-/// Whether all values of `T` have the same size, but for gaps, and no array in them is longer than `longestArray`.
-template <class T> constexpr bool hasOneSize([[maybe_unused]] std::size_t longestArray)
+/// Whether all values of `T` have the same size, but for gaps: they consist of numbers only.
+template <class T> constexpr bool hasOneSize()
 {
     constexpr Kind kind = kindOf<T>;
-    if constexpr (isOneNumber<T>()) {
+    if constexpr (isOneNumber<T>())
         return true;
-    } else if constexpr (kind == Kind::array) {
-        using Array = ArrayTraits<std::remove_cv_t<T>>;
-        return Array::count <= longestArray && hasOneSize<typename Array::Element>(longestArray);
-    } else if constexpr (kind == Kind::tuple || kind == Kind::record) {
-        return haveOneSize(longestArray, static_cast<const PartsOf<T>*>(nullptr));
-    } else {
+    else if constexpr (kind == Kind::array)
+        return hasOneSize<ElementOf<std::remove_cv_t<T>>>();
+    else if constexpr (kind == Kind::tuple || kind == Kind::record)
+        return haveOneSize(static_cast<const PartsOf<T>*>(nullptr));
+    else
         return false;
-    }
 }
 
-/// Whether a `T` is put and taken in one step with its neighbours. Longer arrays are put and taken element by element,
-/// or in one copy: the compiler need not unroll them.
-template <class T> inline constexpr bool isFixed = hasOneSize<T>(64);
+template <class T> constexpr std::size_t numbersIn();
+
+template <class... Parts> constexpr std::size_t numbersInParts(const std::tuple<Parts...>*)
+{
+    return (std::size_t{0} + ... + numbersIn<Parts>());
+}
+
+/// Of how many numbers a `T` consists. REQUIRES: hasOneSize<T>().
+template <class T> constexpr std::size_t numbersIn()
+{
+    if constexpr (isOneNumber<T>())
+        return 1;
+    else if constexpr (kindOf<T> == Kind::array)
+        return ArrayTraits<std::remove_cv_t<T>>::count * numbersIn<ElementOf<std::remove_cv_t<T>>>();
+    else
+        return numbersInParts(static_cast<const PartsOf<T>*>(nullptr));
+}
+
+template <class T> constexpr bool isShort()
+{
+    constexpr std::size_t most = 256; // the compiler makes code for each
+    if constexpr (hasOneSize<T>())
+        return numbersIn<T>() <= most;
+    else
+        return false;
+}
+
+/// Whether a `T` is put and taken in one step with its neighbours. Values of more numbers are put and taken part by
+/// part, arrays of numbers in one copy.
+template <class T> inline constexpr bool isFixed = isShort<T>();
 
 /// The type of part I.
 template <class Parts, std::size_t I>
@@ -123,8 +147,11 @@ template <class T> constexpr std::size_t endOf(std::size_t offset)
         return ((offset + size - 1) & ~(size - 1)) + size;
     } else if constexpr (kindOf<T> == Kind::array) {
         using Array = ArrayTraits<std::remove_cv_t<T>>;
+        using Element = typename Array::Element;
+        if constexpr (isOneNumber<Element>() && Array::count > 0)
+            return endOf<Element>(offset) + (Array::count - 1) * sizeof(Element);
         for (std::size_t i = 0; i < Array::count; ++i)
-            offset = endOf<typename Array::Element>(offset);
+            offset = endOf<Element>(offset);
         return offset;
     } else {
         return endOfParts(offset, static_cast<const PartsOf<T>*>(nullptr));

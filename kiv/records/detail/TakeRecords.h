@@ -7,7 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
+#include <memory>
+#include <new>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -48,12 +49,16 @@ template <std::size_t I, class Parts> void moveParts(const Parts& to, const Part
 
 // The fields that a sender of an earlier version did not send get their defaults. A target that is used again must not
 // keep values of the packet before.
-template <std::size_t I, class Record> void setDefaults(Record& record)
+template <std::size_t I, class Record> bool setDefaults(PacketReader& r, Record& record)
 {
     if constexpr (std::is_default_constructible_v<Record>) {
-        Record defaults{};
-        moveParts<I>(fieldsOf(record), fieldsOf(defaults));
+        // Not on the stack: the peer decides whether the defaults are needed, and a record may be large.
+        const std::unique_ptr<Record> defaults(new (std::nothrow) Record{});
+        if (defaults == nullptr)
+            return r.noMemory();
+        moveParts<I>(fieldsOf(record), fieldsOf(*defaults));
     }
+    return true;
 }
 
 /// Takes the fields from I on, as long as there are any.
@@ -63,10 +68,8 @@ bool takeFieldsThere(PacketReader& r, const PacketReader::Part& part, Record& re
     if constexpr (I == std::tuple_size_v<Parts>) {
         return true;
     } else {
-        if (part.isAtEnd()) {
-            setDefaults<I>(record);
-            return true;
-        }
+        if (part.isAtEnd())
+            return setDefaults<I>(r, record);
         return take(r, std::get<I>(parts)) && takeFieldsThere<I + 1>(r, part, record, parts);
     }
 }
