@@ -101,6 +101,47 @@ TEST(HostileNesting, OfTheLargestDepthIsPut)
     EXPECT_EQ(b.data(), packetOfVersionedTree(deepest));
 }
 
+/// A tree whose operators are the host's. Each level begins a take of its own.
+class HostTree : public itcXNDR {
+public:
+    std::vector<HostTree> children;
+
+    itcNDRSend& to_external(itcNDRSend& b) const override { return b << children; }
+    itcNDRReceive& to_internal(itcNDRReceive& b) override { return b >> children; }
+};
+
+struct MixedTree {
+    std::vector<HostTree> trees;
+    std::vector<MixedTree> children;
+    KIV_FIELDS(trees, children)
+};
+
+TEST(HostileNesting, OfAMillionLevelsOfTheHostIsRefused)
+{
+    ExactReceive b(packetOfTree(1'000'000));
+    std::vector<HostTree> trees;
+    b >> trees;
+    EXPECT_THAT(b, HasStatus(Itc_Ndr_Buff_Sz_More_Than_Max, Error));
+    EXPECT_TRUE(trees.empty());
+}
+
+TEST(HostileNesting, CountsTheLevelsOfTheHostAndOfRecordsTogether)
+{
+    Wire w;
+    for (unsigned int i = 0; i < deepest / 2; ++i) {
+        w.count(0); // no trees
+        w.count(1); // one child
+    }
+    w.count(1); // a tree
+    for (unsigned int i = 0; i < deepest / 2; ++i)
+        w.count(1);
+    ExactReceive b(w.data + std::string(1000, '\0'));
+    MixedTree tree;
+    b >> tree;
+    EXPECT_THAT(b, HasStatus(Itc_Ndr_Buff_Sz_More_Than_Max, Error));
+    EXPECT_TRUE(tree.children.empty());
+}
+
 /// A part with operators of its own. Its text may be cut.
 class HostPart : public itcXNDR {
 public:

@@ -6,7 +6,7 @@
 #include <kiv/foundation/itcStatus.h>
 #include <kiv/records/detail/Inline.h>
 
-#include <exception>
+#include <cxxabi.h>
 
 namespace kiv {
 
@@ -26,14 +26,17 @@ inline void clear(itcStatus& status)
     status.errorNumber = 0;
 }
 
-/// Calls `step` and turns a lack of memory into a status: strings and containers report it by exceptions.
+/// Calls `step` and turns exceptions into a status. Strings and containers report a lack of memory by exceptions. What
+/// a host's operators throw ends in the same way.
 /// \return what `step` returns; false after an exception.
 template <class Step> KIV_ALWAYS_INLINE bool withoutExceptions([[maybe_unused]] itcStatus& status, const Step& step)
 {
 #ifdef __cpp_exceptions
     try {
         return step();
-    } catch (const std::exception&) {
+    } catch (const abi::__forced_unwind&) {
+        throw; // the thread is being cancelled
+    } catch (...) {
         return fail(status, Itc_Ndr_Buffer_Alloc_Failed, Error);
     }
 #else
@@ -54,9 +57,9 @@ inline bool isBroken(const itcStatus& status) { return status.severity > Success
 /// up the stack by a peer: each level costs the peer only four bytes.
 inline constexpr unsigned int deepestNesting = 64;
 
-/// How many values with operators of the host are being put or taken in one another. Each begins a new put or take,
-/// which does not know the levels around it.
-inline thread_local unsigned int hostDepth = 0;
+/// How many records lie around a value whose operators belong to the host, while these run. Each of them begins a new
+/// put or take, which would not know the levels around it.
+inline thread_local unsigned int levelsAround = 0;
 
 /// Counts the levels while records are put or taken.
 class Level {
@@ -70,6 +73,20 @@ public:
 
 private:
     unsigned int& level;
+};
+
+/// Tells the levels to the puts and takes of the host's operators.
+class HostLevel {
+public:
+    explicit HostLevel(unsigned int depth) : before(levelsAround) { levelsAround = depth + 1; }
+    ~HostLevel() { levelsAround = before; }
+    HostLevel(const HostLevel&) = delete;
+    HostLevel& operator=(const HostLevel&) = delete;
+
+    static bool isTooDeep() { return levelsAround > deepestNesting; }
+
+private:
+    unsigned int before;
 };
 
 } // namespace kiv

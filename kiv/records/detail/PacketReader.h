@@ -26,7 +26,7 @@ enum class Format {
 class PacketReader {
 public:
     explicit PacketReader(itcNDRReceive& receiveBuffer)
-        : place(receiveBuffer.*(&Fields::readPos)), depth(0), wasCut(false), buffer(receiveBuffer),
+        : place(receiveBuffer.*(&Fields::readPos)), depth(levelsAround), wasCut(false), buffer(receiveBuffer),
           swapped(receiveBuffer.*(&Fields::peerEndian) != itcNDR::ndr_endian),
           foreign(receiveBuffer.*(&Fields::peerFloat) != itcNDR::ndr_float), end(endOf(receiveBuffer)), isInPart(false)
     {}
@@ -70,14 +70,15 @@ public:
     /// The data end before the value does. Where a record has announced a shorter end than the packet's, the packet
     /// contradicts itself.
     bool endOfData() { return fail(buffer, Itc_Ndr_End_Of_Data, isInPart ? Error : Warning); }
+    bool noMemory() { return fail(buffer, Itc_Ndr_Buffer_Alloc_Failed, Error); }
     /// A number in the packet is above its limit: a count, an alternative, the depth of records.
     bool tooMany() { return fail(buffer, Itc_Ndr_Buff_Sz_More_Than_Max, Error); }
 
     /// Lets `take`, which may be the host's, take from the buffer itself. \return whether that went well.
     template <class Take> bool throughBuffer(const Take& take)
     {
-        const Level level(hostDepth);
-        if (level.isTooDeep())
+        const HostLevel level(depth);
+        if (HostLevel::isTooDeep())
             return tooMany();
         commit();
         take(buffer);

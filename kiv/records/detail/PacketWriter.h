@@ -18,7 +18,8 @@ namespace kiv {
 /// began.
 class PacketWriter {
 public:
-    explicit PacketWriter(itcNDRSend& sendBuffer) : depth(0), buffer(sendBuffer), place(sendBuffer.*(&Fields::writePos))
+    explicit PacketWriter(itcNDRSend& sendBuffer)
+        : depth(levelsAround), buffer(sendBuffer), place(sendBuffer.*(&Fields::writePos))
     {}
 
     /// Makes room for `bytes` bytes and one more. The one more tells an empty buffer, whose pointers are all null, from
@@ -66,8 +67,8 @@ public:
     /// it.
     template <class Put> bool throughBuffer(const Put& put)
     {
-        const Level level(hostDepth);
-        if (level.isTooDeep())
+        const HostLevel level(depth);
+        if (HostLevel::isTooDeep())
             return fail(Itc_Ndr_Buff_Sz_More_Than_Max);
         const bool isPut = withoutExceptions(buffer, [&] {
             put(buffer);
