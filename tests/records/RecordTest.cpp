@@ -324,6 +324,23 @@ TEST(RecordFromOutside, IsAFieldThatIsComparedAndPrinted)
     EXPECT_EQ(testing::PrintToString(value), "{c: \"c\", point: {x: 1, y: 2, name: \"ab\"}}");
 }
 
+struct WithPoints {
+    std::map<std::string, vendor::Point> points;
+    std::variant<int, vendor::Point> either;
+    KIV_FIELDS(points, either)
+};
+
+TEST(RecordFromOutside, IsComparedInsideOfAMapAndOfAVariant)
+{
+    const WithPoints value{{{"a", {1, 2, "x"}}}, vendor::Point{3, 4, "y"}};
+    EXPECT_EQ(value, (WithPoints{{{"a", {1, 2, "x"}}}, vendor::Point{3, 4, "y"}}));
+    EXPECT_NE(value, (WithPoints{{{"a", {1, 9, "x"}}}, vendor::Point{3, 4, "y"}}));
+    EXPECT_NE(value, (WithPoints{{{"a", {1, 2, "x"}}}, vendor::Point{3, 9, "y"}}));
+    EXPECT_NE(value, (WithPoints{{{"a", {1, 2, "x"}}}, 3}));
+    EXPECT_LT(value, (WithPoints{{{"a", {1, 2, "x"}}}, vendor::Point{3, 5, "y"}}));
+    EXPECT_LT((WithPoints{{{"a", {1, 2, "x"}}}, 3}), value);
+}
+
 TEST(RecordFromOutside, MayBeVersioned)
 {
     EXPECT_EQ(bytesOfPuts(vendor::Grown{3, 4}), bytesOfPuts(8u, 3, 4));

@@ -16,17 +16,29 @@
 
 namespace kiv {
 
-/// The name of a type without its namespaces and without the arguments of a template, which compilers write
-/// differently: "Sample" for `plant::Sample<int>`. Compilers write the type's name into the text that names this
-/// function.
+/// The name of a type without its namespaces and without the arguments of templates, which compilers write differently:
+/// "Sample" for `plant::Sample<int>`. A type without a name gives an empty text. Compilers write the type's name into
+/// the text that names this function.
 template <class T> std::string_view nameOf()
 {
     constexpr std::string_view function = __PRETTY_FUNCTION__;
     constexpr std::string_view mark = "T = ";
-    std::string_view name = function.substr(function.find(mark) + mark.size());
-    name = name.substr(0, name.find_first_of(";]<"));
-    const std::size_t colon = name.rfind("::");
-    return colon == std::string_view::npos ? name : name.substr(colon + 2);
+    const std::string_view rest = function.substr(function.find(mark) + mark.size());
+    std::size_t first = 0, last = 0;
+    int depth = 0; // in the arguments of templates
+    for (std::size_t i = 0; i < rest.size() && (depth > 0 || (rest[i] != ';' && rest[i] != ']')); ++i) {
+        if (rest[i] == '<')
+            ++depth;
+        else if (rest[i] == '>')
+            --depth;
+        else if (depth == 0 && rest[i] == ':')
+            first = last = i + 1;
+        else if (depth == 0)
+            last = i + 1;
+    }
+    const std::string_view name = rest.substr(first, last - first);
+    constexpr std::string_view noName = "(){}<> ";
+    return name.find_first_of(noName) == std::string_view::npos ? name : std::string_view();
 }
 
 /// Writes the description of a type.
@@ -36,7 +48,7 @@ public:
     {
         Description description;
         description.json += '{';
-        description.describe<T>();
+        description.describe<std::remove_cv_t<T>>();
         description.json += '}';
         return description.json;
     }
@@ -163,7 +175,7 @@ private:
         } else if constexpr (kind == Kind::characters) {
             text("type", "text");
             number("most", sizeof(T) - 1);
-        } else if constexpr (kind == Kind::text || kind == Kind::view || kind == Kind::path) {
+        } else if constexpr (kind == Kind::text || kind == Kind::view || kind == Kind::path || isPointerToText<T>) {
             text("type", "text");
         } else if constexpr (kind == Kind::array) {
             text("type", "array");

@@ -29,10 +29,12 @@ template <class T> void makeEmpty(T& value)
     } else if constexpr (kind == Kind::optional) {
         value.reset();
     } else if constexpr (kind == Kind::variant) {
-        // The first alternative, if it can be made without asking for memory.
+        // The first alternative, if it can be made without asking for memory. Otherwise the one that is there, emptied.
         using First = std::variant_alternative_t<0, T>;
         if constexpr (std::is_nothrow_default_constructible_v<First>)
             value.template emplace<0>();
+        else if (!value.valueless_by_exception())
+            std::visit([](auto& alternative) { makeEmpty(alternative); }, value);
     } else if constexpr (kind == Kind::array) {
         for (auto& element : value)
             makeEmpty(element);

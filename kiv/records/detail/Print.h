@@ -134,6 +134,11 @@ template <class T> void print(std::ostream& out, const T& value)
             std::visit([&](const auto& alternative) { print(out, alternative); }, value);
     } else if constexpr (kind == Kind::tuple || kind == Kind::record || kind == Kind::versioned) {
         printComposite(out, value);
+    } else if constexpr (isPointerToText<T>) {
+        if (value != nullptr)
+            printText(out, value);
+        else
+            out << "none";
     } else if constexpr (isStreamable<T>) {
         out << value;
     } else {
