@@ -56,32 +56,36 @@
 ///
 /// A macro does not know the name of the structure. `decltype(this)` is the structure's type, where the language allows
 /// `this`. Printing needs a function that is no member. It is a template for every type whose itcTag is this
-/// structure's: the structure itself.
+/// structure's: the structure itself. All names in the macro begin with "itc": the host's fields and template parameters
+/// do not.
 #define KIV_DESCRIBED_RECORD(isVersioned, ...)                                                                         \
     auto itcFields() { return std::tie(__VA_ARGS__); }                                                                 \
     auto itcFields() const { return std::tie(__VA_ARGS__); }                                                           \
     auto itcSelf() const->decltype(this) { return this; }                                                              \
     static constexpr const char* itcFieldNames() { return #__VA_ARGS__; }                                              \
     static constexpr bool itcIsVersioned() { return isVersioned; }                                                     \
-    template <class Other>                                                                                             \
-    auto operator==(const Other& other) const->std::enable_if_t<std::is_same_v<const Other*, decltype(this)>, bool>    \
+    template <class ItcOther>                                                                                          \
+    auto operator==(const ItcOther& itcOther)                                                                          \
+        const->std::enable_if_t<std::is_same_v<const ItcOther*, decltype(this)>, bool>                                 \
     {                                                                                                                  \
-        return kiv::equal(*this, other);                                                                               \
+        return kiv::equal(*this, itcOther);                                                                            \
     }                                                                                                                  \
-    template <class Other>                                                                                             \
-    auto operator!=(const Other& other) const->std::enable_if_t<std::is_same_v<const Other*, decltype(this)>, bool>    \
+    template <class ItcOther>                                                                                          \
+    auto operator!=(const ItcOther& itcOther)                                                                          \
+        const->std::enable_if_t<std::is_same_v<const ItcOther*, decltype(this)>, bool>                                 \
     {                                                                                                                  \
-        return !kiv::equal(*this, other);                                                                              \
+        return !kiv::equal(*this, itcOther);                                                                           \
     }                                                                                                                  \
-    template <class Other>                                                                                             \
-    auto operator<(const Other& other) const->std::enable_if_t<std::is_same_v<const Other*, decltype(this)>, bool>     \
+    template <class ItcOther>                                                                                          \
+    auto operator<(const ItcOther& itcOther)                                                                           \
+        const->std::enable_if_t<std::is_same_v<const ItcOther*, decltype(this)>, bool>                                 \
     {                                                                                                                  \
-        return kiv::less(*this, other);                                                                                \
+        return kiv::less(*this, itcOther);                                                                             \
     }                                                                                                                  \
     struct itcTag {};                                                                                                  \
-    template <class Record, std::enable_if_t<std::is_same_v<typename Record::itcTag, itcTag>, int> = 0>                \
-    friend std::ostream& operator<<(std::ostream& out, const Record& record)                                           \
+    template <class ItcRecord, std::enable_if_t<std::is_same_v<typename ItcRecord::itcTag, itcTag>, int> = 0>          \
+    friend std::ostream& operator<<(std::ostream& itcOut, const ItcRecord& itcRecord)                                  \
     {                                                                                                                  \
-        kiv::print(out, record);                                                                                       \
-        return out;                                                                                                    \
+        kiv::print(itcOut, itcRecord);                                                                                 \
+        return itcOut;                                                                                                 \
     }

@@ -19,8 +19,8 @@
 /// - Numbers become zero.
 /// - Texts and containers become empty, optionals lose their value.
 /// - Each part of an array, a tuple or a record becomes empty.
-/// - A variant becomes its first alternative, if that can be made without an exception. Otherwise it keeps what it
-///   holds.
+/// - A variant becomes its first alternative, if that can be made without an exception. Otherwise the alternative that
+///   it holds becomes empty.
 /// - Types with operators of their own are as these have left them.
 ///
 /// Results, in the status:

@@ -34,7 +34,7 @@ template <class T> KIV_ALWAYS_INLINE std::string_view textOf(const T& value)
     else if constexpr (kindOf<T> == Kind::path)
         return value.native();
     else
-        return value;
+        return {value.data(), value.size()};
 }
 
 /// The room that a length needs in front of its text, with the gap, and the zero behind the text.

@@ -4,7 +4,11 @@
 
 #include <kiv/records/detail/Kind.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 
 namespace kiv {
 
@@ -16,6 +20,7 @@ template <class T> constexpr void refuse()
                                  "std::optional, or the value itself.");
     static_assert(!isWideCharacter<Number> && !isWideText<T>,
                   "KIV: wide characters differ between machines. Convert the text to UTF-8 and put a std::string.");
+    static_assert(!isTooLongNumber<Number>, "KIV: no packet carries numbers of more than 8 bytes. Put two numbers.");
     static_assert(!std::is_same_v<Number, long double>, "KIV: a long double differs between machines. Put a double.");
     static_assert(!isLongOfFourBytes<Number>,
                   "KIV: a long has 4 bytes here and 8 on other machines. Write std::int32_t or std::int64_t.");
@@ -24,11 +29,28 @@ template <class T> constexpr void refuse()
                   "base's fields first.");
 }
 
+template <class... Fields> constexpr std::size_t strictestAlignment(const std::tuple<Fields...>*)
+{
+    std::size_t strictest = 1;
+    ((strictest = std::max(strictest, alignof(std::remove_reference_t<Fields>))), ...);
+    return strictest;
+}
+
+/// Whether the compiler was told to leave out the gaps in a structure.
+template <class Record> constexpr bool isPacked()
+{
+    using Fields = decltype(fieldsOf(std::declval<Record&>()));
+    return strictestAlignment(static_cast<const Fields*>(nullptr)) > alignof(Record);
+}
+
 /// Stops the compiler where a part of a value is of a type that cannot travel.
 template <class T> constexpr void requirePart()
 {
     if constexpr (kindOf<T> == Kind::refused)
         refuse<std::remove_cv_t<T>>();
+    if constexpr (FieldsOf<std::remove_cv_t<T>>::isRecord)
+        static_assert(!isPacked<std::remove_cv_t<T>>(),
+                      "KIV: a packed structure has fields where no reference may point. Copy them into a plain one.");
     if constexpr (kindOf<T> == Kind::duration || kindOf<T> == Kind::timePoint) {
         using Count = typename T::rep;
         if constexpr (kindOf<Count> == Kind::refused)
