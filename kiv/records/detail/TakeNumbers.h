@@ -125,6 +125,9 @@ KIV_ALWAYS_INLINE bool takeRun(PacketReader& r, const Parts& parts, std::index_s
 template <Format format, class T> void takeNumbersIn(PacketReader& r, T* numbers, std::size_t count)
 {
     const char* const first = r.place; // a store to a number may alias the field
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC unroll 4 // a loop of one number takes one or two cycles, which depends on the address of its code
+#endif
     for (std::size_t i = 0; i < count; ++i)
         takeNumberAt<format>(r, first + i * sizeof(T), numbers[i]);
 }
