@@ -34,8 +34,10 @@ template <class Step> KIV_ALWAYS_INLINE bool withoutExceptions([[maybe_unused]] 
 #ifdef __cpp_exceptions
     try {
         return step();
+#ifdef __GLIBCXX__ // other standard libraries have no name for it
     } catch (const abi::__forced_unwind&) {
         throw; // the thread is being cancelled
+#endif
     } catch (...) {
         return fail(status, Itc_Ndr_Buffer_Alloc_Failed, Error);
     }
