@@ -16,6 +16,7 @@ struct Label {
     std::string text;
 };
 class Opaque;
+enum Kind { first };
 
 itcNDRSend& operator<<(itcNDRSend& b, Mode mode) { return b << (mode == Mode::on ? 'y' : 'n'); }
 itcNDRReceive& operator>>(itcNDRReceive& b, Mode& mode)
@@ -27,6 +28,14 @@ itcNDRReceive& operator>>(itcNDRReceive& b, Mode& mode)
 }
 itcNDRSend& operator<<(itcNDRSend& b, const Label& label) { return b << static_cast<short>(label.text.size()); }
 itcNDRSend& operator<<(itcNDRSend& b, const Opaque&) { return b << 'o'; }
+itcNDRSend& operator<<(itcNDRSend& b, Kind) { return b << 'p'; }
+itcNDRReceive& operator>>(itcNDRReceive& b, Kind& kind)
+{
+    char letter = 0;
+    b >> letter;
+    kind = first;
+    return b;
+}
 
 const Opaque& opaque()
 {
@@ -42,6 +51,12 @@ struct Machine {
     older::Mode mode = older::Mode::off;
     int number = 0;
     KIV_FIELDS(mode, number)
+};
+
+struct Shelf {
+    older::Kind kind = older::first;
+    int number = 0;
+    KIV_FIELDS(kind, number)
 };
 
 class HostSend : public itcNdrUbSend {
@@ -60,6 +75,14 @@ public:
 };
 
 enum Plain { first, second };
+
+/// A record that converts to a number by itself.
+struct Switch {
+    int number = 0;
+    bool isOn = false;
+    operator bool() const { return isOn; }
+    KIV_FIELDS(number, isOn)
+};
 
 TEST(HostOperators, PutTheirTypeIntoEveryBuffer)
 {
@@ -90,6 +113,31 @@ TEST(HostOperators, TakeTheirTypeAsAField)
     Machine machine;
     r >> machine;
     EXPECT_EQ(machine, (Machine{older::Mode::on, 7}));
+}
+
+TEST(HostOperators, PutAPlainEnumerationAsAField)
+{
+    OpenSend alone, record;
+    alone << older::first << 7;
+    record << Shelf{older::first, 7};
+    EXPECT_EQ(record.data(), alone.data());
+    EXPECT_EQ(record.values().front(), 'p');
+}
+
+TEST(HostOperators, OfABoolDoNotServeARecordThatConvertsToBool)
+{
+    OpenSend record, fields;
+    record << Switch{5, true};
+    fields << 5 << true;
+    EXPECT_EQ(record.data(), fields.data());
+
+    OpenSend list;
+    list << std::vector<Switch>{{5, true}};
+    itcNDRReceive r(list.raw_data(), list.raw_length());
+    std::vector<Switch> taken;
+    r >> taken;
+    ASSERT_EQ(taken.size(), 1U);
+    EXPECT_EQ(taken[0].number, 5);
 }
 
 TEST(HostOperators, PutATypeThatIsNotDefinedYet)

@@ -180,15 +180,22 @@ template <class T>
 inline constexpr bool
     isTakenByOthers<T, std::void_t<decltype(std::declval<ReceiveOfOthers&>() >> std::declval<T&>())>> = true;
 
-/// Whether the host has written operators for `T`: they go on putting and taking it. For numbers, arrays and pointers
-/// this cannot be told: the library's operators would match, too.
-template <class T> constexpr bool hasOperatorsOfHost()
+/// Becomes a `T`, and nothing that a `T` could become. An operator that takes it is an operator for `T`.
+template <class T> struct Exactly {
+    template <class U, std::enable_if_t<std::is_same_v<U, T>, int> = 0> operator U() const;
+};
+template <class T> struct ExactTarget {
+    template <class U, std::enable_if_t<std::is_same_v<U, T>, int> = 0> operator U&() const;
+};
+
+/// Whether the host, or the library, has operators for `T`: they go on putting and taking it. Numbers are left to the
+/// companion, which lets the library put and take them, too.
+template <class T> constexpr bool hasOperatorsOfOthers()
 {
-    constexpr bool isScoped = std::is_enum_v<T> && !std::is_convertible_v<T, int>;
-    if constexpr ((std::is_class_v<T> && !becomesPointer<T>) || isScoped)
-        return isPutByOthers<T> || isTakenByOthers<T>;
-    else
+    if constexpr (std::is_arithmetic_v<T> || std::is_array_v<T> || std::is_function_v<T>)
         return false;
+    else
+        return std::is_base_of_v<itcXNDR, T> || isPutByOthers<Exactly<T>> || isTakenByOthers<const ExactTarget<T>>;
 }
 
 template <class T, class = void> inline constexpr bool isComplete = false;
@@ -197,7 +204,7 @@ template <class T> inline constexpr bool isComplete<T, std::void_t<decltype(size
 template <class T> constexpr Kind kindOfValue()
 {
     using Number = typename Underlying<T>::Type;
-    if constexpr (hasOperatorsOfHost<T>())
+    if constexpr (hasOperatorsOfOthers<T>())
         return Kind::host;
     else if constexpr (std::is_array_v<T> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<T>>, char>)
         return Kind::characters;
