@@ -127,7 +127,7 @@ bool takeVector(PacketReader& r, std::vector<T, Allocator>& values, std::size_t 
 /// are used again, with the memory that they hold.
 template <class Sequence> bool takeElements(PacketReader& r, Sequence& values, std::size_t count)
 {
-    constexpr std::size_t reservedAtOnce = 64;
+    constexpr std::size_t reservedAtOnce = 4096 / sizeof(typename Sequence::value_type);
     if (values.size() > count)
         values.resize(count);
     if constexpr (isOf<std::vector, Sequence>)
