@@ -35,14 +35,17 @@
 /// - (`Itc_Ndr_Buffer_Size_Too_Small`, Warning): all is taken, but a text was cut to fit into its array of characters.
 ///   This Warning stops no further take of the companion.
 ///
-/// \par Single numbers A number that is no part of another value is put and taken by the library's own operator for a
-/// number of its size. The library's rules hold: a take does not look at the severity, and leaves the gap before the
-/// number skipped when the number is not there; a buffer in Error takes in single bytes, and larger numbers only if it
-/// grows.
+/// \par Single numbers
+/// A number that is no part of another value is put and taken by the library's own operator for a number of its size.
+/// The library's rules hold:
+/// - A take does not look at the severity.
+/// - A take of a number that is not there leaves the gap before the number skipped.
+/// - A buffer in Error takes in single bytes, and larger numbers only if it grows.
 ///
-/// \par Resumable buffers The operators on itcNdrUbSend and itcNdrUbReceive clear the status first, as the library's
-/// do. In a state that allows no puts or takes the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning):
-/// nothing is put, and the target of a take stays as it was.
+/// \par Resumable buffers
+/// The operators on itcNdrUbSend and itcNdrUbReceive clear the status first, as the library's operators do. In a state
+/// that allows no puts or takes the status becomes (`Itc_Ndr_Ub_Wrong_Transmission_State`, Warning). Nothing is put
+/// then, and the target of a take stays as it was.
 ///
 /// \par Threads
 /// One thread at a time per buffer, as for the library's own operators.
