@@ -77,8 +77,8 @@ inline constexpr bool isWideCharacter =
     ;
 
 template <class T>
-inline constexpr bool isLongOfFourBytes = (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)&&sizeof(long) ==
-                                          4;
+inline constexpr bool isLongOfFourBytes = sizeof(long) == 4 &&
+                                          (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>);
 
 template <class T> constexpr bool isTooLong()
 {
