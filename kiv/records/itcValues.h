@@ -14,8 +14,9 @@
 /// - (`Itc_Ndr_No_Buffer_Provided`, Error): there is nothing to put. It is a std::variant that has lost its value, or a
 ///   null area.
 ///
-/// \par Takes A value is taken whole or not at all. A take that fails leaves the read position where the value began.
-/// It empties the target:
+/// \par Takes
+/// A value is taken whole or not at all. A take that fails leaves the read position where the value began. It empties
+/// the target:
 /// - Numbers become zero.
 /// - Texts and containers become empty, optionals lose their value.
 /// - Each part of an array, a tuple or a record becomes empty.

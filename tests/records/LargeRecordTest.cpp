@@ -1,6 +1,7 @@
 // Records with more numbers than fit into one step, or on a stack.
 #include <kiv/companion.h>
 
+#include "Allocations.h"
 #include "StatusMatchers.h"
 
 #include <gtest/gtest.h>
@@ -37,6 +38,22 @@ TEST(LargeRecord, OfAnEarlierVersionGetsItsDefaults)
     EXPECT_THAT(r, HasClearStatus());
     EXPECT_EQ(picture->width, 3);
     EXPECT_EQ(picture->note, "none");
+}
+
+TEST(LargeRecord, IsNotMadeForACountThatIsFalse)
+{
+    itcNDRSend b;
+    b << 50U; // records, of which the first does not fit
+    for (int i = 0; i < 50; ++i)
+        b << 0xFFFFFFFFU;
+    itcNDRReceive r(b.raw_data(), b.raw_length());
+    std::vector<Picture> pictures;
+    Allocations allocations;
+    r >> pictures;
+    allocations.stop();
+    EXPECT_THAT(r, HasStatus(Itc_Ndr_End_Of_Data, Warning));
+    EXPECT_TRUE(pictures.empty());
+    EXPECT_LE(allocations.largest(), sizeof(Picture));
 }
 
 TEST(LargeRecord, OfArraysOfArraysComesBack)
