@@ -13,6 +13,7 @@ set(KIV_COMPANION_HEADERS
     records/itcSizeOnWire.h
     records/itcText.h
     records/itcValues.h
+    session/itcLink.h
 )
 set(KIV_COMPANION_HEADERS ${KIV_COMPANION_HEADERS} PARENT_SCOPE) # the package and the tests of it ask for them
 
@@ -42,8 +43,25 @@ set(KIV_COMPANION_INTERNAL_HEADERS
     PARENT_SCOPE
 )
 
-# Everything is in the headers: there is nothing to compile.
-add_library(kiv_companion INTERFACE)
+add_library(kiv_companion SHARED
+    session/itcLink.cpp
+)
 add_library(KIV::Companion ALIAS kiv_companion)
-set_target_properties(kiv_companion PROPERTIES EXPORT_NAME Companion)
-target_link_libraries(kiv_companion INTERFACE KIV::KIV)
+kiv_target_defaults(kiv_companion)
+kiv_strict_warnings(kiv_companion)
+kiv_harden(kiv_companion)
+set_target_properties(kiv_companion PROPERTIES
+    OUTPUT_NAME KIVCompanion
+    EXPORT_NAME Companion
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/hidden.map
+)
+find_package(Threads REQUIRED)
+target_link_libraries(kiv_companion PUBLIC KIV::KIV PRIVATE Threads::Threads)
+target_link_options(kiv_companion PRIVATE -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/hidden.map -Wl,-z,defs)
+if(KIV_SANITIZE)
+    target_link_options(kiv_companion PRIVATE -Wl,-z,undefs)
+endif()

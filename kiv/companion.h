@@ -14,3 +14,4 @@
 #include <kiv/records/itcSizeOnWire.h>
 #include <kiv/records/itcText.h>
 #include <kiv/records/itcValues.h>
+#include <kiv/session/itcLink.h>
