@@ -14,6 +14,7 @@ set(KIV_COMPANION_HEADERS
     records/itcText.h
     records/itcValues.h
     session/itcLink.h
+    session/itcTimer.h
 )
 set(KIV_COMPANION_HEADERS ${KIV_COMPANION_HEADERS} PARENT_SCOPE) # the package and the tests of it ask for them
 
@@ -45,6 +46,7 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 
 add_library(kiv_companion SHARED
     session/itcLink.cpp
+    session/itcTimer.cpp
 )
 add_library(KIV::Companion ALIAS kiv_companion)
 kiv_target_defaults(kiv_companion)

@@ -15,3 +15,4 @@
 #include <kiv/records/itcText.h>
 #include <kiv/records/itcValues.h>
 #include <kiv/session/itcLink.h>
+#include <kiv/session/itcTimer.h>
