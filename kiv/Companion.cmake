@@ -13,6 +13,7 @@ set(KIV_COMPANION_HEADERS
     records/itcSizeOnWire.h
     records/itcText.h
     records/itcValues.h
+    session/itcClosed.h
     session/itcLink.h
     session/itcTimer.h
 )
@@ -45,6 +46,7 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 )
 
 add_library(kiv_companion SHARED
+    session/itcClosed.cpp
     session/itcLink.cpp
     session/itcTimer.cpp
 )

@@ -14,5 +14,6 @@
 #include <kiv/records/itcSizeOnWire.h>
 #include <kiv/records/itcText.h>
 #include <kiv/records/itcValues.h>
+#include <kiv/session/itcClosed.h>
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcTimer.h>
