@@ -15,6 +15,7 @@ set(KIV_COMPANION_HEADERS
     records/itcValues.h
     session/itcClosed.h
     session/itcLink.h
+    session/itcPost.h
     session/itcTimer.h
 )
 set(KIV_COMPANION_HEADERS ${KIV_COMPANION_HEADERS} PARENT_SCOPE) # the package and the tests of it ask for them
@@ -46,8 +47,10 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 )
 
 add_library(kiv_companion SHARED
+    session/detail/EventDescriptor.cpp
     session/itcClosed.cpp
     session/itcLink.cpp
+    session/itcPost.cpp
     session/itcTimer.cpp
 )
 add_library(KIV::Companion ALIAS kiv_companion)

@@ -16,4 +16,5 @@
 #include <kiv/records/itcValues.h>
 #include <kiv/session/itcClosed.h>
 #include <kiv/session/itcLink.h>
+#include <kiv/session/itcPost.h>
 #include <kiv/session/itcTimer.h>
