@@ -16,6 +16,7 @@ set(KIV_COMPANION_HEADERS
     session/itcClosed.h
     session/itcLink.h
     session/itcPost.h
+    session/itcSignals.h
     session/itcTimer.h
 )
 set(KIV_COMPANION_HEADERS ${KIV_COMPANION_HEADERS} PARENT_SCOPE) # the package and the tests of it ask for them
@@ -51,6 +52,7 @@ add_library(kiv_companion SHARED
     session/itcClosed.cpp
     session/itcLink.cpp
     session/itcPost.cpp
+    session/itcSignals.cpp
     session/itcTimer.cpp
 )
 add_library(KIV::Companion ALIAS kiv_companion)
