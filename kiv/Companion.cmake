@@ -16,6 +16,7 @@ set(KIV_COMPANION_HEADERS
     session/itcClosed.h
     session/itcLink.h
     session/itcPost.h
+    session/itcRunUntilSignal.h
     session/itcSignals.h
     session/itcTimer.h
 )
@@ -52,6 +53,7 @@ add_library(kiv_companion SHARED
     session/itcClosed.cpp
     session/itcLink.cpp
     session/itcPost.cpp
+    session/itcRunUntilSignal.cpp
     session/itcSignals.cpp
     session/itcTimer.cpp
 )
