@@ -17,6 +17,7 @@ set(KIV_COMPANION_HEADERS
     session/itcLink.h
     session/itcPost.h
     session/itcRunUntilSignal.h
+    session/itcSession.h
     session/itcSignals.h
     session/itcTimer.h
 )
@@ -50,10 +51,15 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 
 add_library(kiv_companion SHARED
     session/detail/EventDescriptor.cpp
+    session/detail/FrameReader.cpp
+    session/detail/PeerAddress.cpp
+    session/detail/SendQueue.cpp
+    session/detail/SessionCore.cpp
     session/itcClosed.cpp
     session/itcLink.cpp
     session/itcPost.cpp
     session/itcRunUntilSignal.cpp
+    session/itcSession.cpp
     session/itcSignals.cpp
     session/itcTimer.cpp
 )

@@ -18,5 +18,6 @@
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcPost.h>
 #include <kiv/session/itcRunUntilSignal.h>
+#include <kiv/session/itcSession.h>
 #include <kiv/session/itcSignals.h>
 #include <kiv/session/itcTimer.h>
