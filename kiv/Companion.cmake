@@ -13,6 +13,7 @@ set(KIV_COMPANION_HEADERS
     records/itcSizeOnWire.h
     records/itcText.h
     records/itcValues.h
+    session/itcAcceptor.h
     session/itcClosed.h
     session/itcLink.h
     session/itcPost.h
@@ -52,9 +53,11 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 add_library(kiv_companion SHARED
     session/detail/EventDescriptor.cpp
     session/detail/FrameReader.cpp
+    session/detail/LockFile.cpp
     session/detail/PeerAddress.cpp
     session/detail/SendQueue.cpp
     session/detail/SessionCore.cpp
+    session/itcAcceptor.cpp
     session/itcClosed.cpp
     session/itcLink.cpp
     session/itcPost.cpp

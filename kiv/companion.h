@@ -14,6 +14,7 @@
 #include <kiv/records/itcSizeOnWire.h>
 #include <kiv/records/itcText.h>
 #include <kiv/records/itcValues.h>
+#include <kiv/session/itcAcceptor.h>
 #include <kiv/session/itcClosed.h>
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcPost.h>

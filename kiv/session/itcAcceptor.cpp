@@ -1,0 +1,371 @@
+// Accepts until nobody waits, and knows when to leave the listener alone.
+//
+// The listener is linked, or it is not, for one of these reasons:
+//   - the acceptor has as many sessions as it may have; the end of a session links it again;
+//   - the process has as many connections as it may have, or an accept has failed; a timer links it again, or the end
+//     of a session;
+//   - the rate is used up; a timer links it again.
+// resume() looks at all of them anew.
+#include <kiv/session/itcAcceptor.h>
+
+#include <kiv/connection/itcInetSockStream.h>
+#include <kiv/connection/itcUnixSockStream.h>
+#include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/foundation/OS.h>
+#include <kiv/session/detail/Callback.h>
+#include <kiv/session/detail/LockFile.h>
+#include <kiv/session/detail/MakeShared.h>
+#include <kiv/session/detail/SessionCore.h>
+#include <kiv/session/itcLink.h>
+#include <kiv/session/itcTimer.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <iterator>
+#include <list>
+#include <new>
+#include <utility>
+#include <vector>
+
+using namespace kiv;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int usualBacklog = 1024;
+constexpr int mostAcceptsPerCall = 64; // a storm of clients must not keep the sessions waiting
+constexpr auto restTime = std::chrono::milliseconds(200);
+constexpr auto rateWindow = std::chrono::seconds(1);
+
+// The client has gone before it was accepted, or the network has failed for this one alone.
+bool concernsOneClient(int error)
+{
+    return error == ECONNABORTED || error == EPROTO || error == ENETDOWN || error == EHOSTUNREACH ||
+           error == ENETUNREACH || error == EPERM;
+}
+
+} // namespace
+
+class itcAcceptor::Core : public itcIOHandler, public std::enable_shared_from_this<Core> {
+public:
+    Core(Serve toServe, TakeOver toTakeOver, itcDispatcher& loop)
+        : serve(std::move(toServe)), takeOver(std::move(toTakeOver)), dispatcher(loop),
+          timer([this] { resume(); }, loop)
+    {}
+
+    void listenAt(const itcInetAddress& local)
+    {
+        itcInetAddress address = local;
+        auto* const stream = new (std::nothrow) itcInetSockStream;
+        listener.reset(stream);
+        if (address.status.severity != Success)
+            fail(address.status);
+        else if (stream == nullptr)
+            fail({Itc_Tp_Malloc_Error, Error, ENOMEM});
+        else if (stream->CreateEndpoint(address) != 1)
+            fail(*stream);
+        else
+            start();
+    }
+    void listenAt(const itcUnixAddress& local)
+    try {
+        itcUnixAddress address = local;
+        if (address.status.severity != Success) {
+            fail(address.status);
+            return;
+        }
+        if (const int error = lock.lock(std::string(address.pathname()) + ".lock")) {
+            fail({Itc_Tp_Bind_Call_Failed, Error, error});
+            return;
+        }
+        auto stream = std::make_unique<itcUnixSockStream>();
+        const bool listens = stream->CreateEndpoint(address);
+        const itcStatus why = *stream;
+        listener = std::move(stream);
+        if (listens)
+            start();
+        else
+            fail(why);
+    } catch (const std::bad_alloc&) {
+        fail({Itc_Tp_Malloc_Error, Error, ENOMEM});
+    }
+    void listenWith(std::unique_ptr<itcConnection> given)
+    {
+        listener = std::move(given);
+        if (listener == nullptr || listener->ReadDescriptor() < 0)
+            fail({Itc_Tp_Descriptor_Not_Yet_Set, Error, EBADF});
+        else
+            start();
+    }
+    void stopListening()
+    {
+        timer.stop();
+        link.unlink();
+        listener.reset();
+    }
+    void end()
+    {
+        hasEnded = true;
+        stopListening();
+        sessions.clear();
+    }
+
+    int inputReady(itcConnection*, char*) override
+    {
+        const auto self = shared_from_this(); // the host's functions may destroy the acceptor
+        for (int accepted = 0; accepted < mostAcceptsPerCall && isListening() && mayAccept(); ++accepted) {
+            itcConnection* peer = nullptr;
+            if (listener->AcceptConnection(&peer, nullptr, nullptr) == 1) {
+                isResting = false;
+                acceptedInWindow += 1;
+                handOut(std::unique_ptr<itcConnection>(peer));
+            } else if (listener->code == Itc_Tp_Would_Block) {
+                break;
+            } else if (!concernsOneClient(listener->errorNumber)) {
+                rest(*listener);
+                break;
+            }
+        }
+        return 0;
+    }
+    void resume()
+    {
+        if (isListening() && !link.isLinked())
+            link = itcLink(*listener, ReadMask, *this, dispatcher);
+    }
+    void raiseBacklog(int count) const
+    {
+        if (isListening())
+            OS_listen(listener->ReadDescriptor(), count);
+    }
+    bool isListening() const { return listener != nullptr; }
+    int port() const
+    {
+        itcInetAddress local;
+        return isListening() && listener->GetSockname(local) == 1 ? local.port() : 0;
+    }
+
+    Callback<const itcStatus&> onRest;
+    std::list<itcSession> sessions; ///< A list: sessions cannot be moved.
+    std::size_t mostSessions = 0;
+    unsigned mostPerSecond = 0;
+    itcStatus status;
+
+private:
+    void start()
+    {
+        OS_fcntl(listener->ReadDescriptor(), F_SETFD, FD_CLOEXEC);
+        raiseBacklog(usualBacklog);
+        if (!listener->SetOption(itcConnection::ItcNonBlocking)) {
+            fail({Itc_Tp_Listen_Call_Failed, Error, OS_getLastError()});
+            return;
+        }
+        resume();
+        if (!link.isLinked())
+            fail(link.status());
+    }
+    void fail(const itcStatus& why)
+    {
+        status = why;
+        stopListening();
+    }
+
+    // The process-wide limit is asked first: at the limit an accept would close the listener.
+    bool mayAccept()
+    {
+        if (mostSessions != 0 && sessions.size() >= mostSessions) {
+            link.unlink();
+            return false;
+        }
+        if (itcConnection::hasMaxConnCount()) {
+            rest({Itc_Tp_Max_Connections_Reached, Warning, 0});
+            return false;
+        }
+        return isWithinRate();
+    }
+    bool isWithinRate()
+    {
+        const Clock::time_point now = Clock::now();
+        if (now - windowBegan >= rateWindow) {
+            windowBegan = now;
+            acceptedInWindow = 0;
+        }
+        if (mostPerSecond == 0 || acceptedInWindow < mostPerSecond)
+            return true;
+        link.unlink();
+        timer.startOnce(windowBegan + rateWindow - now);
+        return false;
+    }
+    void rest(const itcStatus& why)
+    {
+        link.unlink();
+        timer.startOnce(restTime);
+        if (!std::exchange(isResting, true))
+            onRest(itcStatus(why)); // a copy: the function may destroy the listener
+    }
+
+    void handOut(std::unique_ptr<itcConnection> peer)
+    {
+        if (auto* const net = dynamic_cast<itcNetConnection*>(peer.get()))
+            net->setTcpNodelay(true);
+        if (takeOver != nullptr) {
+            OS_fcntl(peer->ReadDescriptor(), F_SETFD, FD_CLOEXEC);
+            if (peer->SetOption(itcConnection::ItcNonBlocking))
+                takeOver(std::move(peer));
+            return;
+        }
+        const auto session = makeSession(std::move(peer));
+        if (session == sessions.end() || serve == nullptr)
+            return;
+        try {
+            serve(*session);
+        } catch (...) { // the exception is the host's; a session that was not set up must not stay
+            if (!hasEnded)
+                session->close();
+            throw;
+        }
+    }
+    // \return the end of the list if there is no memory; the peer is disconnected then.
+    std::list<itcSession>::iterator makeSession(std::unique_ptr<itcConnection> peer)
+    try {
+        sessions.emplace_back(std::move(peer), dispatcher);
+        const auto session = std::prev(sessions.end());
+        if (session->core == nullptr) {
+            sessions.pop_back();
+            return sessions.end();
+        }
+        session->core->ended = [this, session] { forget(session); };
+        return session;
+    } catch (const std::bad_alloc&) {
+        return sessions.end();
+    }
+    // A place is free now, and a descriptor.
+    void forget(std::list<itcSession>::iterator session)
+    {
+        sessions.erase(session);
+        const bool isRated = timer.isRunning() && !isResting;
+        if (!isRated)
+            resume();
+    }
+
+    const Serve serve;
+    const TakeOver takeOver;
+    itcDispatcher& dispatcher;
+    LockFile lock; ///< Given back behind the listener: the path is free then.
+    std::unique_ptr<itcConnection> listener;
+    itcLink link;
+    itcTimer timer;
+    bool hasEnded = false;
+    bool isResting = false; ///< The host was told, and no client was accepted since.
+    unsigned acceptedInWindow = 0;
+    Clock::time_point windowBegan;
+};
+
+itcAcceptor::itcAcceptor(const itcInetAddress& local, Serve serve, itcDispatcher& dispatcher)
+    : core(makeSharedOrNull<Core>(std::move(serve), TakeOver(), dispatcher))
+{
+    if (core != nullptr)
+        core->listenAt(local);
+}
+
+itcAcceptor::itcAcceptor(const itcUnixAddress& local, Serve serve, itcDispatcher& dispatcher)
+    : core(makeSharedOrNull<Core>(std::move(serve), TakeOver(), dispatcher))
+{
+    if (core != nullptr)
+        core->listenAt(local);
+}
+
+itcAcceptor::itcAcceptor(std::unique_ptr<itcConnection> listener, Serve serve, itcDispatcher& dispatcher)
+    : core(makeSharedOrNull<Core>(std::move(serve), TakeOver(), dispatcher))
+{
+    if (core != nullptr)
+        core->listenWith(std::move(listener));
+}
+
+itcAcceptor::itcAcceptor(std::unique_ptr<itcConnection> listener, TakeOver takeOver, itcDispatcher& dispatcher)
+    : core(makeSharedOrNull<Core>(Serve(), std::move(takeOver), dispatcher))
+{
+    if (core != nullptr)
+        core->listenWith(std::move(listener));
+}
+
+itcAcceptor::~itcAcceptor()
+{
+    if (core != nullptr)
+        core->end();
+}
+
+itcAcceptor& itcAcceptor::setMaxSessions(std::size_t count)
+{
+    if (core != nullptr) {
+        core->mostSessions = count;
+        core->resume();
+    }
+    return *this;
+}
+
+itcAcceptor& itcAcceptor::setMaxAcceptRate(unsigned perSecond)
+{
+    if (core != nullptr)
+        core->mostPerSecond = perSecond;
+    return *this;
+}
+
+itcAcceptor& itcAcceptor::setBacklog(int count)
+{
+    if (core != nullptr)
+        core->raiseBacklog(count);
+    return *this;
+}
+
+itcAcceptor& itcAcceptor::onRest(std::function<void(const itcStatus&)> function)
+{
+    if (core != nullptr)
+        core->onRest = std::move(function);
+    return *this;
+}
+
+void itcAcceptor::stopListening()
+{
+    if (core != nullptr)
+        core->stopListening();
+}
+
+void itcAcceptor::finish(Duration longest)
+{
+    stopListening();
+    forEach([longest](itcSession& session) { session.finish(longest); });
+}
+
+bool itcAcceptor::isListening() const { return core != nullptr && core->isListening(); }
+
+itcAcceptor::operator bool() const { return isListening(); }
+
+const itcStatus& itcAcceptor::status() const
+{
+    static const itcStatus noMemory{Itc_Tp_Malloc_Error, Error, ENOMEM};
+    return core != nullptr ? core->status : noMemory;
+}
+
+int itcAcceptor::port() const { return core != nullptr ? core->port() : 0; }
+
+std::size_t itcAcceptor::sessions() const { return core != nullptr ? core->sessions.size() : 0; }
+
+// By handles: the function may run a cycle, in which sessions end.
+void itcAcceptor::forEach(const std::function<void(itcSession&)>& function)
+{
+    if (core == nullptr)
+        return;
+    std::vector<itcSession::Handle> handles;
+    try {
+        for (const itcSession& session : core->sessions)
+            handles.push_back(session.handle());
+    } catch (const std::bad_alloc&) { // those that fit are called
+    }
+    for (const itcSession::Handle& handle : handles) {
+        if (itcSession* const session = handle.get())
+            function(*session);
+    }
+}
