@@ -15,6 +15,7 @@ set(KIV_COMPANION_HEADERS
     records/itcValues.h
     session/itcAcceptor.h
     session/itcClosed.h
+    session/itcConnector.h
     session/itcLink.h
     session/itcPost.h
     session/itcRunUntilSignal.h
@@ -51,14 +52,17 @@ set(KIV_COMPANION_INTERNAL_HEADERS
 )
 
 add_library(kiv_companion SHARED
+    session/detail/Backoff.cpp
     session/detail/EventDescriptor.cpp
     session/detail/FrameReader.cpp
     session/detail/LockFile.cpp
+    session/detail/Lookup.cpp
     session/detail/PeerAddress.cpp
     session/detail/SendQueue.cpp
     session/detail/SessionCore.cpp
     session/itcAcceptor.cpp
     session/itcClosed.cpp
+    session/itcConnector.cpp
     session/itcLink.cpp
     session/itcPost.cpp
     session/itcRunUntilSignal.cpp
