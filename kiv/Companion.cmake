@@ -16,6 +16,7 @@ set(KIV_COMPANION_HEADERS
     session/itcAcceptor.h
     session/itcClosed.h
     session/itcConnector.h
+    session/itcDatagrams.h
     session/itcLink.h
     session/itcPost.h
     session/itcRunUntilSignal.h
@@ -63,6 +64,7 @@ add_library(kiv_companion SHARED
     session/itcAcceptor.cpp
     session/itcClosed.cpp
     session/itcConnector.cpp
+    session/itcDatagrams.cpp
     session/itcLink.cpp
     session/itcPost.cpp
     session/itcRunUntilSignal.cpp

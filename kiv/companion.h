@@ -17,6 +17,7 @@
 #include <kiv/session/itcAcceptor.h>
 #include <kiv/session/itcClosed.h>
 #include <kiv/session/itcConnector.h>
+#include <kiv/session/itcDatagrams.h>
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcPost.h>
 #include <kiv/session/itcRunUntilSignal.h>

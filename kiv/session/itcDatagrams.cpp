@@ -1,0 +1,167 @@
+// A datagram is received by InitRead() and then read like a stream. The receiver makes both steps: a read without the
+// first would find nothing, again and again, and the loop would spin.
+#include <kiv/session/itcDatagrams.h>
+
+#include <kiv/connection/itcInetSockDgram.h>
+#include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/foundation/OS.h>
+#include <kiv/session/detail/Callback.h>
+#include <kiv/session/detail/FrameSizes.h>
+#include <kiv/session/detail/MakeShared.h>
+#include <kiv/session/itcLink.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+using namespace kiv;
+
+namespace {
+
+constexpr int datagramSize = 512;        // what the library receives
+constexpr int mostDatagramsPerCall = 64; // a flood of datagrams must not keep the others waiting
+
+// A packet of a datagram never needs more than a datagram: what announces more is refused.
+class DatagramPacket : public itcNDRReceive {
+public:
+    DatagramPacket() : itcNDRReceive(datagramSize) {}
+    void extend_buffer(unsigned int) override
+    {
+        static_cast<itcStatus&>(*this) = {Itc_Ndr_Buffer_Alloc_Failed, Error, 0};
+    }
+};
+
+// \return false, with the status of the socket: the system has refused.
+bool prepare(itcConnection& socket)
+{
+    OS_fcntl(socket.ReadDescriptor(), F_SETFD, FD_CLOEXEC);
+    return socket.SetOption(itcConnection::ItcNonBlocking);
+}
+
+} // namespace
+
+class itcDatagramSender::Core {
+public:
+    itcInetSockDgram socket;
+    itcNDRSend packet{datagramSize};
+};
+
+itcDatagramSender::itcDatagramSender(const itcInetAddress& remote) : core(new (std::nothrow) Core)
+{
+    itcInetAddress address = remote;
+    if (core == nullptr)
+        senderStatus = {Itc_Tp_Malloc_Error, Error, ENOMEM};
+    else if (address.status.severity != Success)
+        senderStatus = address.status;
+    else if (core->socket.OpenConnection(address, nullptr, nullptr) != 1)
+        senderStatus = core->socket;
+    else if (!prepare(core->socket))
+        senderStatus = {Itc_Tp_Socket_Call_Failed, Error, OS_getLastError()};
+    if (senderStatus.severity != Success)
+        core.reset();
+}
+
+itcDatagramSender::~itcDatagramSender() = default;
+
+itcDatagramSender::operator bool() const { return core != nullptr; }
+
+itcNDRSend* itcDatagramSender::beginPacket()
+{
+    if (core == nullptr)
+        return nullptr;
+    core->packet.reset();
+    return &core->packet;
+}
+
+bool itcDatagramSender::sendPacketBegun()
+{
+    itcNDRSend& packet = core->packet;
+    senderStatus = packet;
+    if (packet.severity == Success && packet.raw_length() > longestPacket)
+        senderStatus = {Itc_Ndr_Buffer_Size_Too_Large, Error, 0};
+    if (senderStatus.severity != Success)
+        return false;
+    core->socket << packet;
+    if (packet.severity != Success)
+        senderStatus = core->socket;
+    return packet.severity == Success;
+}
+
+class itcDatagramReceiver::Core : public itcIOHandler, public std::enable_shared_from_this<Core> {
+public:
+    explicit Core(Received toCall) : received(std::move(toCall)) {}
+
+    itcStatus listenAt(itcInetAddress address, itcDispatcher& dispatcher)
+    {
+        if (address.status.severity != Success)
+            return address.status;
+        if (socket.CreateEndpoint(address) != 1)
+            return socket;
+        if (!prepare(socket))
+            return {Itc_Tp_Socket_Call_Failed, Error, OS_getLastError()};
+        link = itcLink(socket, ReadMask, *this, dispatcher);
+        return link.status();
+    }
+    int inputReady(itcConnection*, char*) override
+    {
+        const auto self = shared_from_this(); // the function may destroy the receiver
+        for (int datagrams = 0; datagrams < mostDatagramsPerCall && link.isLinked(); ++datagrams) {
+            if (socket.InitRead() >= 0)
+                handOver();
+            else if (socket.code == Itc_Tp_Would_Block)
+                refusedCount += 1; // an empty datagram
+            else
+                break;
+        }
+        return 0;
+    }
+    void end() { link.unlink(); }
+
+    itcInetSockDgram socket;
+    std::uint64_t receivedCount = 0;
+    std::uint64_t refusedCount = 0;
+
+private:
+    void handOver()
+    {
+        packet.reset();
+        socket >> packet;
+        if (packet.severity != Success || packet.raw_length() < emptyPacket) {
+            refusedCount += 1;
+            return;
+        }
+        receivedCount += 1;
+        itcInetAddress sender;
+        socket.GetPeername(sender);
+        received(packet, itcInetAddress(sender.address)); // made anew: the socket gives no flags
+    }
+
+    const Callback<itcNDRReceive&, const itcInetAddress&> received;
+    DatagramPacket packet;
+    itcLink link;
+};
+
+itcDatagramReceiver::itcDatagramReceiver(const itcInetAddress& local, Received received, itcDispatcher& dispatcher)
+    : core(makeSharedOrNull<Core>(std::move(received)))
+{
+    receiverStatus =
+        core != nullptr ? core->listenAt(local, dispatcher) : itcStatus{Itc_Tp_Malloc_Error, Error, ENOMEM};
+}
+
+itcDatagramReceiver::~itcDatagramReceiver()
+{
+    if (core != nullptr)
+        core->end();
+}
+
+std::uint64_t itcDatagramReceiver::received() const { return core != nullptr ? core->receivedCount : 0; }
+
+std::uint64_t itcDatagramReceiver::refused() const { return core != nullptr ? core->refusedCount : 0; }
+
+int itcDatagramReceiver::port() const
+{
+    itcInetAddress local;
+    return core != nullptr && core->socket.GetSockname(local) == 1 ? local.port() : 0;
+}
