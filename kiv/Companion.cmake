@@ -14,6 +14,7 @@ set(KIV_COMPANION_HEADERS
     records/itcText.h
     records/itcValues.h
     session/itcAcceptor.h
+    session/itcCheckedDispatcher.h
     session/itcClosed.h
     session/itcConnector.h
     session/itcDatagrams.h
@@ -56,12 +57,14 @@ add_library(kiv_companion SHARED
     session/detail/Backoff.cpp
     session/detail/EventDescriptor.cpp
     session/detail/FrameReader.cpp
+    session/detail/LifeSign.cpp
     session/detail/LockFile.cpp
     session/detail/Lookup.cpp
     session/detail/PeerAddress.cpp
     session/detail/SendQueue.cpp
     session/detail/SessionCore.cpp
     session/itcAcceptor.cpp
+    session/itcCheckedDispatcher.cpp
     session/itcClosed.cpp
     session/itcConnector.cpp
     session/itcDatagrams.cpp

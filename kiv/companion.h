@@ -15,6 +15,7 @@
 #include <kiv/records/itcText.h>
 #include <kiv/records/itcValues.h>
 #include <kiv/session/itcAcceptor.h>
+#include <kiv/session/itcCheckedDispatcher.h>
 #include <kiv/session/itcClosed.h>
 #include <kiv/session/itcConnector.h>
 #include <kiv/session/itcDatagrams.h>
