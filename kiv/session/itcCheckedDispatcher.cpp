@@ -100,7 +100,7 @@ public:
             standIn = std::make_shared<StandIn>(handler, *this);
         return *standIn;
     }
-    static bool isDead(StandIn& standIn) { return !standIn.life.isStill(&standIn.handler); }
+    bool isDead(StandIn& standIn) const { return !standIn.life.isStill(&standIn.handler, memory); }
     void expired(StandIn& standIn, long sec, long usec)
     {
         const auto found = standIns.find(&standIn.handler);
@@ -123,6 +123,7 @@ public:
 
     std::map<int, Watched> watched;
     std::map<itcIOHandler*, std::shared_ptr<StandIn>> standIns;
+    const MemoryReader memory;
     bool isPipeTold = false;
 
 private:
@@ -213,7 +214,7 @@ void itcCheckedDispatcher::lookAtConnections()
         const int fd = next->first;
         Checks::Watched& watched = next->second;
         ++next; // a dead one is taken out of the list
-        if (watched.connection != nullptr && !watched.life.isStill(watched.connection)) {
+        if (watched.connection != nullptr && !watched.life.isStill(watched.connection, checks->memory)) {
             checks->tell("a connection was deleted while it was linked: descriptor " + std::to_string(fd) + ", " +
                          watched.who + ". Unlink it before the delete.");
             itcCheckedDispatcher::detach(fd, ReadMask | WriteMask | ExceptMask);

@@ -9,37 +9,32 @@
 
 namespace kiv {
 
-namespace {
-
-// \return false: nothing is there. True without a pipe, too: nothing can be said then, and the word stays 0.
-bool readWord(const void* object, std::uintptr_t& word)
+MemoryReader::MemoryReader()
 {
-    static const struct Pipe {
-        int ends[2] = {-1, -1};
-        const bool isOpen = pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0;
-        Pipe() = default;
-        ~Pipe()
-        {
-            if (isOpen) {
-                ::close(ends[0]);
-                ::close(ends[1]);
-            }
-        }
-        Pipe(const Pipe&) = delete;
-        Pipe& operator=(const Pipe&) = delete;
-    } pipe;
-    if (!pipe.isOpen)
-        return true;
-    return syscall(SYS_write, pipe.ends[1], object, sizeof word) == static_cast<long>(sizeof word) &&
-           ::read(pipe.ends[0], &word, sizeof word) == static_cast<ssize_t>(sizeof word);
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        ends[0] = ends[1] = -1;
 }
 
-} // namespace
+MemoryReader::~MemoryReader()
+{
+    for (const int end : ends) {
+        if (end >= 0)
+            ::close(end);
+    }
+}
 
-bool LifeSign::isStill(const void* object)
+bool MemoryReader::readWord(const void* place, std::uintptr_t& word) const
+{
+    if (ends[0] < 0)
+        return true;
+    return syscall(SYS_write, ends[1], place, sizeof word) == static_cast<long>(sizeof word) &&
+           ::read(ends[0], &word, sizeof word) == static_cast<ssize_t>(sizeof word);
+}
+
+bool LifeSign::isStill(const void* object, const MemoryReader& reader)
 {
     std::uintptr_t now = 0;
-    if (!readWord(object, now))
+    if (!reader.readWord(object, now))
         return false;
     if (!isKnown) {
         isKnown = true;
