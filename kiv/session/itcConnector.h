@@ -68,7 +68,15 @@ public:
     /// Connects no more. The session, if there is one, ends in good order: itcSession::finish().
     void stop(Duration longest = std::chrono::seconds(5));
 
-    itcSession* session() const; ///< The present session; null between two.
+    itcSession* session() const; ///< The present session; null between two, and when its end is certain.
+
+    /// Sends one packet over the present session: itcSession::send().
+    /// \return false: there is no session, or it has refused the packet.
+    template <class... Values> [[nodiscard]] bool send(const Values&... values)
+    {
+        itcSession* const present = session();
+        return present != nullptr && present->send(values...);
+    }
 
 private:
     class KIV_HIDDEN Core;
