@@ -30,12 +30,12 @@ void printFigure(const char* name, const RunningStatistics& figure)
 
 } // namespace
 
-Display::Display(itcDispatcher& dispatcher, const AgentTable& shown, std::chrono::milliseconds interval)
-    : table(shown), refresh(dispatcher, interval, [this] { refreshNow(); }),
-      startTime(std::chrono::steady_clock::now()), isTerminal(isatty(STDOUT_FILENO) == 1)
+Display::Display(const AgentTable& shown, std::chrono::milliseconds refresh)
+    : table(shown), interval(refresh), startTime(std::chrono::steady_clock::now()),
+      isTerminal(isatty(STDOUT_FILENO) == 1), timer([this] { refreshNow(); })
 {}
 
-void Display::start() { refresh.start(); }
+void Display::start() { timer.startEvery(interval); }
 
 void Display::refreshNow()
 {
@@ -94,7 +94,7 @@ void Display::printLine() const
 
 void Display::finish(int refusedConnections)
 {
-    refresh.stop();
+    timer.stop();
     if (isTerminal)
         refreshNow();
     fmt::print("\n{:<14} {:>8} {:>8} {:>8}\n", "agent", "min", "mean", "max");

@@ -2,9 +2,8 @@
 #pragma once
 
 #include "AgentTable.h"
-#include "Ticker.h"
 
-#include <kiv/kiv.h>
+#include <kiv/companion.h>
 
 #include <chrono>
 #include <string>
@@ -16,7 +15,7 @@
 /// drawing than one sample.
 class Display {
 public:
-    Display(itcDispatcher& dispatcher, const AgentTable& table, std::chrono::milliseconds refresh);
+    Display(const AgentTable& table, std::chrono::milliseconds refresh);
 
     /// Starts refreshing.
     void start();
@@ -32,8 +31,9 @@ private:
     void printLine() const;
 
     const AgentTable& table;
-    Ticker refresh;
+    const std::chrono::milliseconds interval;
     const std::chrono::steady_clock::time_point startTime;
     const bool isTerminal;
     std::size_t linesDrawn = 0;
+    itcTimer timer; ///< The last member: its function uses the others.
 };

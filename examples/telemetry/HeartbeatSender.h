@@ -1,26 +1,23 @@
 // Heartbeats on the side of the agent.
 #pragma once
 
-#include "Ticker.h"
-
-#include <kiv/kiv.h>
+#include <kiv/companion.h>
 
 #include <string>
 
 /// Sends heartbeats to the port of the collector, until the HeartbeatSender is destroyed. A heartbeat that cannot be
-/// sent is lost, like a heartbeat that is lost on its way.
+/// sent is lost, like a heartbeat that is lost on its way. The next one follows after one second.
 class HeartbeatSender {
 public:
-    HeartbeatSender(itcDispatcher& dispatcher, std::string agent);
+    HeartbeatSender(const itcInetAddress& collector, std::string agent);
 
-    /// \return false after printing the reason.
-    bool start(const std::string& host, int port);
+    const itcStatus& status() const { return socket.status(); }
 
 private:
     void send();
 
     const std::string agent;
-    itcInetSockDgram socket;
-    Ticker ticker;
+    itcDatagramSender socket;
+    itcTimer timer;
     long long number = 0;
 };

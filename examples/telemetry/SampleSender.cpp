@@ -1,6 +1,5 @@
-// Three things happen, each in a call of the dispatcher: the timer takes a sample; the connection can take more bytes;
-// the connection has received bytes. None of them waits.
-// Any failure, and any message that does not make sense, ends the connection: the stream cannot be trusted any more.
+// The timer takes a sample; the session sends it and brings the acknowledgements. Nothing waits. While there is no
+// connection no sample is taken: it would be old when the connection is back.
 #include "SampleSender.h"
 
 #include "Acknowledgement.h"
@@ -8,13 +7,15 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 
-// The largest number of samples that wait: some megabytes, hours at the usual interval. If so many wait, the agent
-// takes no further samples until there is room. A sample that was not taken has no number and does not count as lost.
-constexpr std::size_t mostToKeep = 20000;
+// Hours at the usual interval. If so many bytes wait, the agent takes no further samples until there is room. A sample
+// that was not taken has no number and does not count as lost.
+constexpr std::size_t mostWaitingBytes = std::size_t{4} * 1024 * 1024;
+constexpr std::uint32_t longestMessage = 4096; // the messages have less than 200 bytes
 
 // Not the wall clock: somebody may set the wall clock while a sample is on its way. The steady clock never goes back.
 long long nowMicros()
@@ -25,98 +26,68 @@ long long nowMicros()
 
 } // namespace
 
-SampleSender::SampleSender(itcDispatcher& loop, std::unique_ptr<itcConnection> toCollector, std::string ownName,
-                           std::chrono::milliseconds interval)
-    : dispatcher(loop), connection(std::move(toCollector)), agent(std::move(ownName)),
-      outgoing(loop, *connection, *this), ticker(loop, interval, [this] { sendSample(); })
+SampleSender::SampleSender(std::string ownName, std::chrono::milliseconds betweenSamples)
+    : agent(std::move(ownName)), interval(betweenSamples), timer([this] { sendSample(); })
 {}
 
-SampleSender::~SampleSender()
+void SampleSender::use(itcSession& session)
 {
-    if (connected)
-        dispatcher.unlink(connection.get(), ReadMask | WriteMask); // the dispatcher keeps the pointers
-}
-
-bool SampleSender::start()
-{
-    if (!dispatcher.link(connection.get(), nullptr, ReadMask, this)) {
-        fmt::print(stderr, "the dispatcher does not take the connection: {}\n", dispatcher.STATUS_text());
-        return false;
-    }
-    connected = sampling = true;
-    ticker.start();
-    return true;
-}
-
-void SampleSender::stopSampling()
-{
-    sampling = false;
-    ticker.stop();
+    collector = session.handle();
+    latestSent = latestAcknowledged = 0;
+    session.setMaxPacketSize(longestMessage);
+    session.setQueue(2 * mostWaitingBytes, mostWaitingBytes, itcSession::WhenFull::refuseNewest);
+    session.onPacket([this, &session](itcNDRReceive& packet) { receive(session, packet); });
+    session.onClosed([this](const itcClosed& why) {
+        fmt::print(stderr, "{}: the connection to the collector has ended: {}\n", agent, why.text());
+    });
+    if (!timer.isRunning() && !dismissed)
+        timer.startEvery(interval);
 }
 
 void SampleSender::sendSample()
 {
-    if (outgoing.size() >= mostToKeep)
+    itcSession* const session = collector.get();
+    if (session == nullptr || session->counters().queuedBytes > mostWaitingBytes)
         return;
     Sample sample = machine.read();
-    sample.sequence = ++samplesSent;
+    sample.sequence = latestSent + 1;
     sample.sentMicros = nowMicros();
-    if (!outgoing.put(headerOf(MessageKind::sample, agent), sample))
-        disconnect(outgoing.error());
+    if (!session->send(headerOf(MessageKind::sample, agent), sample))
+        return;
+    ++latestSent;
+    ++samplesSent;
+    mostQueued = std::max(mostQueued, session->counters().mostQueuedPackets);
 }
 
-int SampleSender::outputReady(itcConnection* /*conn*/, char* /*clientData*/)
-{
-    if (!outgoing.flush())
-        disconnect(outgoing.error());
-    return 0;
-}
-
-int SampleSender::inputReady(itcConnection* /*conn*/, char* /*clientData*/)
-{
-    if (incoming.read(*connection)) {
-        if (!takeMessage())
-            disconnect("a message that makes no sense");
-    } else if (incoming.severity == Error) {
-        disconnect(incoming.STATUS_text());
-    }
-    return 0;
-}
-
-bool SampleSender::takeMessage()
+void SampleSender::receive(itcSession& session, itcNDRReceive& packet)
 {
     itcMsgHdr header;
-    incoming >> header;
-    if (incoming.severity != Success)
-        return false;
+    if (!session.take(packet, header))
+        return;
     switch (kindOf(header)) {
     case MessageKind::acknowledgement:
-        return takeAcknowledgement();
+        takeAcknowledgement(session, packet);
+        break;
     case MessageKind::goodbye:
         fmt::print("{}: the collector is ending\n", agent);
+        dismissed = true;
         stopSampling();
-        return true;
+        break;
     default:
-        return false;
+        session.close();
     }
 }
 
-bool SampleSender::takeAcknowledgement()
+void SampleSender::takeAcknowledgement(itcSession& session, itcNDRReceive& packet)
 {
     Acknowledgement acknowledgement;
-    incoming >> acknowledgement;
-    if (incoming.severity != Success || acknowledgement.sequence != samplesAcknowledged + 1)
-        return false; // each sample has one acknowledgement, in the order of the samples
+    if (!session.take(packet, acknowledgement))
+        return;
+    if (acknowledgement.sequence != latestAcknowledged + 1) {
+        session.close(); // each sample has one acknowledgement, in the order of the samples
+        return;
+    }
+    ++latestAcknowledged;
     ++samplesAcknowledged;
     roundTripMicros.add(static_cast<double>(nowMicros() - acknowledgement.sentMicros));
-    return true;
-}
-
-void SampleSender::disconnect(const std::string& reason)
-{
-    fmt::print(stderr, "{}: the connection to the collector has ended: {}\n", agent, reason);
-    stopSampling();
-    connected = false;
-    dispatcher.unlink(connection.get(), ReadMask | WriteMask);
-    connection->Close();
 }

@@ -1,66 +1,53 @@
-// The connection on the side of the agent.
+// The conversation with the collector, on the side of the agent.
 #pragma once
 
-#include "MessageReader.h"
 #include "ProcReader.h"
-#include "SendQueue.h"
 #include "Statistics.h"
-#include "Ticker.h"
 
-#include <kiv/kiv.h>
+#include <kiv/companion.h>
 
 #include <chrono>
-#include <memory>
 #include <string>
 
 /// Sends samples at intervals, and takes acknowledgements when they come.
 ///
-/// Sending does not wait for the acknowledgement. Sending also does not wait until the collector has taken the samples
-/// before. Many samples may therefore be on their way. The connection keeps the order of the samples. A sample without
-/// an acknowledgement counts as lost.
-class SampleSender : public itcIOHandler {
+/// Sending does not wait for the acknowledgement. Many samples may therefore be on their way. The connection keeps the
+/// order of the samples. A sample without an acknowledgement counts as lost.
+class SampleSender {
 public:
-    /// \param connection  must be connected and non-blocking.
-    SampleSender(itcDispatcher& dispatcher, std::unique_ptr<itcConnection> connection, std::string agent,
-                 std::chrono::milliseconds interval);
-    ~SampleSender() override;
+    SampleSender(std::string agent, std::chrono::milliseconds interval);
 
-    /// Starts sampling. \return false after printing the reason.
-    bool start();
+    /// Sends over this connection from now on. On each connection the samples are numbered from 1.
+    void use(itcSession& session);
     /// Stops taking samples. Samples that wait are still sent, and acknowledgements are still taken.
-    void stopSampling();
+    void stopSampling() { timer.stop(); }
 
-    bool isConnected() const { return connected; }
-    bool isSampling() const { return sampling; }
+    /// True when the collector has said goodbye.
+    bool isDismissed() const { return dismissed; }
+    bool isConnected() const { return collector.get() != nullptr; }
     long long sent() const { return samplesSent; }
     long long acknowledged() const { return samplesAcknowledged; }
     long long unacknowledged() const { return samplesSent - samplesAcknowledged; }
     /// The largest number of samples that have waited at the same time.
-    std::size_t mostWaiting() const { return outgoing.mostWaiting(); }
+    std::size_t mostWaiting() const { return mostQueued; }
     /// The latest round trips, in microseconds.
     const RecentValues& roundTrips() const { return roundTripMicros; }
 
-    int inputReady(itcConnection* conn, char* clientData) override;
-    int outputReady(itcConnection* conn, char* clientData) override;
-
 private:
     void sendSample();
-    bool takeMessage();
-    bool takeAcknowledgement();
-    void disconnect(const std::string& reason);
+    void receive(itcSession& session, itcNDRReceive& packet);
+    void takeAcknowledgement(itcSession& session, itcNDRReceive& packet);
 
-    itcDispatcher& dispatcher;
-    const std::unique_ptr<itcConnection> connection;
     const std::string agent;
-
-    MessageReader incoming;
-    SendQueue outgoing;
+    const std::chrono::milliseconds interval;
+    itcSession::Handle collector; ///< Of the present connection.
     ProcReader machine;
-    Ticker ticker;
-
-    bool connected = false;
-    bool sampling = false;
+    bool dismissed = false;
+    long long latestSent = 0;         ///< The number of the latest sample on this connection.
+    long long latestAcknowledged = 0; ///< The number of the latest acknowledgement on this connection.
     long long samplesSent = 0;
     long long samplesAcknowledged = 0;
+    std::size_t mostQueued = 0;
     RecentValues roundTripMicros;
+    itcTimer timer; ///< The last member: its function uses the others.
 };

@@ -1,30 +1,25 @@
 // Measures the machine that it runs on, and sends the samples to a collector.   agent --help
-// The order: connect; sample until the time is over, a signal comes or the collector ends; wait for the last
-// acknowledgements; print a summary. The result is 0 only if every sample was acknowledged.
-#include "Connect.h"
+// The order: connect, again and again if necessary; sample until the time is over, a signal comes or the collector ends;
+// wait for the last acknowledgements; print a summary. The result is 0 only if every sample was acknowledged.
 #include "HeartbeatSender.h"
 #include "Message.h"
 #include "Program.h"
 #include "SampleSender.h"
-#include "Stop.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <utility>
+#include <optional>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr double longestWait = 0.2;                // seconds: a signal just before a wait is noticed after this time
-constexpr auto patience = std::chrono::seconds(5); // how long to wait for the last acknowledgements
+constexpr double patience = 5;  // seconds: how long to wait for the last acknowledgements
+constexpr double noLimit = 1e9; // seconds
 
 struct Options {
     std::string host = "localhost";
@@ -67,33 +62,6 @@ void addOptions(CLI::App& app, Options& options)
         });
 }
 
-double secondsUntil(Clock::time_point end) { return std::chrono::duration<double>(end - Clock::now()).count(); }
-
-void sample(itcDispatcher& dispatcher, SampleSender& sender, double durationSeconds)
-{
-    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                        std::chrono::duration<double>(durationSeconds > 0 ? durationSeconds : 1e9));
-    while (sender.isSampling() && !stopRequested()) {
-        const double left = secondsUntil(end);
-        if (left <= 0)
-            break;
-        dispatcher.dispatch(std::min(left, longestWait));
-    }
-    sender.stopSampling();
-}
-
-// When sampling stops, the last samples are still on their way.
-void awaitAcknowledgements(itcDispatcher& dispatcher, const SampleSender& sender)
-{
-    const auto end = Clock::now() + patience;
-    while (sender.isConnected() && sender.unacknowledged() > 0) {
-        const double left = secondsUntil(end);
-        if (left <= 0)
-            break;
-        dispatcher.dispatch(left);
-    }
-}
-
 void printSummary(const std::string& name, const SampleSender& sender)
 {
     fmt::print("{}: {} samples sent, {} acknowledged, {} lost; round trip median {:.0f} us, 99% within {:.0f} us; "
@@ -102,24 +70,39 @@ void printSummary(const std::string& name, const SampleSender& sender)
                sender.roundTrips().quantile(0.99), sender.mostWaiting());
 }
 
+void connect(std::optional<itcConnector>& connector, const Options& options, SampleSender& sender)
+{
+    const auto connected = [&sender](itcSession& collector) { sender.use(collector); };
+    if (options.unixPath.empty())
+        connector.emplace(options.host, options.port, connected);
+    else
+        connector.emplace(itcUnixAddress(options.unixPath.c_str()), connected);
+    connector->onFailed([&options](const itcClosed& why) {
+        fmt::print(stderr, "{}: no collector at {}: {}\n", options.name,
+                   options.unixPath.empty() ? fmt::format("{} port {}", options.host, options.port) : options.unixPath,
+                   why.text());
+    });
+}
+
 int run(const Options& options)
 {
-    const bool isLocal = !options.unixPath.empty();
     // The program deletes the dispatcher, after everything that uses it.
     const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance());
-    auto connection = isLocal ? connectByUnix(options.unixPath) : connectByTcp(options.host, options.port);
-    if (connection == nullptr)
-        return 1;
-    SampleSender sender(*dispatcher, std::move(connection), options.name,
-                        std::chrono::milliseconds(options.intervalMillis));
-    HeartbeatSender heart(*dispatcher, options.name);
-    if (!sender.start())
-        return 1;
-    if (options.sendsHeartbeats) // the result is ignored: samples need no heartbeats
-        heart.start(isLocal ? itcInetAddress::Localhost : options.host, options.port);
+    SampleSender sender(options.name, std::chrono::milliseconds(options.intervalMillis));
+    std::optional<itcConnector> connector;
+    connect(connector, options, sender);
+    std::optional<HeartbeatSender> heart;
+    if (options.sendsHeartbeats) { // a failure is told and ignored: samples need no heartbeats
+        const char* const host = options.unixPath.empty() ? options.host.c_str() : itcInetAddress::Localhost;
+        heart.emplace(itcInetAddress(host, options.port), options.name);
+        if (heart->status().severity != Success)
+            fmt::print(stderr, "no heartbeats to {} port {}: {}\n", host, options.port, heart->status().STATUS_text());
+    }
 
-    sample(*dispatcher, sender, options.durationSeconds);
-    awaitAcknowledgements(*dispatcher, sender);
+    dispatchUntil([&] { return sender.isDismissed(); },
+                  options.durationSeconds > 0 ? options.durationSeconds : noLimit);
+    sender.stopSampling();
+    dispatchUntil([&] { return !sender.isConnected() || sender.unacknowledged() == 0; }, patience);
     printSummary(options.name, sender);
     return sender.isConnected() && sender.unacknowledged() == 0 ? 0 : 1;
 }

@@ -2,31 +2,26 @@
 // The order: open the listeners; serve until the time is over, a signal comes or all expected agents have left; close
 // the listeners; ask the agents to leave; print the summary. The result is 0 only if no sample was lost and all
 // expected agents came.
-#include "Acceptor.h"
 #include "AgentTable.h"
 #include "Display.h"
-#include "HeartbeatReceiver.h"
+#include "HeartbeatEntry.h"
 #include "Hooks.h"
-#include "Listeners.h"
+#include "Message.h"
 #include "Program.h"
 #include "SampleServer.h"
-#include "Stop.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>
 
 #include <cstdio>
 #include <fstream>
-#include <list>
 #include <memory>
-#include <utility>
+#include <optional>
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr double longestWait = 0.2; // seconds: a signal just before a wait is noticed after this time
-constexpr auto patience = std::chrono::seconds(2);
+constexpr double patience = 2;  // seconds: how long the agents have to leave
+constexpr double noLimit = 1e9; // seconds
 
 struct Options {
     int port = 5000;
@@ -74,24 +69,49 @@ bool writePortFile(const std::string& path, int port)
     return true;
 }
 
-void serve(itcDispatcher& dispatcher, const SampleServer& server, const AgentTable& table, const Options& options)
+/// The listeners for TCP and, if wanted, for local streams.
+struct Doors {
+    itcAcceptor tcp;
+    std::optional<itcAcceptor> local;
+
+    void stopListening()
+    {
+        tcp.stopListening();
+        if (local)
+            local->stopListening();
+    }
+    std::size_t sessions() const { return tcp.sessions() + (local ? local->sessions() : 0); }
+    void forEach(const std::function<void(itcSession&)>& function)
+    {
+        tcp.forEach(function);
+        if (local)
+            local->forEach(function);
+    }
+};
+
+bool isOpen(const itcAcceptor& acceptor, const std::string& place)
+{
+    if (!acceptor)
+        fmt::print(stderr, "can not listen at {}: {}\n", place, acceptor.status().STATUS_text());
+    return acceptor.isListening();
+}
+
+void serve(Doors& doors, const SampleServer& server, const AgentTable& table, const Options& options)
 {
     const auto allCameAndLeft = [&] {
         return options.agentsExpected > 0 && table.agents().size() >= options.agentsExpected && !server.hasAgents();
     };
-    const double limit = options.durationSeconds > 0 ? options.durationSeconds : 1e9;
-    const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(limit));
-    while (!stopRequested() && Clock::now() < end && !allCameAndLeft())
-        dispatcher.dispatch(longestWait);
+    dispatchUntil(allCameAndLeft, options.durationSeconds > 0 ? options.durationSeconds : noLimit);
+    doors.stopListening();
 }
 
 // An agent that is told about the end stops sending, takes its last acknowledgements and leaves. So no sample is lost.
-void letAgentsLeave(itcDispatcher& dispatcher, SampleServer& server)
+void letAgentsLeave(Doors& doors)
 {
-    server.sayGoodbye();
-    const auto end = Clock::now() + patience;
-    while (server.hasSessions() && Clock::now() < end)
-        dispatcher.dispatch(longestWait);
+    doors.forEach([](itcSession& agent) {
+        static_cast<void>(agent.send(headerOf(MessageKind::goodbye, ""))); // a failure is ignored: the session ends
+    });
+    dispatchUntil([&] { return doors.sessions() == 0; }, patience);
 }
 
 int run(const Options& options)
@@ -99,33 +119,29 @@ int run(const Options& options)
     // The program deletes the dispatcher, after everything that uses it.
     const std::unique_ptr<itcDispatcher> dispatcher(itcDispatcher::instance());
     AgentTable table;
-    Display display(*dispatcher, table, std::chrono::milliseconds(options.refreshMillis));
-    SampleServer server(*dispatcher, table, display);
-    HeartbeatReceiver heartbeats(*dispatcher, table);
-    std::list<Acceptor> acceptors;
-    const auto acceptAt = [&](std::unique_ptr<itcConnection> listener) {
-        return listener != nullptr &&
-               acceptors
-                   .emplace_back(
-                       *dispatcher, std::move(listener),
-                       [&](std::unique_ptr<itcConnection> connection) { server.serve(std::move(connection)); },
-                       [&](const std::string& text) { display.note(text); })
-                   .start();
-    };
-
-    int port = options.port;
-    if (!acceptAt(listenByTcp(port)) || (!options.unixPath.empty() && !acceptAt(listenByUnix(options.unixPath))))
+    Display display(table, std::chrono::milliseconds(options.refreshMillis));
+    SampleServer server(table, display);
+    const auto welcome = [&](itcSession& agent) { server.serve(agent); };
+    Doors doors{{itcInetAddress(options.port), welcome}, std::nullopt};
+    if (!isOpen(doors.tcp, fmt::format("port {}", options.port)))
         return 1;
-    if (!heartbeats.listen(port))
-        display.note(fmt::format("no heartbeats on port {}: {}", port, heartbeats.error()));
+    if (!options.unixPath.empty()) {
+        doors.local.emplace(itcUnixAddress(options.unixPath.c_str()), welcome);
+        if (!isOpen(*doors.local, options.unixPath))
+            return 1;
+    }
+    const int port = doors.tcp.port();
+    const itcDatagramReceiver heartbeats(
+        itcInetAddress(port), [&](itcNDRReceive& packet, const itcInetAddress&) { enterHeartbeat(packet, table); });
+    if (!heartbeats)
+        display.note(fmt::format("no heartbeats on port {}: {}", port, heartbeats.status().STATUS_text()));
     if (!options.portFile.empty() && !writePortFile(options.portFile, port))
         return 1;
     display.note(fmt::format("waiting for agents on port {}; Ctrl-C ends", port));
     display.start();
 
-    serve(*dispatcher, server, table, options);
-    acceptors.clear();
-    letAgentsLeave(*dispatcher, server);
+    serve(doors, server, table, options);
+    letAgentsLeave(doors);
     display.finish(server.refusedConnections());
     return table.lost() == 0 && table.agents().size() >= options.agentsExpected ? 0 : 1;
 }
