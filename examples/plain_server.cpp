@@ -1,4 +1,6 @@
-// Answers every packet with the number and the text of the packet.   echo_server [port]
+// A server of the library alone, for processes that trust each other.   plain_server [port]
+// It answers every packet with the number and the text of the packet. A client that stops inside a packet stops this
+// server for ever: where clients are not trusted, take server.cpp as the model.
 // One handler serves the listener and all clients. The dispatcher tells the handler which connection has input.
 // A client that sends something wrong loses its connection; the server goes on.
 #include <kiv/kiv.h>
@@ -6,7 +8,7 @@
 #include <csignal>
 #include <iostream>
 
-struct EchoServer : itcIOHandler {
+struct PlainServer : itcIOHandler {
     itcInetSockStream listener;
     itcNDRReceive request;
     int inputReady(itcConnection* conn, char*) override
@@ -26,8 +28,7 @@ struct EchoServer : itcIOHandler {
         itcConnection* peer = nullptr; // owned by this server: inputReady() deletes the connection
         if (listener.AcceptConnection(&peer, nullptr, nullptr) != 1)
             return -1; // -1 unlinks the listener; the loop in main() ends
-        // Each read waits for the whole packet. A client that closes inside a packet would block this server for ever;
-        // docs/integration.md shows a way without this risk.
+        // Each read waits for the whole packet: this is what a client must be trusted with.
         peer->SetOption(itcConnection::ItcStrictBlocking);
         itcDispatcher::instance()->link(peer, nullptr, ReadMask, this);
         return 0;
@@ -51,7 +52,7 @@ struct EchoServer : itcIOHandler {
 int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN); // a write to a client that has gone then fails; without this the process ends
-    EchoServer server;
+    PlainServer server;
     // No host: the server serves IPv4 and IPv6 clients, if the machine can.
     itcInetAddress local(nullptr, argc > 1 ? argv[1] : "5000", IPPROTO_TCP);
     server.listener.CreateEndpoint(local);

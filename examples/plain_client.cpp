@@ -1,4 +1,5 @@
-// Sends a number and a text to the echo server, and prints the answer.   echo_client [host] [port] [text]
+// A client of the library alone, for a server that it trusts.   plain_client [host] [port] [text]
+// It sends a number and a text to plain_server, waits for the answer, and prints it.
 // The shortest way through the library: look up an address, connect, put values, send, receive, take values.
 // Each step leaves its status in the object that did the work, and each status is tested.
 #include <kiv/kiv.h>
