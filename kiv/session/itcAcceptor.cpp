@@ -37,6 +37,7 @@ using Clock = std::chrono::steady_clock;
 constexpr int usualBacklog = 1024;
 constexpr int mostAcceptsPerCall = 64; // a storm of clients must not keep the sessions waiting
 constexpr auto restTime = std::chrono::milliseconds(200);
+constexpr int nearTheLimit = 900; // of select(): from this descriptor on the next number is looked at first
 constexpr auto rateWindow = std::chrono::seconds(1);
 
 // The client has gone before it was accepted, or the network has failed for this one alone.
@@ -120,6 +121,7 @@ public:
             if (listener->AcceptConnection(&peer, nullptr, nullptr) == 1) {
                 isResting = false;
                 acceptedInWindow += 1;
+                latestDescriptor = peer->ReadDescriptor();
                 handOut(std::unique_ptr<itcConnection>(peer));
             } else if (listener->code == Itc_Tp_Would_Block) {
                 break;
@@ -183,7 +185,22 @@ private:
             rest({Itc_Tp_Max_Connections_Reached, Warning, 0});
             return false;
         }
+        if (latestDescriptor >= nearTheLimit && !canLinkNext()) {
+            rest({Itc_Dp_Invalid_File_Descriptor, Warning, 0});
+            return false;
+        }
         return isWithinRate();
+    }
+    // The system gives the lowest number that is free. A copy of the listener's descriptor gets the number that the next
+    // client would get, and the dispatcher says whether it can link this number.
+    bool canLinkNext()
+    {
+        const int next = OS_fcntl(listener->ReadDescriptor(), F_DUPFD_CLOEXEC, 0);
+        if (next < 0)
+            return true; // the accept tells the reason
+        const bool isLinkable = itcLink(next, ExceptMask, *this, dispatcher).isLinked();
+        OS_closesocket(next);
+        return isLinkable;
     }
     bool isWithinRate()
     {
@@ -260,6 +277,7 @@ private:
     bool hasEnded = false;
     bool isResting = false; ///< The host was told, and no client was accepted since.
     unsigned acceptedInWindow = 0;
+    int latestDescriptor = -1; ///< Of the client that was accepted last.
     Clock::time_point windowBegan;
 };
 

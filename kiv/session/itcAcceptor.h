@@ -29,7 +29,8 @@ class itcConnection;
 /// - 1024 clients may wait to be accepted. An endpoint of the library alone has 5: the system drops what does not fit,
 ///   and a dropped client tries again after a second.
 /// - The listener is in ItcNonBlocking mode: a client that has gone before the accept holds nobody up.
-/// - The connection limit is asked before each accept. At the limit clients wait.
+/// - The connection limit is asked before each accept, and whether the dispatcher can link the next descriptor. At the
+///   limit clients wait.
 /// - When descriptors or memory run out the listener rests: it is unlinked, and tries again every 200 ms, and as soon
 ///   as a session of this acceptor ends. Otherwise the listener would stay readable, and the loop would spin.
 /// - TCP_NODELAY is set: packets are whole, nothing is worth waiting for.
