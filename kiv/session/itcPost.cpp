@@ -6,6 +6,7 @@
 #include <kiv/session/itcPost.h>
 
 #include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/session/detail/Callback.h>
 #include <kiv/session/detail/EventDescriptor.h>
 #include <kiv/session/detail/MakeShared.h>
 #include <kiv/session/itcLink.h>
@@ -91,10 +92,10 @@ public:
     {
         const auto self = shared_from_this(); // a function may destroy the itcPost
         Functions functions = mailbox->takeAll();
-        if (mailbox->isWoken.exchange(false) && onWake)
-            onWake();
+        if (mailbox->isWoken.exchange(false))
+            call(onWake, functions, functions.begin());
         for (auto function = functions.begin(); function != functions.end() && !hasEnded; ++function)
-            call(functions, function);
+            call(*function, functions, std::next(function));
         return 0;
     }
     void end()
@@ -106,15 +107,16 @@ public:
 
     const std::shared_ptr<Sender::Mailbox> mailbox;
     itcLink link;
-    Function onWake;
+    Callback<> onWake;
 
 private:
-    void call(Functions& functions, Functions::iterator function)
+    /// After an exception the functions from `rest` on run in the next cycle.
+    template <class Called> void call(const Called& called, Functions& functions, Functions::iterator rest)
     try {
-        (*function)();
+        called();
     } catch (...) {
         if (!hasEnded)
-            mailbox->putBack(functions, std::next(function));
+            mailbox->putBack(functions, rest);
         throw;
     }
 
