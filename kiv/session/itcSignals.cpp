@@ -1,8 +1,9 @@
 // The handler of a signal notes the signal, and raises a descriptor that is linked. The rest happens in the dispatch
 // cycle.
 //
-// A signal handler can reach static words only: one per signal, with the descriptor of the object that watches it. Each
-// object remembers what it has found, the word and the action, and its destructor puts both back.
+// A signal handler can reach static words only. One word per signal holds the descriptor of the object that watches the
+// signal, a second word the object for which the signal has come: objects for one signal may be nested. Each object
+// remembers what it has found, the word and the action, and its destructor puts both back.
 #include <kiv/session/itcSignals.h>
 
 #include <kiv/dispatcher/itcIOHandler.h>
@@ -25,16 +26,18 @@ constexpr int signalCount = NSIG;
 // What the handler reaches, by signal.
 struct Slot {
     std::atomic<int> wakeDescriptor{-1};
-    std::atomic<bool> hasCome{false};
+    std::atomic<int> cameFor{-1}; ///< The signal has come for the object with this descriptor. -1: it has not come.
+
+    /// \return true: the signal has come for this object. The next call returns false.
+    bool take(int descriptor) { return cameFor.compare_exchange_strong(descriptor, -1); }
 };
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
-              "a signal handler must not wait for a lock");
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait for a lock");
 Slot slots[signalCount];
 
 extern "C" void noteSignal(int signal)
 {
-    slots[signal].hasCome.store(true);
     const int descriptor = slots[signal].wakeDescriptor.load();
+    slots[signal].cameFor.store(descriptor);
     if (descriptor >= 0)
         EventDescriptor::raise(descriptor);
 }
@@ -42,7 +45,7 @@ extern "C" void noteSignal(int signal)
 // One signal that is watched. The destructor puts back what was there before.
 class Watch {
 public:
-    Watch(int number, int wakeDescriptor) : signal(number)
+    Watch(int number, int wakeDescriptor) : signal(number), descriptor(wakeDescriptor)
     {
         if (signal <= 0 || signal >= signalCount) {
             error = EINVAL;
@@ -64,10 +67,12 @@ public:
             return;
         sigaction(signal, &actionBefore, nullptr);
         slots[signal].wakeDescriptor.store(slotBefore);
+        if (slotBefore != descriptor)
+            hasCome(); // a later object may get the number of this descriptor
     }
     Watch(Watch&& other) noexcept
-        : signal(std::exchange(other.signal, 0)), error(other.error), slotBefore(other.slotBefore),
-          actionBefore(other.actionBefore)
+        : signal(std::exchange(other.signal, 0)), descriptor(other.descriptor), error(other.error),
+          slotBefore(other.slotBefore), actionBefore(other.actionBefore)
     {}
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -75,9 +80,12 @@ public:
 
     int number() const { return signal; }
     int failure() const { return error; }
+    /// \return true: the signal has come since the latest call.
+    bool hasCome() const { return slots[signal].take(descriptor); }
 
 private:
     int signal;
+    int descriptor; ///< Of the object that watches.
     int error = 0;
     int slotBefore = -1;
     struct sigaction actionBefore = {};
@@ -112,9 +120,8 @@ public:
         event.lower();
         // By index: the function may end the watching.
         for (std::size_t i = 0; i < watches.size(); ++i) {
-            const int signal = watches[i].number();
-            if (slots[signal].hasCome.exchange(false) && function)
-                function(signal);
+            if (watches[i].hasCome() && function)
+                function(watches[i].number());
         }
         return 0;
     }
