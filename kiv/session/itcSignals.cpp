@@ -121,7 +121,7 @@ public:
         // By index: the function may end the watching.
         for (std::size_t i = 0; i < watches.size(); ++i) {
             if (watches[i].hasCome() && function)
-                function(watches[i].number());
+                call(watches[i].number());
         }
         return 0;
     }
@@ -130,6 +130,15 @@ public:
         link.unlink();
         while (!watches.empty())
             watches.pop_back(); // the latest first
+    }
+
+    // After an exception the signals behind this one are told in the next cycle.
+    void call(int signal) const
+    try {
+        function(signal);
+    } catch (...) {
+        event.raise();
+        throw;
     }
 
     const std::function<void(int)> function;

@@ -288,6 +288,20 @@ TEST_F(Signals, LetAnExceptionLeaveTheCycle)
     runCycles();
 }
 
+TEST_F(Signals, AreNotLostBehindAnException)
+{
+    const itcSignals signals({SIGHUP, SIGUSR1}, [&](int signal) {
+        came.push_back(signal);
+        if (signal == SIGHUP)
+            throw std::runtime_error("the host's");
+    });
+    std::raise(SIGHUP);
+    std::raise(SIGUSR1);
+    EXPECT_THROW(dispatcher.dispatch(0.0), std::runtime_error);
+    runCycles();
+    EXPECT_THAT(came, ElementsAre(SIGHUP, SIGUSR1));
+}
+
 TEST_F(Signals, KeepTheErrorNumberOfWhatTheyInterrupt)
 {
     const itcSignals signals({SIGHUP}, noting(came));
