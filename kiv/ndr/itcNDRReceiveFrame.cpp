@@ -5,9 +5,11 @@
 #include <kiv/ndr/itcNDRReceive.h>
 
 #include <kiv/connection/itcConnection.h>
+#include <kiv/foundation/detail/Misuse.h>
 #include <kiv/foundation/detail/SetStatus.h>
 #include <kiv/ndr/detail/Frame.h>
 #include <kiv/ndr/detail/Storage.h>
+#include <kiv/ndr/itcNdrUbReceive.h>
 
 using namespace kiv;
 
@@ -50,6 +52,8 @@ bool itcNDRReceive::makeRoomFor(unsigned int length)
 
 itcConnection& operator>>(itcConnection& c, itcNDRReceive& b)
 {
+    KIV_TELL_MISUSE(dynamic_cast<itcNdrUbReceive*>(&b) != nullptr,
+                    "a resumable buffer is read through its base class: the read is the plain one", c.ReadDescriptor());
     char magic[sizeof frameMagic] = {};
     if (!readWord(c, b, magic))
         return c;

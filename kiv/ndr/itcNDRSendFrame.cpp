@@ -4,8 +4,10 @@
 #include <kiv/ndr/itcNDRSend.h>
 
 #include <kiv/connection/itcConnection.h>
+#include <kiv/foundation/detail/Misuse.h>
 #include <kiv/foundation/detail/SetStatus.h>
 #include <kiv/ndr/detail/Frame.h>
+#include <kiv/ndr/itcNdrUbSend.h>
 
 #include <limits>
 
@@ -13,6 +15,9 @@ using namespace kiv;
 
 itcConnection& operator<<(itcConnection& c, itcNDRSend& b)
 {
+    KIV_TELL_MISUSE(dynamic_cast<itcNdrUbSend*>(&b) != nullptr,
+                    "a resumable buffer is written through its base class: the write is the plain one",
+                    c.WriteDescriptor());
     constexpr uint64_t largestWrite = std::numeric_limits<int>::max();
     const unsigned int length = b.raw_length();
     const uint64_t frameLength = uint64_t{length} + frameHeadSize;

@@ -10,6 +10,7 @@
 
 #include <kiv/connection/itcConnection.h>
 #include <kiv/dispatcher/itcIOHandler.h>
+#include <kiv/foundation/KivDebug.h>
 #include <kiv/foundation/OS.h>
 #include <kiv/session/detail/LifeSign.h>
 
@@ -57,7 +58,20 @@ bool isPipeSignalDeadly()
 
 class itcCheckedDispatcher::Checks {
 public:
-    explicit Checks(Print toCall) : print(std::move(toCall)) {}
+    explicit Checks(Print toCall) : print(std::move(toCall))
+    {
+        if (KivDebug::pKivErrorPrint == nullptr) {
+            hearsReports = this;
+            KivDebug::initKivErrorPrint(hearReport);
+        }
+    }
+    ~Checks()
+    {
+        if (hearsReports == this && KivDebug::pKivErrorPrint == hearReport)
+            KivDebug::initKivErrorPrint(nullptr);
+    }
+    Checks(const Checks&) = delete;
+    Checks& operator=(const Checks&) = delete;
 
     /// A descriptor that is linked.
     struct Watched {
@@ -127,8 +141,19 @@ public:
     bool isPipeTold = false;
 
 private:
+    // The hook is a plain function: it finds the checks of the dispatcher that has installed it here.
+    static void hearReport(KivError::ErrPrio, KivError::ErrType, KivError::KivErrorCode, const char* text1,
+                           const char* text2, const char*)
+    {
+        hearsReports->tell(std::string(text1 != nullptr ? text1 : "") + (text2 != nullptr ? ": " : "") +
+                           (text2 != nullptr ? text2 : ""));
+    }
+    static Checks* hearsReports;
+
     const Print print;
 };
+
+itcCheckedDispatcher::Checks* itcCheckedDispatcher::Checks::hearsReports = nullptr;
 
 itcCheckedDispatcher::itcCheckedDispatcher()
     : itcCheckedDispatcher([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); })

@@ -25,7 +25,9 @@
 /// - a stream that is linked while SIGPIPE is not ignored;
 /// - a handler that starts timers for the past again and again in one cycle;
 /// - a listener in blocking mode that is linked for reading;
-/// - a descriptor above the limit of 1024.
+/// - a descriptor above the limit of 1024;
+/// - a resumable buffer that is read or written through its base class, if the library is a debug build. The library tells
+///   this to the hook for error reports: it is noticed unless the host has installed a hook of its own.
 ///
 /// Each line names the class of the handler and the descriptor. What is noticed once is not told again.
 ///
