@@ -3,17 +3,27 @@
 #pragma once
 
 #include <kiv/dispatcher/itcDispatcher.h>
+#include <kiv/session/itcCheckedDispatcher.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
+#include <memory>
+#include <string>
 
 /// The tests of sessions run a dispatcher of their own, which is the singleton while the test runs.
+///
+/// With KIV_TEST_CHECKED in the environment it is the one that tells misuse. Every line that it prints is then a failure,
+/// except in a test that misuses something by intent.
 class Loop : public testing::Test {
 protected:
-    Loop() { itcDispatcher::instance(&dispatcher); }
+    Loop() : made(makeDispatcher()), dispatcher(*made) { itcDispatcher::instance(&dispatcher); }
     ~Loop() override { itcDispatcher::instance(nullptr); }
+
+    /// This test does what a host must not do.
+    void misusesByIntent() { isMisuseMeant = true; }
 
     /// Runs cycles until `isTrue`. \return false if that takes longer than any machine needs.
     [[nodiscard]] bool runUntil(const std::function<bool()>& isTrue)
@@ -33,5 +43,18 @@ protected:
             dispatcher.dispatch(0.0);
     }
 
-    itcDispatcher dispatcher;
+private:
+    std::unique_ptr<itcDispatcher> makeDispatcher()
+    {
+        if (std::getenv("KIV_TEST_CHECKED") == nullptr)
+            return std::make_unique<itcDispatcher>();
+        return std::make_unique<itcCheckedDispatcher>(
+            [this](const std::string& line) { EXPECT_TRUE(isMisuseMeant) << "a false report: " << line; });
+    }
+
+    bool isMisuseMeant = false;
+    const std::unique_ptr<itcDispatcher> made;
+
+protected:
+    itcDispatcher& dispatcher;
 };

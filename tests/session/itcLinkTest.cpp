@@ -101,6 +101,7 @@ TEST_F(ALink, KnowsThatTheDispatcherHasDroppedTheDescriptor)
 
 TEST_F(ALink, KnowsThatTheDescriptorWasBad)
 {
+    misusesByIntent();
     const itcLink link(pair.near(), ReadMask, handler);
     pair.near().Close();
     dispatcher.dispatch(0.0);
@@ -205,6 +206,7 @@ TEST_F(ALink, RefusesANegativeDescriptor)
 
 TEST_F(ALink, RefusesADescriptorAboveTheLimit)
 {
+    misusesByIntent();
     const itcLink link(1024, ReadMask, handler);
     EXPECT_FALSE(link.isLinked());
     EXPECT_THAT(link.status(), HasStatus(Itc_Dp_Invalid_File_Descriptor, Error));
@@ -234,6 +236,7 @@ TEST_F(ALink, LinksNoKindWhenOneIsRefused)
 
 TEST_F(ALink, LinksNoKindWhenOneIsAboveTheLimit)
 {
+    misusesByIntent();
     Numbered connection(pair.near().td, 1024);
     const itcLink link(connection, ReadMask | WriteMask, handler);
     EXPECT_THAT(link.status(), HasStatus(Itc_Dp_Invalid_File_Descriptor, Error));
