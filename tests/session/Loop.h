@@ -28,9 +28,10 @@ protected:
     /// Runs cycles until `isTrue`. \return false if that takes longer than any machine needs.
     [[nodiscard]] bool runUntil(const std::function<bool()>& isTrue)
     {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        using Clock = std::chrono::system_clock; // a ManualClock does not stop it
+        const auto end = Clock::now() + std::chrono::seconds(60);
         while (!isTrue()) {
-            if (std::chrono::steady_clock::now() > end)
+            if (Clock::now() > end)
                 return false;
             dispatcher.dispatch(0.05);
         }
