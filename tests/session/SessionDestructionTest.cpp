@@ -195,6 +195,62 @@ TEST_P(AHostFunction, MayRunACycleInWhichItsNeighbourIsServed)
     EXPECT_GE(sent, 1);
 }
 
+TEST_P(AHostFunction, MayRunACycleInWhichAPacketArrives)
+{
+    if (std::string(GetParam().name) == "OnClosed")
+        GTEST_SKIP() << "no packet arrives behind the end";
+    int depth = 0;
+    int calls = 0;
+    session().onPacket([&](itcNDRReceive&) {
+        EXPECT_EQ(depth, 0) << "the packet has to wait";
+        calls += 1;
+    });
+    bool hasRun = false;
+    set([&] {
+        EXPECT_EQ(depth, 0) << "the packet has to wait";
+        calls += 1;
+        if (std::exchange(hasRun, true))
+            return;
+        depth += 1;
+        peer.send(frameOf(1));
+        runCycles();
+        depth -= 1;
+    });
+    provoke();
+    runCycles();
+    const int before = calls;
+    EXPECT_GE(before, 2);
+    peer.send(frameOf(2));
+    runCycles();
+    EXPECT_GT(calls, before) << "the session is deaf";
+}
+
+TEST_P(AHostFunction, ThatThrowsAfterACycleOfItsOwnLeavesTheSessionReading)
+{
+    if (std::string(GetParam().name) == "OnClosed")
+        GTEST_SKIP() << "no packet arrives behind the end";
+    bool hasRun = false;
+    int calls = 0;
+    const auto body = [&] {
+        calls += 1;
+        if (std::exchange(hasRun, true))
+            return;
+        peer.send(frameOf(1));
+        runCycles();
+        throw std::runtime_error("the host's own");
+    };
+    session().onPacket([&](itcNDRReceive&) { calls += 1; });
+    set(body);
+    provoke();
+    EXPECT_THROW(runCycles(), std::runtime_error);
+    runCycles();
+    EXPECT_GE(calls, 2);
+    const int before = calls;
+    peer.send(frameOf(2));
+    runCycles();
+    EXPECT_GT(calls, before) << "the session is deaf";
+}
+
 TEST_P(AHostFunction, MayLetTheSessionEndInACycleOfItsOwn)
 {
     if (std::string(GetParam().name) == "OnClosed")

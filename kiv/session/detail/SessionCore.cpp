@@ -80,16 +80,20 @@ void SessionCore::abandon()
 }
 
 // Counts the functions of the host that run. The end of the session waits for them: a function that runs may use the
-// session.
+// session. Reading waits, too: a packet that has come meanwhile is read when the outermost function has returned.
 template <class Function, class... Arguments>
 void SessionCore::callHost(const Function& function, Arguments&&... arguments)
 {
     struct Depth {
-        int& depth;
-        explicit Depth(int& counted) : depth(counted) { ++depth; }
-        ~Depth() { --depth; } // also when the function throws
+        SessionCore& core;
+        explicit Depth(SessionCore& caller) : core(caller) { ++core.callDepth; }
+        ~Depth() // also when the function throws
+        {
+            if (--core.callDepth == 0)
+                core.linkReading();
+        }
     };
-    const Depth depth(callDepth);
+    const Depth depth(*this);
     function(std::forward<Arguments>(arguments)...);
 }
 
@@ -134,7 +138,6 @@ int SessionCore::inputReady(itcConnection*, char*)
         if (!readOne() || !isReading() || connection->bytes() <= 0)
             break;
     }
-    linkReading();
     report();
     return 0;
 }
