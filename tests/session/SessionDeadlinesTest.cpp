@@ -333,6 +333,15 @@ TEST_F(ADeadline, OfAHeartbeatSendsNothingWhilePacketsWait)
     EXPECT_THAT(peer.packets(), ElementsAre(dataOf(1)));
 }
 
+TEST_F(ADeadline, OfAHeartbeatHoldsAfterAPacketOfMoreThanAMebibyte)
+{
+    session().setQueue(4 * 1024 * 1024, 0, itcSession::WhenFull::refuseNewest).setHeartbeat(1s);
+    ASSERT_TRUE(session().send(std::string(1536 * 1024, 'x')));
+    ASSERT_TRUE(runUntil([&] { return peer.packets().size() == 1; }));
+    pass(1s);
+    EXPECT_EQ(peer.heartbeats(), 1);
+}
+
 TEST_F(ADeadline, OfAHeartbeatMayBeSwitchedOffAgain)
 {
     session().setHeartbeat(1s);
@@ -340,6 +349,17 @@ TEST_F(ADeadline, OfAHeartbeatMayBeSwitchedOffAgain)
     session().setHeartbeat(0ms);
     pass(100s);
     EXPECT_EQ(peer.heartbeats(), 1);
+}
+
+TEST_F(ADeadline, OfAHeartbeatWithoutMemorySendsTheNextOne)
+{
+    session().setHeartbeat(1s);
+    OsFaults::malloc().failNext(1000, ENOMEM);
+    pass(1s);
+    OsFaults::malloc().clear();
+    EXPECT_THAT(ends, IsEmpty());
+    pass(1s);
+    EXPECT_GE(peer.heartbeats(), 1);
 }
 
 TEST_F(ADeadline, OfTheAnswerAllowsOneHeartbeatInASecond)

@@ -138,13 +138,14 @@ void SendQueue::dropOldest(std::size_t bytesNeeded)
     }
 }
 
-// A packet that was sent, or only begun, may be reset: no part of it is on its way.
+// A packet that was sent, or only begun, may be reset: no part of it is on its way. The reset gives large storage back.
+// A packet without storage is not used again: it would have no label, and could not serve as a heartbeat.
 void SendQueue::recycle(Packets& from)
 {
     if (from.empty())
         return;
     from.front().reset();
-    if (spare.size() < mostSpare)
+    if (spare.size() < mostSpare && from.front().raw_length() > 0)
         spare.splice(spare.begin(), from, from.begin());
     else
         from.pop_front();
