@@ -423,6 +423,30 @@ TEST_F(AFullQueue, TellsFullBeforeRoomAlsoWhenItDrainsAtOnce)
     EXPECT_THAT(calls, ElementsAre("full", "room"));
 }
 
+TEST_F(AFullQueue, HasNoRoomToTellAfterTheEnd)
+{
+    fill(1, WhenFull::refuseNewest);
+    EXPECT_FALSE(session().send(2));
+    runCycles();
+    session().close();
+    expectEnd(itcClosed::closedByUs);
+    EXPECT_THAT(calls, ElementsAre("full"));
+}
+
+TEST_F(AFullQueue, HasNoRoomToTellAfterASendThatHasFailed)
+{
+    fill(1, WhenFull::refuseNewest);
+    EXPECT_FALSE(session().send(2));
+    runCycles();
+    OsFaults::send().instead = [](int, const void*, std::size_t, int) -> ssize_t {
+        errno = EPIPE;
+        return -1;
+    };
+    peer.close();
+    ASSERT_TRUE(runUntilTheEnd());
+    EXPECT_THAT(calls, ElementsAre("full"));
+}
+
 TEST_F(AFullQueue, MayBeMadeLargerAtAnyTime)
 {
     fill(1, WhenFull::refuseNewest);

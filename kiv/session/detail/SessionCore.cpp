@@ -321,10 +321,10 @@ void SessionCore::answerHeartbeat()
     sendHeartbeat();
 }
 
-// One call of onRoom() for each call of onFull(), and never before it.
+// One call of onRoom() for each call of onFull(), and never before it. A queue that the end has emptied has no room.
 void SessionCore::tellRoom()
 {
-    if (isFull && !isToTellFull && queue.isLow()) {
+    if (isFull && !isToTellFull && isSending() && queue.isLow()) {
         isFull = false;
         callHost(onRoom);
     }
