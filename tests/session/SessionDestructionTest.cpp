@@ -310,3 +310,48 @@ TEST_F(AFunctionThatThrows, AtTheEndIsCalledOnce)
     expectAThrow();
     expectEnd(itcClosed::peerLeft);
 }
+
+TEST_F(AFunctionThatThrows, WhenTheQueueIsFullLeavesTheDeadlinesInForce)
+{
+    session().onFull([] { throw std::runtime_error("the host's own"); });
+    session().setQueue(intFrame, 0, itcSession::WhenFull::refuseNewest);
+    ASSERT_TRUE(session().send(1));
+    ASSERT_FALSE(session().send(2));
+    expectAThrow();
+    pass(30s);
+    expectEnd(itcClosed::stuck);
+}
+
+TEST_F(AFunctionThatThrows, WhenThereIsRoomDoesNotHoldUpAFinish)
+{
+    session().onRoom([] { throw std::runtime_error("the host's own"); });
+    session().setQueue(intFrame, 0, itcSession::WhenFull::refuseNewest);
+    ASSERT_TRUE(session().send(1));
+    ASSERT_FALSE(session().send(2));
+    session().finish();
+    runCycles();
+    socket.allow(1000);
+    expectAThrow();
+    peer.read();
+    EXPECT_TRUE(peer.hasEnded);
+    peer.close();
+    expectEnd(itcClosed::closedByUs);
+}
+
+TEST_F(AFunctionThatThrows, WhenThereIsRoomDoesNotKeepASessionWhosePeerHasLeft)
+{
+    session().onRoom([] { throw std::runtime_error("the host's own"); });
+    session().setQueue(intFrame, 0, itcSession::WhenFull::refuseNewest);
+    ASSERT_TRUE(session().send(1));
+    ASSERT_FALSE(session().send(2));
+    runCycles();
+    peer.shutDown();
+    runCycles();
+    socket.allow(1000);
+    try {
+        runCycles();
+    } catch (const std::runtime_error&) { // whether the function is still called is left open
+    }
+    pass(1h);
+    expectEnd(itcClosed::peerLeft);
+}

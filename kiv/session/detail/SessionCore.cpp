@@ -253,11 +253,11 @@ int SessionCore::outputReady(itcConnection*, char*)
 {
     const auto self = shared_from_this();
     flush();
-    tellRoom();
     if (state == State::finishing && queue.isEmpty())
         shutDown();
     else if (state == State::peerHasLeft && queue.isEmpty())
         end(reason);
+    tellRoom(); // behind all other steps: the function may throw
     report();
     return 0;
 }
@@ -447,16 +447,16 @@ void SessionCore::armAlarmNow()
 void SessionCore::alarm()
 {
     const auto self = shared_from_this();
-    if (std::exchange(isToTellFull, false))
-        callHost(onFull);
-    tellRoom();
     const Clock::time_point now = Clock::now();
     for (const Deadline deadline : eachDeadline) {
         if (dueOf(deadline) <= now && endsBy(deadline))
             break;
     }
+    armAlarm(); // before the host is called: its functions may throw
+    if (std::exchange(isToTellFull, false))
+        callHost(onFull);
+    tellRoom();
     report();
-    armAlarm();
 }
 
 // \return true if the deadline ends the session.
