@@ -275,6 +275,13 @@ TEST_F(ASessionThatSends, ReadsWhatThePeerHasSentBeforeAFailedSend)
     EXPECT_THAT(numbers, ElementsAre(1, 2));
 }
 
+TEST_F(ASessionThatSends, TellsThatTheEndIsNearWhenThePeerHasGone)
+{
+    peer.close();
+    EXPECT_FALSE(session().send(3));
+    EXPECT_THAT(session().status(), HasStatus(Itc_Tp_Descriptor_Not_Yet_Set, Error));
+}
+
 TEST_F(ASessionThatSends, SendsWhatWaitsToAPeerThatSendsNoMore)
 {
     Throttle socket(1);

@@ -246,7 +246,10 @@ bool SessionCore::sendPacketBegun()
     }
     if (isQueued && isFirst)
         flush();
-    return isQueued && state == State::open;
+    if (!isQueued || state == State::open)
+        return isQueued;
+    status = {Itc_Tp_Descriptor_Not_Yet_Set, Error, 0}; // the connection has not taken the packet
+    return false;
 }
 
 int SessionCore::outputReady(itcConnection*, char*)
@@ -291,7 +294,6 @@ void SessionCore::flush()
 void SessionCore::writeHasFailed()
 {
     const itcClosed why{itcClosed::systemError, queue.status.errorNumber, queue.status};
-    status = queue.status;
     queue.clear();
     writeLink.unlink();
     if (state == State::peerHasLeft) {
