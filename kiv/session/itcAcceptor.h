@@ -46,9 +46,9 @@ class itcConnection;
 /// Nothing throws, except the functions of the host. After a constructor test the object: `if (!acceptor)`.
 class KIV_EXPORT itcAcceptor {
 public:
-    using Duration = std::chrono::milliseconds;
-    using Serve = std::function<void(itcSession&)>;
-    using TakeOver = std::function<void(std::unique_ptr<itcConnection>)>;
+    using Duration = std::chrono::milliseconds;                           ///< A time span.
+    using Serve = std::function<void(itcSession&)>;                       ///< Gets each new session.
+    using TakeOver = std::function<void(std::unique_ptr<itcConnection>)>; ///< Gets each new connection.
 
     /// Listens at a TCP address. Port 0 is any free port: see port().
     /// \param serve sets the functions and the limits of a new session. It may keep the reference until onClosed().

@@ -38,7 +38,7 @@
 /// As itcDispatcher.
 class KIV_EXPORT itcCheckedDispatcher : public itcDispatcher {
 public:
-    using Print = std::function<void(const std::string& line)>;
+    using Print = std::function<void(const std::string& line)>; ///< Gets each line.
 
     itcCheckedDispatcher();                     ///< Prints to the standard error stream.
     explicit itcCheckedDispatcher(Print print); ///< Hands each line, without its end, to a function.

@@ -41,8 +41,8 @@
 /// Nothing throws, except the functions of the host.
 class KIV_EXPORT itcConnector {
 public:
-    using Duration = std::chrono::milliseconds;
-    using Connected = std::function<void(itcSession&)>;
+    using Duration = std::chrono::milliseconds;         ///< A time span.
+    using Connected = std::function<void(itcSession&)>; ///< Gets each new session.
 
     /// Begins to connect by TCP in the next cycle.
     /// \param host      a name or a numeric address.
@@ -58,6 +58,7 @@ public:
 
     /// \return this connector.
     /// \{
+
     /// `function` is told why an attempt has failed. The next attempt follows after the pause.
     itcConnector& onFailed(std::function<void(const itcClosed&)> function);
     itcConnector&

@@ -32,6 +32,7 @@ public:
     /// The largest packet: 512 bytes, less the head of 8 bytes. A receiver of this library cuts what is longer.
     static constexpr unsigned int longestPacket = 504;
 
+    /// Makes a socket that sends to one address.
     explicit itcDatagramSender(const itcInetAddress& remote);
     itcDatagramSender(const itcDatagramSender&) = delete;
     itcDatagramSender& operator=(const itcDatagramSender&) = delete;

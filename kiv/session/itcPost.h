@@ -38,11 +38,11 @@ public:
     /// A handle for other threads.
     class KIV_EXPORT Sender {
     public:
-        Sender() = default; ///< Belongs to no itcPost: it refuses.
-        Sender(const Sender&) = default;
-        Sender& operator=(const Sender&) = default;
-        Sender(Sender&&) noexcept = default;
-        Sender& operator=(Sender&&) noexcept = default;
+        Sender() = default;                             ///< Belongs to no itcPost: it refuses.
+        Sender(const Sender&) = default;                ///< Another handle of the same itcPost.
+        Sender& operator=(const Sender&) = default;     ///< Belongs to the other itcPost from now on.
+        Sender(Sender&&) noexcept = default;            ///< `other` refuses afterwards.
+        Sender& operator=(Sender&&) noexcept = default; ///< `other` refuses afterwards.
         ~Sender() = default;
 
         /// Queues a function for the dispatching thread, and wakes that thread.
@@ -62,6 +62,7 @@ public:
         std::shared_ptr<Mailbox> mailbox; // null: refuses
     };
 
+    /// Makes a mailbox that this dispatcher empties. Test the status.
     explicit itcPost(itcDispatcher& dispatcher = *itcDispatcher::instance());
     itcPost(const itcPost&) = delete;
     itcPost& operator=(const itcPost&) = delete;

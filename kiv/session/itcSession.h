@@ -74,7 +74,8 @@ struct itcSessionCounters {
 /// values. A session does not hand empty packets to the host. Without heartbeats of its own it answers them, at most one
 /// in a second: both sides then know that the other one lives. Sessions of an itcConnector send one in a minute.
 ///
-/// A peer that does not use sessions sees a packet without values. Towards such a peer use setHeartbeat(0).
+/// A peer that does not use sessions sees a packet without values. Towards a peer of this kind switch the heartbeats
+/// off: `setHeartbeat(std::chrono::seconds(0))`.
 /// \par What it changes in the process
 /// SIGPIPE is ignored if its action is still the default when the first session begins: a peer that leaves must not end
 /// this process. The descriptor is marked close-on-exec: a program that this process starts must not hold the
@@ -87,7 +88,7 @@ struct itcSessionCounters {
 /// Nothing throws, except the functions of the host. send() and sendPacket() leave the reason of a refusal in status().
 class KIV_EXPORT itcSession {
 public:
-    using Duration = std::chrono::milliseconds;
+    using Duration = std::chrono::milliseconds; ///< A time span.
 
     /// Remembers a session without owning it: for answers that come later, for example from another thread by itcPost.
     /// A handle may be copied anywhere. It is asked on the dispatching thread.
@@ -123,6 +124,7 @@ public:
     /// \name The functions of the host
     /// Each replaces the function before. \return this session.
     /// \{
+
     /// `function` gets each complete packet, in order. The packet is valid during the call only.
     itcSession& onPacket(std::function<void(itcNDRReceive&)> function);
     /// `function` is told the end. The connection is closed already.

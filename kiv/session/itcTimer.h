@@ -36,14 +36,14 @@
 /// isRunning() is then false.
 class KIV_EXPORT itcTimer {
 public:
-    using Duration = std::chrono::nanoseconds;
+    using Duration = std::chrono::nanoseconds; ///< A time span.
 
     /// Makes a timer that does not run.
     /// \param function   is called on the dispatching thread. It may start, stop and destroy this timer.
     /// \param dispatcher the dispatcher, or the singleton.
     explicit itcTimer(std::function<void()> function, itcDispatcher& dispatcher = *itcDispatcher::instance());
-    itcTimer(itcTimer&&) noexcept;
-    itcTimer& operator=(itcTimer&&) noexcept;
+    itcTimer(itcTimer&& other) noexcept;            ///< Takes the running timer over. `other` does nothing afterwards.
+    itcTimer& operator=(itcTimer&& other) noexcept; ///< Stops the own timer, and takes over that of `other`.
     itcTimer(const itcTimer&) = delete;
     itcTimer& operator=(const itcTimer&) = delete;
     ~itcTimer(); ///< Stops the timer.
