@@ -1,6 +1,7 @@
-// A host of the installed companion. The host sends a described record through a packet.
+// A host of the installed companion. The host sends a described record through a session to itself.
 #include <kiv/companion.h>
 
+#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -17,13 +18,16 @@ struct Reading {
 int main()
 {
     const Reading sent{7, "cellar"};
-    itcNDRSend out;
-    out << sent;
-
-    itcNDRReceive in(out.raw_data(), out.raw_length());
     Reading received;
-    in >> received;
-
-    std::cout << received << ", " << in.STATUS_text() << '\n';
-    return received == sent && in.severity == Success ? 0 : 1;
+    itcAcceptor acceptor(itcInetAddress(itcInetAddress::Localhost, 0), [&](itcSession& peer) {
+        peer.onPacket([&](itcNDRReceive& packet) {
+            if (peer.take(packet, received))
+                std::raise(SIGTERM);
+        });
+    });
+    const itcConnector connector(itcInetAddress::Localhost, acceptor.port(),
+                                 [&](itcSession& server) { (void)server.send(sent); });
+    const int result = acceptor ? itcRunUntilSignal() : 1;
+    std::cout << received << ", " << acceptor.status().STATUS_text() << '\n';
+    return received == sent ? result : 1;
 }
