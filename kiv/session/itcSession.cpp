@@ -139,8 +139,8 @@ itcSession::Handle itcSession::handle() const
 
 itcSession* itcSession::Handle::get() const
 {
-    const auto core = session.lock();
-    return core != nullptr && !core->hasEnded() ? core->shell : nullptr;
+    const auto held = session.lock();
+    return held != nullptr && !held->hasEnded() ? held->shell : nullptr;
 }
 
 bool itcSession::isOpen() const { return core != nullptr && core->isOpen(); }
