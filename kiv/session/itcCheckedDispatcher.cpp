@@ -156,7 +156,8 @@ private:
 itcCheckedDispatcher::Checks* itcCheckedDispatcher::Checks::hearsReports = nullptr;
 
 itcCheckedDispatcher::itcCheckedDispatcher()
-    : itcCheckedDispatcher([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); })
+    : itcCheckedDispatcher(
+          [](const std::string& line) { static_cast<void>(std::fprintf(stderr, "%s\n", line.c_str())); })
 {}
 
 itcCheckedDispatcher::itcCheckedDispatcher(Print print) : checks(std::make_unique<Checks>(std::move(print))) {}

@@ -69,8 +69,9 @@ itcClosed systemErrorOf(int error)
 
 class itcConnector::Core : public itcIOHandler, public std::enable_shared_from_this<Core> {
 public:
-    Core(std::string name, int number, std::optional<itcUnixAddress> local, Connected toCall, itcDispatcher& loop)
-        : host(std::move(name)), port(number), path(std::move(local)), connected(std::move(toCall)), dispatcher(loop),
+    Core(std::string name, int number, const std::optional<itcUnixAddress>& local, Connected toCall,
+         itcDispatcher& loop)
+        : host(std::move(name)), port(number), path(local), connected(std::move(toCall)), dispatcher(loop),
           timer([this] { timeIsOver(); }, loop)
     {}
 

@@ -166,4 +166,4 @@ itcSignals::~itcSignals()
         core->end();
 }
 
-void itcSignals::ignorePipe() { std::signal(SIGPIPE, SIG_IGN); }
+void itcSignals::ignorePipe() { static_cast<void>(std::signal(SIGPIPE, SIG_IGN)); }

@@ -11,6 +11,7 @@
 #include <kiv/foundation/OS.h>
 #include <kiv/session/detail/FrameSizes.h>
 #include <kiv/session/detail/PeerAddress.h>
+#include <kiv/session/itcSignals.h>
 
 #include <algorithm>
 #include <fcntl.h>
@@ -35,7 +36,7 @@ void ignorePipeOnce()
     static const bool isDone = [] {
         struct sigaction action = {};
         if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL)
-            std::signal(SIGPIPE, SIG_IGN);
+            itcSignals::ignorePipe();
         return true;
     }();
     static_cast<void>(isDone);
