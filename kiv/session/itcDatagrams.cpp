@@ -33,6 +33,28 @@ public:
     }
 };
 
+// Offers a datagram once. The base class offers a full socket half as much again and again, as is right for a stream: a
+// part of a packet would leave as a datagram.
+class WholeDatagrams : public itcInetSockDgram {
+public:
+    int Write(const void* bytes, int length) override
+    {
+        ssize_t sent = -1;
+        int error = 0;
+        do {
+            sent = OS_send(td, bytes, static_cast<size_t>(length), 0);
+            error = sent < 0 ? OS_getLastError() : 0;
+        } while (error == EINTR);
+        if (error == EAGAIN)
+            static_cast<itcStatus&>(*this) = {Itc_Tp_Would_Block, Warning, error};
+        else if (error != 0)
+            static_cast<itcStatus&>(*this) = {Itc_Tp_Write_Call_Failed, Error, error};
+        else
+            static_cast<itcStatus&>(*this) = {};
+        return static_cast<int>(sent);
+    }
+};
+
 // \return false, with the status of the socket: the system has refused.
 bool prepare(itcConnection& socket)
 {
@@ -44,7 +66,7 @@ bool prepare(itcConnection& socket)
 
 class itcDatagramSender::Core {
 public:
-    itcInetSockDgram socket;
+    WholeDatagrams socket;
     itcNDRSend packet{datagramSize};
 };
 
