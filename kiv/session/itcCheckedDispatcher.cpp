@@ -85,7 +85,7 @@ public:
     };
 
     /// Stands in for a handler that has timers.
-    class StandIn : public itcIOHandler {
+    class StandIn : public itcIOHandler, public std::enable_shared_from_this<StandIn> {
     public:
         StandIn(itcIOHandler& itsHandler, Checks& owner) : handler(itsHandler), who(classOf(itsHandler)), checks(owner)
         {}
@@ -110,24 +110,32 @@ public:
     StandIn& standInOf(itcIOHandler& handler)
     {
         auto& standIn = standIns[&handler];
-        if (standIn == nullptr)
-            standIn = std::make_shared<StandIn>(handler, *this);
+        if (standIn == nullptr || standIn->timers == 0) {
+            const auto fresh = std::make_shared<StandIn>(handler, *this);
+            if (standIn != nullptr) { // a timer of the handler expires now: the starts of this cycle count on
+                fresh->startsForThePast = standIn->startsForThePast;
+                fresh->cycle = standIn->cycle;
+            }
+            standIn = fresh;
+        }
         return *standIn;
+    }
+    void forgetIfIdle(itcIOHandler* handler)
+    {
+        const auto found = standIns.find(handler);
+        if (found != standIns.end() && found->second->timers <= 0)
+            standIns.erase(found);
     }
     bool isDead(StandIn& standIn) const { return !standIn.life.isStill(&standIn.handler, memory); }
     void expired(StandIn& standIn, long sec, long usec)
     {
-        const auto found = standIns.find(&standIn.handler);
-        const std::shared_ptr<StandIn> held = found->second;
+        const std::shared_ptr<StandIn> held = standIn.shared_from_this();
+        const Idle atTheEnd{*this, &held->handler};
         held->timers -= 1;
-        if (isDead(*held)) {
+        if (isDead(*held))
             tellDeadHandler(*held);
-            standIns.erase(found);
-            return;
-        }
-        if (held->timers == 0)
-            standIns.erase(found);
-        held->handler.timerExpired(sec, usec);
+        else
+            held->handler.timerExpired(sec, usec);
     }
     void tellDeadHandler(const StandIn& standIn) const
     {
@@ -149,6 +157,14 @@ private:
                            (text2 != nullptr ? text2 : ""));
     }
     static Checks* hearsReports;
+
+    /// A stand-in without a timer is forgotten behind the call, also when the call throws. The starts for the past of
+    /// one cycle are counted in the stand-in: it must stay while the handler is called.
+    struct Idle {
+        Checks& checks;
+        itcIOHandler* const handler;
+        ~Idle() { checks.forgetIfIdle(handler); }
+    };
 
     const Print print;
 };
@@ -191,8 +207,7 @@ void itcCheckedDispatcher::stopTimer(itcIOHandler* h)
     if (found == checks->standIns.end())
         return;
     found->second->timers -= 1;
-    if (found->second->timers <= 0)
-        checks->standIns.erase(found);
+    checks->forgetIfIdle(h);
 }
 
 void itcCheckedDispatcher::attach(int fd, itcConnection* conn, char* clientData, itcDispatcherMask mask,
@@ -278,7 +293,7 @@ void itcCheckedDispatcher::lookAtTimers()
 {
     for (auto next = checks->standIns.begin(); next != checks->standIns.end();) {
         const std::shared_ptr<Checks::StandIn> standIn = next->second;
-        if (!checks->isDead(*standIn)) {
+        if (standIn->timers == 0 || !checks->isDead(*standIn)) { // without a timer the handler may be gone
             ++next;
             continue;
         }
