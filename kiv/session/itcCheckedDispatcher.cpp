@@ -22,6 +22,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <mutex>
+#include <set>
 #include <typeinfo>
 #include <utility>
 
@@ -81,7 +83,6 @@ public:
         dev_t device = 0;
         ino_t inode = 0;
         bool isLookedAt = false;
-        bool isTold = false;
     };
 
     /// Stands in for a handler that has timers.
@@ -102,9 +103,10 @@ public:
         Checks& checks;
     };
 
-    void tell(const std::string& line) const
+    /// Prints a line that was not printed before. Reports of the library may come on any thread.
+    void tell(const std::string& line)
     {
-        if (print)
+        if (isNew(line) && print)
             print(line);
     }
     StandIn& standInOf(itcIOHandler& handler)
@@ -137,7 +139,7 @@ public:
         else
             held->handler.timerExpired(sec, usec);
     }
-    void tellDeadHandler(const StandIn& standIn) const
+    void tellDeadHandler(const StandIn& standIn)
     {
         tell("a handler was deleted while a timer of it was running: class " + standIn.who +
              ". Call stopTimer() in its destructor.");
@@ -166,7 +168,15 @@ private:
         ~Idle() { checks.forgetIfIdle(handler); }
     };
 
+    bool isNew(const std::string& line)
+    {
+        const std::lock_guard lock(mutex);
+        return told.insert(line).second;
+    }
+
     const Print print;
+    std::mutex mutex;
+    std::set<std::string> told;
 };
 
 itcCheckedDispatcher::Checks* itcCheckedDispatcher::Checks::hearsReports = nullptr;
@@ -271,7 +281,7 @@ void itcCheckedDispatcher::lookAtDescriptor(int fd)
     struct stat file = {};
     const bool isOpen = fstat(fd, &file) == 0;
     const bool isAnother = watched.isLookedAt && (file.st_dev != watched.device || file.st_ino != watched.inode);
-    if ((!isOpen || isAnother) && !std::exchange(watched.isTold, true))
+    if (!isOpen || isAnother)
         checks->tell("a descriptor was closed while it was linked: descriptor " + std::to_string(fd) + ", " +
                      watched.who + ". Unlink it before the close.");
     if (!isOpen || std::exchange(watched.isLookedAt, true))

@@ -2,11 +2,12 @@
 //
 // The objects that a test destroys too early lie in an std::optional (as on the stack) or in a std::unique_ptr.
 #include "BareSocket.h"
-#include "OsFaults.h"
+#include "HookRecorder.h"
 #include "StatusMatchers.h"
 #include "StreamPair.h"
 
 #include <kiv/address/itcInetAddress.h>
+#include <kiv/connection/itcInetSockDgram.h>
 #include <kiv/connection/itcInetSockStream.h>
 #include <kiv/dispatcher/itcIOHandler.h>
 #include <kiv/session/itcAcceptor.h>
@@ -221,6 +222,28 @@ TEST_F(ACheckedDispatcher, StopsEveryTimerOfAHandlerThatWasDeleted)
     EXPECT_EQ(lines.size(), 1U);
 }
 
+TEST_F(ACheckedDispatcher, DoesNotCallAHandlerThatWasDeletedInTheSameCycle)
+{
+    auto gone = std::make_unique<HostsHandler>();
+    dispatcher.startTimer(3600, 0, gone.get());
+    dispatcher.dispatch(0.0);
+    dispatcher.startTimer(0, 0, gone.get());
+    dispatcher.startTimer(0, 0, gone.get());
+    handler.onInput = [&] {
+        gone.reset();
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1);
+        while (std::chrono::steady_clock::now() < end) { // both timers are due then
+        }
+    };
+    pair.farSends("x");
+    {
+        const itcLink link(pair.near(), ReadMask, handler);
+        dispatcher.dispatch(0.0);
+    }
+    runCycles();
+    EXPECT_THAT(lines, ElementsAre(HasSubstr("a handler was deleted while a timer of it was running")));
+}
+
 TEST_F(ACheckedDispatcher, SaysNothingAboutAHandlerThatDiesInItsLastExpiryBeforeANestedCycle)
 {
     auto correct = std::make_unique<HostsHandler>();
@@ -263,6 +286,20 @@ TEST_F(ACheckedDispatcher, NoticesTimersForThePastWithoutEnd)
                                          HasSubstr("HostsHandler"))));
 }
 
+TEST_F(ACheckedDispatcher, TellsTimersForThePastOnce)
+{
+    for (int cycle = 1; cycle <= 3; ++cycle) {
+        int starts = 0;
+        handler.onExpiry = [&] {
+            if (++starts < 2000)
+                dispatcher.startTimer(-1, 0, &handler);
+        };
+        dispatcher.startTimer(0, 0, &handler);
+        ASSERT_TRUE(runUntil([&] { return starts == 2000; }));
+    }
+    EXPECT_EQ(lines.size(), 1U);
+}
+
 TEST_F(ACheckedDispatcher, NoticesAListenerInBlockingMode)
 {
     const BareSocket listener = listeningSocket("127.0.0.1");
@@ -292,6 +329,24 @@ TEST_F(ACheckedDispatcher, NoticesADescriptorAboveTheLimit)
     EXPECT_THAT(link.status(), HasStatus(Itc_Dp_Invalid_File_Descriptor, Error));
     EXPECT_THAT(lines,
                 ElementsAre(AllOf(HasSubstr("descriptor 1024 is above the limit of 1024"), HasSubstr("HostsHandler"))));
+}
+
+TEST_F(ACheckedDispatcher, TellsADescriptorAboveTheLimitOnce)
+{
+    dispatcher.attach(1024, nullptr, nullptr, ReadMask, &handler);
+    dispatcher.attach(1024, nullptr, nullptr, WriteMask, &handler);
+    dispatcher.attach(1024, nullptr, nullptr, ReadMask, &handler);
+    EXPECT_EQ(lines.size(), 1U);
+}
+
+TEST_F(ACheckedDispatcher, TellsABlockingListenerOnce)
+{
+    const BareSocket listener = listeningSocket("127.0.0.1");
+    for (int i = 0; i < 3; ++i) {
+        const itcLink link(listener.get(), ReadMask, handler);
+        runCycles();
+    }
+    EXPECT_EQ(lines.size(), 1U);
 }
 
 TEST_F(ACheckedDispatcher, SaysNothingAboutAConnectionThatIsUnlinkedBeforeTheDelete)
@@ -452,6 +507,28 @@ TEST_F(ACheckedDispatcher, LetsAnExceptionOfAHandlerLeaveTheCycle)
     EXPECT_THROW((void)runUntil([] { return false; }), std::runtime_error);
     EXPECT_EQ(handler.expiries, 2);
     EXPECT_THAT(lines, IsEmpty());
+}
+
+TEST_F(ACheckedDispatcher, TellsWhatTheLibraryReports)
+{
+    itcInetSockDgram datagrams;
+    datagrams.setTcpNodelay(true);
+    datagrams.setTcpNodelay(true);
+    EXPECT_THAT(lines, ElementsAre("setTcpNodelay(): not applicable!"));
+}
+
+TEST_F(ACheckedDispatcher, LeavesTheHookOfTheHostAlone)
+{
+    HookRecorder hooks;
+    std::vector<std::string> linesOfTheOther;
+    itcInetSockDgram datagrams;
+    {
+        itcCheckedDispatcher other([&](const std::string& line) { linesOfTheOther.push_back(line); });
+        datagrams.setTcpNodelay(true);
+    }
+    datagrams.setTcpNodelay(true);
+    EXPECT_EQ(hooks.errorReports().size(), 2U);
+    EXPECT_THAT(linesOfTheOther, IsEmpty());
 }
 
 TEST_F(ACheckedDispatcher, PrintsToTheStandardErrorStream)
