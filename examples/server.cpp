@@ -11,8 +11,8 @@ struct Reading {
 
 int main(int argc, char** argv)
 {
-    const int port = argc > 1 ? std::atoi(argv[1]) : 5000;
-    itcAcceptor acceptor(itcInetAddress(port), [](itcSession& peer) {
+    const itcInetAddress local(nullptr, argc > 1 ? argv[1] : "5000", IPPROTO_TCP);
+    itcAcceptor acceptor(local, [](itcSession& peer) {
         peer.onPacket([&peer](itcNDRReceive& packet) {
             Reading reading;
             if (peer.take(packet, reading)) // otherwise the session closes, and tells why

@@ -191,8 +191,8 @@ private:
         }
         return isWithinRate();
     }
-    // The system gives the lowest number that is free. A copy of the listener's descriptor gets the number that the next
-    // client would get, and the dispatcher says whether it can link this number.
+    // The system gives the lowest number that is free. A copy of the listener's descriptor gets the number that the
+    // next client would get, and the dispatcher says whether it can link this number.
     bool canLinkNext()
     {
         const int next = OS_fcntl(listener->ReadDescriptor(), F_DUPFD_CLOEXEC, 0);

@@ -34,8 +34,9 @@ class itcConnection;
 /// - When descriptors or memory run out the listener rests: it is unlinked, and tries again every 200 ms, and as soon
 ///   as a session of this acceptor ends. Otherwise the listener would stay readable, and the loop would spin.
 /// - TCP_NODELAY is set: packets are whole, nothing is worth waiting for.
-/// - A local path is guarded by a lock file beside it, "<path>.lock". A second process cannot take over the path of a
-///   living one. The file of a dead one is replaced.
+/// - A local path is guarded by a lock file beside it, "<path>.lock", which only the same user can open. A second
+///   process cannot take over the path of a living one: its status is (`Itc_Tp_Bind_Call_Failed`, Error) with
+///   EADDRINUSE. The file of a dead one is replaced. Both files are removed at the end.
 ///
 /// \par Ownership
 /// The acceptor owns the listener and the sessions. A session lives until its onClosed() function has returned, or
@@ -68,10 +69,11 @@ public:
 
     /// \return this acceptor.
     /// \{
-    itcAcceptor& setMaxSessions(std::size_t count); ///< Further clients wait. 0, as at first: no limit of its own.
-    itcAcceptor& setMaxAcceptRate(unsigned count);  ///< Accepts in a second. 0, as at first: no limit.
-    itcAcceptor& setBacklog(int count);             ///< Clients that may wait to be accepted; 1024 at first.
-    /// `function` is told why the listener rests, once for each rest.
+    /// Sessions at one time; further clients wait. 0, as at first: no limit of its own. Bare connections do not count.
+    itcAcceptor& setMaxSessions(std::size_t count);
+    itcAcceptor& setMaxAcceptRate(unsigned count); ///< Accepts in a second. 0, as at first: no limit.
+    itcAcceptor& setBacklog(int count);            ///< Clients that may wait to be accepted; 1024 at first.
+    /// `function` is told why the listener rests: once, until a client was accepted again.
     itcAcceptor& onRest(std::function<void(const itcStatus&)> function);
     /// \}
 

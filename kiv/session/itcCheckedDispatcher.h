@@ -17,7 +17,7 @@
 ///     itcDispatcher::instance(&checked); // before anything is linked
 /// #endif
 /// \endcode
-/// It notices, at the latest in the next cycle:
+/// It notices, at the latest in the next cycle, about objects that were linked or started before the latest wait:
 /// - a connection that was deleted while it is linked; the descriptor is unlinked then, since the dispatcher would use
 ///   the dead object;
 /// - a descriptor that was closed while it is linked;
@@ -26,14 +26,17 @@
 /// - a handler that starts timers for the past again and again in one cycle;
 /// - a listener in blocking mode that is linked for reading;
 /// - a descriptor above the limit of 1024;
-/// - a resumable buffer that is read or written through its base class, if the library is a debug build. The library tells
-///   this to the hook for error reports: it is noticed unless the host has installed a hook of its own.
+/// - a resumable buffer that is read or written through its base class, if the library is a debug build. The library
+///   tells this to the hook for error reports: it is noticed unless the host has installed a hook of its own.
 ///
-/// Each line names the class of the handler and the descriptor. What is noticed once is not told again.
+/// Each line names the class of the handler and the descriptor. A line that was told is not told again.
 ///
 /// It asks the system about every linked descriptor in every cycle: do not use it where speed matters. It looks at the
 /// first word of an object to see whether the object lives. A dead object whose memory was used again for an object of
-/// the same class is not noticed.
+/// the same class is not noticed. The same holds for an object of itcConnection itself, without a deriving class, that
+/// was not on the heap: its descriptor is told as closed.
+/// \par Ownership
+/// As every dispatcher it must outlive what is linked to it: make it before acceptors, connectors and timers.
 /// \par Threads
 /// As itcDispatcher.
 class KIV_EXPORT itcCheckedDispatcher : public itcDispatcher {

@@ -24,6 +24,8 @@
 #include <kiv/session/itcPost.h>
 #include <kiv/session/itcTimer.h>
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <new>
 #include <optional>
@@ -230,6 +232,7 @@ private:
             reason = reasonOf(*tcp);
             return false;
         }
+        OS_fcntl(tcp->WriteDescriptor(), F_SETFD, FD_CLOEXEC);
         tcp->setTcpNodelay(true);
         link = itcLink(*tcp, WriteMask, *this, dispatcher);
         if (!link.isLinked()) {

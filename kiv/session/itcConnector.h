@@ -20,7 +20,8 @@
 /// connector.onFailed([](const itcClosed& why) { std::cerr << why.text() << '\n'; });
 /// \endcode
 /// \par One attempt
-/// 1. The name is looked up by a thread of its own: a resolver that hangs delays no handler.
+/// 1. The name is looked up by a thread of its own: a resolver that hangs delays no handler. After 30 s without an
+///    answer the attempt has failed, with ETIMEDOUT.
 /// 2. Every address of the name is tried in turn, IPv6 and IPv4 as the resolver orders them. Each connect is
 ///    non-blocking, and may take the time of setConnectTimeout().
 /// 3. The first connection becomes a session, which is handed to the host. If there is none, onFailed() is told the
@@ -29,7 +30,7 @@
 /// \par Between attempts
 /// The pause begins with 0.5 s, doubles with each attempt that fails, and ends at 30 s: see setBackoff(). A random part
 /// of up to a half is taken off, so that many clients do not come back at once. A session that has received a packet,
-/// or has lived for the longest pause, starts the pauses anew.
+/// or has lived for the longest pause, starts the pauses anew. A heartbeat is no packet here.
 ///
 /// \par Ownership
 /// The connector owns the session. The session lives until its onClosed() function has returned, or until the connector
@@ -66,13 +67,13 @@ public:
     itcConnector& setBackoff(Duration first, Duration longest); ///< 0.5 s and 30 s at first.
     /// \}
 
-    /// Connects no more. The session, if there is one, ends in good order: itcSession::finish().
+    /// Connects no more, for ever. The session, if there is one, ends in good order: itcSession::finish().
     void stop(Duration longest = std::chrono::seconds(5));
 
     itcSession* session() const; ///< The present session; null between two, and when its end is certain.
 
     /// Sends one packet over the present session: itcSession::send().
-    /// \return false: there is no session, or it has refused the packet.
+    /// \return false: there is no session, or it has refused the packet; the reason is in the status of the session.
     template <class... Values> [[nodiscard]] bool send(const Values&... values)
     {
         itcSession* const present = session();

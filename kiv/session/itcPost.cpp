@@ -13,17 +13,16 @@
 
 #include <atomic>
 #include <cerrno>
-#include <iterator>
+#include <cstddef>
+#include <deque>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 using namespace kiv;
 
 namespace {
 
 using Function = std::function<void()>;
-using Functions = std::vector<Function>;
 
 } // namespace
 
@@ -45,26 +44,33 @@ public:
             event.raise();
         return true;
     }
-    Functions takeAll()
+    /// \return the number of functions that wait. What is put from now on wakes again.
+    std::size_t beginToTake()
     {
-        event.lower(); // before the functions are taken: what comes behind raises it again
-        Functions taken;
+        event.lower();
         const std::lock_guard lock(mutex);
-        taken.swap(functions);
-        return taken;
+        return functions.size();
     }
-    /// The functions from `first` on run before what was posted meanwhile.
-    void putBack(Functions& taken, Functions::iterator first)
+    /// \return null if no function waits.
+    Function takeFirst()
     {
         const std::lock_guard lock(mutex);
-        taken.erase(taken.begin(), first);
-        taken.insert(taken.end(), std::make_move_iterator(functions.begin()), std::make_move_iterator(functions.end()));
-        functions.swap(taken);
-        event.raise();
+        if (functions.empty())
+            return nullptr;
+        Function first = std::move(functions.front());
+        functions.pop_front();
+        return first;
+    }
+    /// What still waits is taken in the next cycle.
+    void endToTake()
+    {
+        const std::lock_guard lock(mutex);
+        if (!functions.empty())
+            event.raise();
     }
     void close()
     {
-        Functions unused; // destroyed without the lock: a destructor of the host may post
+        std::deque<Function> unused; // destroyed without the lock: a destructor of the host may post
         const std::lock_guard lock(mutex);
         isClosed = true;
         unused.swap(functions);
@@ -75,7 +81,7 @@ public:
 
 private:
     std::mutex mutex;
-    Functions functions;
+    std::deque<Function> functions;
     bool isClosed = false;
 };
 
@@ -88,14 +94,17 @@ public:
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
 
+    // The functions stay in the mailbox until they run: a cycle inside of a function goes on with the next one.
     int inputReady(itcConnection*, char*) override
     {
         const auto self = shared_from_this(); // a function may destroy the itcPost
-        Functions functions = mailbox->takeAll();
+        const Taking taking(*mailbox);
         if (mailbox->isWoken.exchange(false))
-            call(onWake, functions, functions.begin());
-        for (auto function = functions.begin(); function != functions.end() && !hasEnded; ++function)
-            call(*function, functions, std::next(function));
+            onWake();
+        for (std::size_t left = taking.count; left > 0 && !hasEnded; --left) {
+            if (const Function function = mailbox->takeFirst())
+                function();
+        }
         return 0;
     }
     void end()
@@ -110,15 +119,16 @@ public:
     Callback<> onWake;
 
 private:
-    /// After an exception the functions from `rest` on run in the next cycle.
-    template <class Called> void call(const Called& called, Functions& functions, Functions::iterator rest)
-    try {
-        called();
-    } catch (...) {
-        if (!hasEnded)
-            mailbox->putBack(functions, rest);
-        throw;
-    }
+    /// One round. Its end is told also when a function throws.
+    struct Taking {
+        explicit Taking(Sender::Mailbox& from) : mailbox(from), count(from.beginToTake()) {}
+        ~Taking() { mailbox.endToTake(); }
+        Taking(const Taking&) = delete;
+        Taking& operator=(const Taking&) = delete;
+
+        Sender::Mailbox& mailbox;
+        const std::size_t count; ///< What waited at the beginning: what a function posts runs in the next cycle.
+    };
 
     bool hasEnded = false;
 };

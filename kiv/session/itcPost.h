@@ -28,8 +28,8 @@
 /// that has not run when the itcPost is destroyed never runs. It is destroyed instead.
 ///
 /// \par Threads
-/// The itcPost itself: the dispatching thread only. Sender::post() and Sender::wake(): any thread, also on one object at
-/// the same time. Threads may be of any kind, also std::thread.
+/// The itcPost itself: the dispatching thread only. Sender::post() and Sender::wake(): any thread, also on one object
+/// at the same time. Threads may be of any kind, also std::thread.
 /// \par Errors
 /// Nothing throws, except the functions: an exception leaves the dispatch cycle, and the functions behind it run in the
 /// next cycle.

@@ -37,7 +37,7 @@ struct itcSessionCounters {
     std::size_t mostQueuedBytes = 0;   ///< The largest number of bytes that have waited at one time.
 };
 
-/// Sends and receives whole packets over one non-blocking connection. Nobody waits, and no peer can harm this side.
+/// Sends and receives whole packets over one non-blocking connection. Nobody waits, and every peer meets limits.
 ///
 /// \code
 /// peer.onPacket([&peer](itcNDRReceive& packet) {
@@ -48,13 +48,13 @@ struct itcSessionCounters {
 /// peer.onClosed([](const itcClosed& why) { std::cout << why.text() << '\n'; });
 /// \endcode
 /// \par What protects this side
-/// | danger                                    | limit                 | at first       | then                       |
-/// |-------------------------------------------|-----------------------|----------------|----------------------------|
-/// | a packet that announces too much          | setMaxPacketSize()    | 1 MiB          | itcClosed::tooLong         |
-/// | a peer that says nothing                  | setIdleTimeout()          | 5 minutes      | itcClosed::silent          |
-/// | a packet that is begun and never finished | setPacketTimeout()       | 30 s           | itcClosed::tooSlow         |
-/// | a peer that does not read                 | setSendTimeout()        | 30 s           | itcClosed::stuck           |
-/// | a queue that grows                        | setQueue()            | 2 MiB, refuse  | see WhenFull               |
+/// | danger                                    | limit              | at first             | then               |
+/// |-------------------------------------------|--------------------|----------------------|--------------------|
+/// | a packet that announces too much          | setMaxPacketSize() | 1 MiB                | itcClosed::tooLong |
+/// | a peer that says nothing                  | setIdleTimeout()   | 5 minutes            | itcClosed::silent  |
+/// | a packet that is begun and never finished | setPacketTimeout() | 30 s                 | itcClosed::tooSlow |
+/// | a peer that takes no byte                 | setSendTimeout()   | 30 s                 | itcClosed::stuck   |
+/// | a queue that grows                        | setQueue()         | 2 MiB, low water 1 MiB, refuse | WhenFull |
 ///
 /// A refused length costs no memory: it is refused before room is made. A duration of 0 or less switches a limit off.
 /// Limits may be set at any time; they hold from then on. They are measured by timers of the dispatcher: when the wall
@@ -68,11 +68,12 @@ struct itcSessionCounters {
 /// - onClosed(): called exactly once, whatever ends the session, with one exception: a session that is destroyed calls
 ///   nobody. The first reason counts. No other function is called behind it.
 /// - A packet that comes while a function runs a cycle of its own waits until the function has returned.
-/// - A function that throws has handled its packet: the next one follows.
+/// - A function that throws has handled its packet. The exception leaves dispatch(), and with it itcRunUntilSignal().
+///   The session goes on in the next cycle.
 /// \par Heartbeats
 /// A session that has sent nothing for the time of setHeartbeat() sends an empty packet: a frame of 10 bytes without
-/// values. A session does not hand empty packets to the host. Without heartbeats of its own it answers them, at most one
-/// in a second: both sides then know that the other one lives. Sessions of an itcConnector send one in a minute.
+/// values. A session does not hand empty packets to the host. Without heartbeats of its own it answers them, at most
+/// one in a second: both sides then know that the other one lives. Sessions of an itcConnector send one in a minute.
 ///
 /// A peer that does not use sessions sees a packet without values. Towards a peer of this kind switch the heartbeats
 /// off: `setHeartbeat(std::chrono::seconds(0))`.
@@ -81,7 +82,8 @@ struct itcSessionCounters {
 /// this process. The descriptor is marked close-on-exec: a program that this process starts must not hold the
 /// connection.
 /// \par Ownership
-/// The session owns its connection. Functions are destroyed with the session, or after its end.
+/// The session owns its connection. Functions are destroyed with the session, or after its end. A host that keeps link,
+/// timer, post or session as members declares them behind the members that their functions use.
 /// \par Threads
 /// The dispatching thread only. Other threads use itcPost.
 /// \par Errors
@@ -143,7 +145,8 @@ public:
     itcSession& setPacketTimeout(Duration longest);    ///< From the first byte of a packet to its last.
     itcSession& setSendTimeout(Duration longest); ///< While packets wait: since the peer has taken the latest byte.
     itcSession& setHeartbeat(Duration interval);  ///< 0, as at first: no heartbeats.
-    /// \param highWater bytes that may wait, heads included. A packet beyond is handled as `whenFull` says. A packet that
+    /// \param highWater bytes that may wait, heads included. A packet beyond is handled as `whenFull` says. A packet
+    /// that
     ///                  alone is longer is refused always.
     /// \param lowWater  the queue has room again when no more bytes than this wait.
     /// \param whenFull  what happens to packets beyond.

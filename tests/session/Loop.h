@@ -15,8 +15,8 @@
 
 /// The tests of sessions run a dispatcher of their own, which is the singleton while the test runs.
 ///
-/// With KIV_TEST_CHECKED in the environment it is the one that tells misuse. Every line that it prints is then a failure,
-/// except in a test that misuses something by intent.
+/// With KIV_TEST_CHECKED in the environment it is the one that tells misuse. Every line that it prints is then a
+/// failure, except in a test that misuses something by intent.
 class Loop : public testing::Test {
 protected:
     Loop() : made(makeDispatcher()), dispatcher(*made) { itcDispatcher::instance(&dispatcher); }

@@ -70,7 +70,7 @@ TEST_F(AServerThatRestarts, IsFoundAgainAThousandTimes)
     EXPECT_EQ(ends[itcClosed::peerLeft] + ends[itcClosed::systemError], restarts);
     EXPECT_THAT(failures, Each(Key(ECONNREFUSED)));
     EXPECT_EQ(openDescriptors(), descriptors);
-    // A session that ends, a pause, a connect, an accept, a packet: each leads to a few waits. A storm of timers leads to
-    // hundreds.
+    // A session that ends, a pause, a connect, an accept, a packet: each leads to a few waits. A storm of timers leads
+    // to hundreds.
     EXPECT_LT(OsFaults::select().calls() - waits, restarts * 40);
 }

@@ -170,6 +170,7 @@ TEST_F(ASessionThatEnds, TellsWhyItNeverBegan)
 
 TEST_F(ASessionThatEnds, TellsThatTheDispatcherCannotServeItsDescriptor)
 {
+    misusesByIntent();
     const int high = ::fcntl(peer.get(), F_DUPFD, 1024);
     if (high < 0)
         GTEST_SKIP() << "the process may not have so many descriptors";

@@ -233,8 +233,18 @@ TEST_F(APost, LetsAnExceptionLeaveTheCycle)
 {
     ASSERT_TRUE(post.post([] { throw std::runtime_error("the host's"); }));
     EXPECT_THROW(dispatcher.dispatch(0.0), std::runtime_error);
-    EXPECT_EQ(dispatcher.dispatch(0.0), 1) << "the loop looks once more";
     EXPECT_EQ(dispatcher.dispatch(0.0), 0);
+}
+
+TEST_F(APost, KeepsTheOrderInACycleInsideOfAFunction)
+{
+    ASSERT_TRUE(post.post([this] {
+        EXPECT_TRUE(postStep(3));
+        dispatcher.dispatch(0.0);
+    }));
+    ASSERT_TRUE(postStep(2));
+    runCycles();
+    EXPECT_THAT(steps, ElementsAre(2, 3));
 }
 
 TEST_F(APost, RunsTheFunctionsBehindAnExceptionInTheNextCycle)

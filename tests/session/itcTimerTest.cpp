@@ -471,7 +471,7 @@ TEST_F(ATimer, RunsOnWhenItIsMovedByAssignment)
     first.startOnce(1ms);
     itcTimer second([] {});
     second = std::move(first);
-    EXPECT_FALSE(first.isRunning());
+    EXPECT_FALSE(first.isRunning()); // NOLINT(bugprone-use-after-move): meant
     EXPECT_TRUE(second.isRunning());
     EXPECT_TRUE(runUntil([&] { return calls == 1; }));
 }
@@ -501,7 +501,7 @@ TEST_F(ATimer, DoesNothingAfterItWasMovedAway)
 {
     itcTimer timer([this] { calls += 1; });
     const itcTimer taken(std::move(timer));
-    timer.startOnce(0ms);
+    timer.startOnce(0ms); // NOLINT(bugprone-use-after-move): meant
     timer.startEvery(1ms);
     timer.restart();
     timer.stop();

@@ -1,5 +1,6 @@
 // The lock belongs to the open file, not to its name. The holder removes the name before it lets go. Whoever has locked
-// a file looks therefore whether the name still leads to it: if not, the file is an old one, and the name is tried again.
+// a file looks therefore whether the name still leads to it: if not, the file is an old one, and the name is tried
+// again.
 #include <kiv/session/detail/LockFile.h>
 
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-// The thread is detached: a resolver that hangs cannot be stopped, and nobody must wait for it. The thread owns all that
-// it uses.
+// The thread is detached: a resolver that hangs cannot be stopped, and nobody must wait for it. The thread owns all
+// that it uses.
 #include <kiv/session/detail/Lookup.h>
 
 #include <kiv/foundation/OS.h>

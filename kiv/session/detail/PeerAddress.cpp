@@ -1,5 +1,5 @@
-// IPv6 addresses stand in brackets, because a colon is in front of the port. IPv4 peers of an IPv6 listener are shown as
-// IPv4: the mapped form says the same in a longer way.
+// IPv6 addresses stand in brackets, because a colon is in front of the port. IPv4 peers of an IPv6 listener are shown
+// as IPv4: the mapped form says the same in a longer way.
 #include <kiv/session/detail/PeerAddress.h>
 
 #include <kiv/address/itcInetAddress.h>

@@ -90,8 +90,11 @@ void SessionCore::callHost(const Function& function, Arguments&&... arguments)
         explicit Depth(SessionCore& caller) : core(caller) { ++core.callDepth; }
         ~Depth() // also when the function throws
         {
-            if (--core.callDepth == 0)
-                core.linkReading();
+            if (--core.callDepth != 0)
+                return;
+            core.linkReading();
+            if (core.state == State::ending) // the alarm of the end may have come while the function ran
+                core.armAlarmNow();
         }
     };
     const Depth depth(*this);
@@ -335,15 +338,18 @@ void SessionCore::tellRoom()
 
 // ---- Ending
 
+// A peer that has closed may still take what waits, until the same time.
 void SessionCore::finish(Duration longest)
 {
-    if (state != State::open)
+    if (isFinishing || (state != State::open && state != State::peerHasLeft))
         return;
-    state = State::finishing;
     isFinishing = true;
     finishBy = Clock::now() + std::clamp(longest, Duration::zero(), longestLimit);
-    if (queue.isEmpty())
-        shutDown();
+    if (state == State::open) {
+        state = State::finishing;
+        if (queue.isEmpty())
+            shutDown();
+    }
     armAlarm();
 }
 
@@ -408,7 +414,7 @@ SessionCore::Clock::time_point SessionCore::dueOf(Deadline deadline) const
     };
     switch (deadline) {
     case Deadline::finish:
-        return state == State::finishing ? finishBy : never;
+        return isFinishing ? finishBy : never;
     case Deadline::idle:
         return state == State::open && !isPaused ? after(lastHeard, idleTimeout) : never;
     case Deadline::packet:

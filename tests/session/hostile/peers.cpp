@@ -55,7 +55,7 @@ bool goesOn() { return Clock::now() < endOfAttack; }
 std::string frame(const std::string& data, std::uint32_t announced)
 {
     const std::uint32_t length = htonl(announced);
-    std::string bytes("QVR", 4); // the magic, with its zero
+    std::string bytes = {'Q', 'V', 'R', '\0'}; // the magic
     bytes.append(reinterpret_cast<const char*>(&length), sizeof length);
     return bytes + data;
 }
@@ -93,7 +93,8 @@ public:
         sockaddr_in own = {};
         own.sin_family = AF_INET;
         own.sin_addr.s_addr = htonl(0x7F000100U + static_cast<unsigned>(way));
-        bind(fd, reinterpret_cast<sockaddr*>(&own), sizeof own);
+        if (bind(fd, reinterpret_cast<sockaddr*>(&own), sizeof own) != 0)
+            fail("a peer cannot have its address");
         sockaddr_in server = {};
         server.sin_family = AF_INET;
         server.sin_port = htons(static_cast<std::uint16_t>(serverPort));
