@@ -108,7 +108,6 @@ public:
     }
     void end()
     {
-        hasEnded = true;
         stopListening();
         sessions.clear();
     }
@@ -236,11 +235,12 @@ private:
         const auto session = makeSession(std::move(peer));
         if (session == sessions.end() || serve == nullptr)
             return;
+        const itcSession::Handle handle = session->handle(); // the session may end inside the function
         try {
             serve(*session);
         } catch (...) { // the exception is the host's; a session that was not set up must not stay
-            if (!hasEnded)
-                session->close();
+            if (itcSession* const made = handle.get())
+                made->close();
             throw;
         }
     }
@@ -274,7 +274,6 @@ private:
     std::unique_ptr<itcConnection> listener;
     itcLink link;
     itcTimer timer;
-    bool hasEnded = false;
     bool isResting = false; ///< The host was told, and no client was accepted since.
     unsigned acceptedInWindow = 0;
     int latestDescriptor = -1; ///< Of the client that was accepted last.

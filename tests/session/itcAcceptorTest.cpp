@@ -462,6 +462,23 @@ TEST_F(AnAcceptor, ClosesASessionWhoseServeThrows)
     EXPECT_TRUE(acceptor->isListening());
 }
 
+TEST_F(AnAcceptor, BearsAServeThatThrowsBehindTheEndOfItsSession)
+{
+    acceptor = std::make_unique<itcAcceptor>(
+        itcInetAddress("127.0.0.1", 0),
+        [&](itcSession& one) {
+            one.close();
+            EXPECT_TRUE(runUntil([&] { return acceptor->sessions() == 0; }));
+            runCycles();
+            throw std::runtime_error("the host's own");
+        },
+        dispatcher);
+    const Peer client(connectedSocket(socketAddress("127.0.0.1", static_cast<uint16_t>(acceptor->port()))));
+    EXPECT_THROW((void)runUntil([] { return false; }), std::runtime_error);
+    runCycles();
+    EXPECT_TRUE(acceptor->isListening());
+}
+
 TEST_F(AnAcceptor, RefusesAPathThatALivingAcceptorServes)
 {
     const itcAcceptor second(
