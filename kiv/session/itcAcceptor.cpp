@@ -19,6 +19,7 @@
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcTimer.h>
 
+#include <algorithm>
 #include <fcntl.h>
 
 #include <cerrno>
@@ -368,7 +369,15 @@ const itcStatus& itcAcceptor::status() const
 
 int itcAcceptor::port() const { return core != nullptr ? core->port() : 0; }
 
-std::size_t itcAcceptor::sessions() const { return core != nullptr ? core->sessions.size() : 0; }
+// The end of a session is told in the next cycle. Until then the list still has the session.
+std::size_t itcAcceptor::sessions() const
+{
+    if (core == nullptr)
+        return 0;
+    return static_cast<std::size_t>(
+        std::count_if(core->sessions.begin(), core->sessions.end(),
+                      [](const itcSession& session) { return session.handle().get() != nullptr; }));
+}
 
 // By handles: the function may run a cycle, in which sessions end.
 void itcAcceptor::forEach(const std::function<void(itcSession&)>& function)

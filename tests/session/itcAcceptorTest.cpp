@@ -247,6 +247,14 @@ TEST_F(AnAcceptor, CallsAFunctionForEachOpenSession)
     acceptor->forEach([&](itcSession&) { ADD_FAILURE() << "no session is open"; });
 }
 
+TEST_F(AnAcceptor, CountsOnlySessionsThatHaveNotEnded)
+{
+    const Peer client = connect();
+    ASSERT_TRUE(runUntilServed(1));
+    acceptor->forEach([](itcSession& one) { one.close(); });
+    EXPECT_EQ(acceptor->sessions(), 0u);
+}
+
 TEST_F(AnAcceptor, MayEndSessionsInACycleOfTheFunctionForEach)
 {
     std::vector<Peer> clients;
