@@ -82,6 +82,14 @@ public:
         return values;
     }
 
+    /// Makes room for the arguments of so many calls. The memory of the harness must not fail when a test lets the
+    /// library's memory fail. clear() keeps the room.
+    void reserve(std::size_t count)
+    {
+        std::lock_guard lock(mutex);
+        history.reserve(count);
+    }
+
     void clear()
     {
         std::lock_guard lock(mutex);
