@@ -174,7 +174,6 @@ TEST_F(ASessionThatEnds, TellsThatTheDispatcherCannotServeItsDescriptor)
     const int high = ::fcntl(peer.get(), F_DUPFD, 1024);
     if (high < 0)
         GTEST_SKIP() << "the process may not have so many descriptors";
-    misusesByIntent();
     itcSession beyond(connectionOver(high), dispatcher);
     std::vector<itcClosed> told;
     beyond.onClosed([&](const itcClosed& why) { told.push_back(why); });
