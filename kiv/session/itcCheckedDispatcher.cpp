@@ -22,7 +22,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <set>
 #include <typeinfo>
 #include <utility>
@@ -37,10 +39,16 @@ template <class Object> std::string classOf(const Object& object)
 {
     int failure = 0;
     const char* const mangled = typeid(object).name();
-    char* const name = abi::__cxa_demangle(mangled, nullptr, nullptr, &failure);
-    std::string result = failure == 0 ? name : mangled;
-    std::free(name);
-    return result;
+    const std::unique_ptr<char, void (*)(void*)> name(abi::__cxa_demangle(mangled, nullptr, nullptr, &failure),
+                                                      std::free);
+    return failure == 0 ? name.get() : mangled;
+}
+
+// What cannot be noted is not noticed.
+template <class Note> void withoutMemoryNothing(const Note& note)
+try {
+    note();
+} catch (const std::bad_alloc&) {
 }
 
 int socketOption(int fd, int option)
@@ -122,6 +130,14 @@ public:
         }
         return *standIn;
     }
+    /// \return null if there is no memory.
+    StandIn* standInOrNull(itcIOHandler& handler)
+    try {
+        return &standInOf(handler);
+    } catch (const std::bad_alloc&) {
+        standIns.erase(&handler); // there may be an entry without a stand-in
+        return nullptr;
+    }
     void forgetIfIdle(itcIOHandler* handler)
     {
         const auto found = standIns.find(handler);
@@ -141,8 +157,10 @@ public:
     }
     void tellDeadHandler(const StandIn& standIn)
     {
-        tell("a handler was deleted while a timer of it was running: class " + standIn.who +
-             ". Call stopTimer() in its destructor.");
+        withoutMemoryNothing([&] {
+            tell("a handler was deleted while a timer of it was running: class " + standIn.who +
+                 ". Call stopTimer() in its destructor.");
+        });
     }
 
     std::map<int, Watched> watched;
@@ -155,8 +173,10 @@ private:
     static void hearReport(KivError::ErrPrio, KivError::ErrType, KivError::KivErrorCode, const char* text1,
                            const char* text2, const char*)
     {
-        hearsReports->tell(std::string(text1 != nullptr ? text1 : "") + (text2 != nullptr ? ": " : "") +
-                           (text2 != nullptr ? text2 : ""));
+        withoutMemoryNothing([&] {
+            hearsReports->tell(std::string(text1 != nullptr ? text1 : "") + (text2 != nullptr ? ": " : "") +
+                               (text2 != nullptr ? text2 : ""));
+        });
     }
     static Checks* hearsReports;
 
@@ -196,14 +216,21 @@ void itcCheckedDispatcher::startTimer(long sec, long usec, itcIOHandler* h)
         itcDispatcher::startTimer(sec, usec, h);
         return;
     }
-    Checks::StandIn& standIn = checks->standInOf(*h);
+    Checks::StandIn* const made = checks->standInOrNull(*h);
+    if (made == nullptr) {
+        itcDispatcher::startTimer(sec, usec, h);
+        return;
+    }
+    Checks::StandIn& standIn = *made;
     if (sec < 0) {
         if (std::exchange(standIn.cycle, dispatchCount) != dispatchCount)
             standIn.startsForThePast = 0;
         standIn.startsForThePast += 1;
         if (standIn.startsForThePast == mostStartsForThePast)
-            checks->tell("a timer is started for the past again and again, and the cycle cannot end: class " +
-                         standIn.who + ". Start it with a delay of 0 or more.");
+            withoutMemoryNothing([&] {
+                checks->tell("a timer is started for the past again and again, and the cycle cannot end: class " +
+                             standIn.who + ". Start it with a delay of 0 or more.");
+            });
     }
     itcDispatcher::startTimer(sec, usec, &standIn);
     if (severity == Success)
@@ -223,12 +250,17 @@ void itcCheckedDispatcher::stopTimer(itcIOHandler* h)
 void itcCheckedDispatcher::attach(int fd, itcConnection* conn, char* clientData, itcDispatcherMask mask,
                                   itcIOHandler* h)
 {
+    itcDispatcher::attach(fd, conn, clientData, mask, h);
+    withoutMemoryNothing([&] { watch(fd, conn, h); });
+}
+
+void itcCheckedDispatcher::watch(int fd, itcConnection* conn, itcIOHandler* h)
+{
     const std::string who = (conn != nullptr ? "class " + classOf(*conn) + ", " : std::string()) +
                             (h != nullptr ? "handler of class " + classOf(*h) : std::string("no handler"));
     if (fd >= capacity)
         checks->tell("descriptor " + std::to_string(fd) + " is above the limit of " + std::to_string(capacity) +
                      " and cannot be linked: " + who + ". Accept fewer connections; see itcConnection::maxConns.");
-    itcDispatcher::attach(fd, conn, clientData, mask, h);
     if (fd >= 0 && fd < capacity) {
         Checks::Watched fresh;
         fresh.connection = conn;
@@ -252,8 +284,10 @@ bool itcCheckedDispatcher::isInUse(int fd) const
 
 int itcCheckedDispatcher::waitFor(FdMask& r, FdMask& w, FdMask& e, timeval* timeout)
 {
-    lookAtConnections();
-    lookAtTimers();
+    withoutMemoryNothing([this] {
+        lookAtConnections();
+        lookAtTimers();
+    });
     return itcDispatcher::waitFor(r, w, e, timeout);
 }
 

@@ -57,6 +57,7 @@ private:
     class KIV_HIDDEN Checks;
 
     KIV_HIDDEN bool isInUse(int fd) const;
+    KIV_HIDDEN void watch(int fd, itcConnection* conn, itcIOHandler* h);
     KIV_HIDDEN void lookAtConnections();
     KIV_HIDDEN void lookAtDescriptor(int fd);
     KIV_HIDDEN void lookAtTimers();

@@ -169,27 +169,37 @@ private:
         askResolver();
     }
 
-    // A lookup that still hangs is not joined by another one: its answer serves the present attempt.
+    // A lookup that still hangs is not joined by another one: its answer serves the present attempt. The token lives as
+    // long as an answer can come: a thread that finds no memory for its answer lets the token go.
     void askResolver()
     {
-        if (isAsking)
+        if (!asking.expired())
             return;
         if (!post.has_value())
             post.emplace(dispatcher);
         const bool canPost = post->status().severity == Success;
-        isAsking = canPost && lookUp(host, port, post->sender(), [weak = weak_from_this()](Addresses&& addresses) {
-                       if (const auto self = weak.lock())
-                           self->resolverHasAnswered(std::move(addresses));
-                   });
-        if (!isAsking) {
+        const auto token = canPost ? makeSharedOrNull<char>() : nullptr;
+        asking = token;
+        const auto answer = [token, weak = weak_from_this()](Addresses&& addresses) {
+            if (const auto self = weak.lock())
+                self->resolverHasAnswered(std::move(addresses));
+        };
+        if (token == nullptr || !askOnAnotherThread(answer)) {
+            asking.reset();
             post.reset();
             reason = systemErrorOf(canPost ? EAGAIN : EMFILE);
             attemptHasFailed();
         }
     }
+    template <class Answer> bool askOnAnotherThread(const Answer& answer)
+    try {
+        return lookUp(host, port, post->sender(), answer);
+    } catch (const std::bad_alloc&) { // while the answer becomes a function
+        return false;
+    }
     void resolverHasAnswered(Addresses&& addresses)
     {
-        isAsking = false;
+        asking.reset();
         if (step != Step::lookingUp)
             return;
         if (addresses.list.empty()) {
@@ -317,7 +327,7 @@ private:
     itcDispatcher& dispatcher;
     Step step = Step::pausing;
     std::optional<itcPost> post;
-    bool isAsking = false;                    ///< A thread asks the resolver.
+    std::weak_ptr<char> asking;               ///< While a thread asks the resolver.
     std::vector<sockaddr_storage> candidates; ///< The addresses of the name.
     std::size_t nextCandidate = 0;            ///< Not yet tried.
     std::unique_ptr<itcConnection> stream;    ///< While it connects.
