@@ -18,11 +18,11 @@ int main()
 {
     bool isOver = false;
     itcAcceptor acceptor(itcInetAddress(0), [&isOver](itcSession& peer) {
-        peer.setMaxPacketSize(64 * 1024)
+        peer.setMaxPacketSize(64'000)
             .setIdleTimeout(std::chrono::minutes(2))
             .setPacketTimeout(std::chrono::seconds(10))
             .setSendTimeout(std::chrono::seconds(10))
-            .setQueue(256 * 1024, 64 * 1024, itcSession::WhenFull::close);
+            .setQueue(256'000, 64'000, itcSession::WhenFull::close);
         const auto client = std::make_shared<Client>(); // lives as long as the two functions
         peer.onPacket([&peer, client](itcNDRReceive& packet) {
             if (client->name.empty())
@@ -41,7 +41,7 @@ int main()
     itcConnector connector("127.0.0.1", acceptor.port(), [](itcSession& server) {
         (void)server.send(std::string("cellar"));
         (void)server.send(21.5);
-        (void)server.send(std::string(70 * 1024, ' ')); // above the limit
+        (void)server.send(std::string(70'000, ' ')); // above the limit
     });
     while (!isOver)
         itcDispatcher::instance()->dispatch(1.0);

@@ -21,7 +21,7 @@ int main()
 {
     int next = 0;
     itcAcceptor acceptor(itcInetAddress(0), [&next](itcSession& peer) {
-        peer.setQueue(64 * 1024, 16 * 1024, itcSession::WhenFull::refuseNewest);
+        peer.setQueue(64'000, 16'000, itcSession::WhenFull::refuseNewest);
         peer.onRoom([&peer, &next] { sendBlocks(peer, next); });
         sendBlocks(peer, next);
     });

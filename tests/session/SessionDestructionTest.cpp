@@ -10,12 +10,11 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// A function of a session, and what makes the session call the function.
 struct HostFunction {
     const char* name;
-    void (*set)(itcSession& session, std::function<void()> body);
+    void (*set)(itcSession& session, const std::function<void()>& body);
     void (*provoke)(itcSession& session, Peer& peer, Throttle& socket);
 };
 
@@ -28,13 +27,17 @@ void beFull(itcSession& session, Peer&, Throttle&)
 
 const HostFunction hostFunctions[] = {
     {"OnPacket",
-     [](itcSession& session, std::function<void()> body) { session.onPacket([body](itcNDRReceive&) { body(); }); },
+     [](itcSession& session, const std::function<void()>& body) {
+         session.onPacket([body](itcNDRReceive&) { body(); });
+     },
      [](itcSession&, Peer& peer, Throttle&) { peer.send(frameOf(1) + frameOf(2)); }},
     {"OnClosed",
-     [](itcSession& session, std::function<void()> body) { session.onClosed([body](const itcClosed&) { body(); }); },
+     [](itcSession& session, const std::function<void()>& body) {
+         session.onClosed([body](const itcClosed&) { body(); });
+     },
      [](itcSession&, Peer& peer, Throttle&) { peer.close(); }},
-    {"OnFull", [](itcSession& session, std::function<void()> body) { session.onFull(std::move(body)); }, beFull},
-    {"OnRoom", [](itcSession& session, std::function<void()> body) { session.onRoom(std::move(body)); },
+    {"OnFull", [](itcSession& session, const std::function<void()>& body) { session.onFull(body); }, beFull},
+    {"OnRoom", [](itcSession& session, const std::function<void()>& body) { session.onRoom(body); },
      [](itcSession& session, Peer& peer, Throttle& socket) {
          beFull(session, peer, socket);
          socket.allow(1000);
