@@ -1,7 +1,6 @@
 // A server that ends in good order: what waits for the clients is sent, and the clients see a regular end.
 #include <kiv/companion.h>
 
-#include <csignal>
 #include <string>
 
 int main()
@@ -9,7 +8,7 @@ int main()
     itcAcceptor acceptor(itcInetAddress(0), [](itcSession& peer) { (void)peer.send(std::string("welcome")); });
     itcClosed seen{itcClosed::systemError, 0, {}};
     itcConnector connector("127.0.0.1", acceptor.port(), [&seen](itcSession& server) {
-        server.onPacket([](itcNDRReceive&) { std::raise(SIGTERM); }); // mostly the signal comes from outside
+        server.onPacket([](itcNDRReceive&) { itcStopRunning(); }); // a signal from outside does the same
         server.onClosed([&seen](const itcClosed& why) { seen = why; });
     });
 

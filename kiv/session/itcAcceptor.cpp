@@ -123,6 +123,8 @@ public:
                 acceptedInWindow += 1;
                 latestDescriptor = peer->ReadDescriptor();
                 handOut(std::unique_ptr<itcConnection>(peer));
+                if (isFull())
+                    break; // nobody waits, as far as is known: the next call tells
             } else if (listener->code == Itc_Tp_Would_Block) {
                 break;
             } else if (!concernsOneClient(listener->errorNumber)) {
@@ -174,11 +176,13 @@ private:
         stopListening();
     }
 
+    bool isFull() const { return mostSessions != 0 && sessions.size() >= mostSessions; }
     // The process-wide limit is asked first: at the limit an accept would close the listener.
     bool mayAccept()
     {
-        if (mostSessions != 0 && sessions.size() >= mostSessions) {
-            link.unlink();
+        if (isFull()) {
+            link.unlink(); // the end of a session links it again
+            tellRest({Itc_Tp_Max_Connections_Reached, Warning, 0});
             return false;
         }
         if (itcConnection::hasMaxConnCount()) {
@@ -219,6 +223,10 @@ private:
     {
         link.unlink();
         timer.startOnce(restTime);
+        tellRest(why);
+    }
+    void tellRest(const itcStatus& why)
+    {
         if (!std::exchange(isResting, true))
             onRest(itcStatus(why)); // a copy: the function may destroy the listener
     }

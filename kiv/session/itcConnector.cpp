@@ -25,6 +25,7 @@
 #include <kiv/session/itcTimer.h>
 
 #include <fcntl.h>
+#include <netdb.h>
 
 #include <cerrno>
 #include <new>
@@ -38,6 +39,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr int largestPort = 65535;
 constexpr auto lookupTimeout = std::chrono::seconds(30);
 constexpr auto usualHeartbeat = std::chrono::minutes(1);
 
@@ -157,6 +159,11 @@ private:
     {
         if (path.has_value()) {
             connectLocally();
+            return;
+        }
+        if (port < 0 || port > largestPort) { // the resolver would cut the number
+            reason = {itcClosed::unknownName, EAI_SERVICE, {Itc_Tp_Unknown_Peer, Error, EAI_SERVICE}};
+            attemptHasFailed();
             return;
         }
         Addresses numeric = addressesOfNumericHost(host, port);

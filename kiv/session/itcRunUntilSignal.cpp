@@ -4,11 +4,32 @@
 #include <kiv/session/itcSignals.h>
 
 #include <csignal>
+#include <utility>
+
+namespace {
+
+// The flag of the innermost loop; null while none runs.
+thread_local bool* toEndInnermost = nullptr;
+
+// Makes a flag the innermost one, until the loop ends.
+class Innermost {
+public:
+    explicit Innermost(bool& flag) : outer(std::exchange(toEndInnermost, &flag)) {}
+    ~Innermost() { toEndInnermost = outer; } // also when a function of the host throws
+    Innermost(const Innermost&) = delete;
+    Innermost& operator=(const Innermost&) = delete;
+
+private:
+    bool* const outer;
+};
+
+} // namespace
 
 int itcRunUntilSignal(itcDispatcher& dispatcher)
 {
     constexpr double longestWait = 3600.0; // seconds
     bool isToEnd = false;
+    const Innermost innermost(isToEnd);
     itcSignals::ignorePipe();
     const itcSignals signals(
         {SIGINT, SIGTERM}, [&](int) { isToEnd = true; }, dispatcher);
@@ -19,4 +40,10 @@ int itcRunUntilSignal(itcDispatcher& dispatcher)
     while (!isToEnd)
         dispatcher.dispatch(longestWait);
     return 0;
+}
+
+void itcStopRunning()
+{
+    if (toEndInnermost != nullptr)
+        *toEndInnermost = true;
 }

@@ -5,11 +5,16 @@
 #include <kiv/dispatcher/itcDispatcher.h>
 #include <kiv/foundation/export.h>
 
-/// Ignores SIGPIPE, then calls dispatch() again and again until SIGINT or SIGTERM comes. A host that wants to end the
-/// loop from inside calls `std::raise(SIGTERM)`.
+/// Ignores SIGPIPE, then calls dispatch() again and again until SIGINT or SIGTERM comes, or until itcStopRunning() is
+/// called.
 ///
 /// The actions of SIGINT and SIGTERM are set back afterwards. SIGPIPE stays ignored.
 /// \param dispatcher the dispatcher, or the singleton.
-/// \return 0: a signal has ended the loop.
+/// \return 0: a signal or itcStopRunning() has ended the loop.
 ///         1: the signals could not be watched; the reason is in the status of the dispatcher.
 [[nodiscard]] KIV_EXPORT int itcRunUntilSignal(itcDispatcher& dispatcher = *itcDispatcher::instance());
+
+/// Ends itcRunUntilSignal() behind the present cycle. To be called on the dispatching thread, by functions that the
+/// loop calls; other threads post it (itcPost). Of loops inside of one another the innermost ends. Where no loop runs
+/// nothing happens.
+KIV_EXPORT void itcStopRunning();

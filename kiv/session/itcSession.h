@@ -97,7 +97,7 @@ public:
     class KIV_EXPORT Handle {
     public:
         Handle() = default; ///< No session.
-        /// \return the session; null when it has ended or was destroyed.
+        /// \return the session, also one that finishes; null when it has ended or was destroyed.
         itcSession* get() const;
 
     private:
@@ -140,11 +140,12 @@ public:
     /// \name Limits
     /// \return this session.
     /// \{
-    itcSession& setMaxPacketSize(std::uint32_t bytes); ///< Of a received packet, without its head of 8 bytes.
-    itcSession& setIdleTimeout(Duration longest);      ///< Since the latest byte of the peer.
-    itcSession& setPacketTimeout(Duration longest);    ///< From the first byte of a packet to its last.
-    itcSession& setSendTimeout(Duration longest); ///< While packets wait: since the peer has taken the latest byte.
-    itcSession& setHeartbeat(Duration interval);  ///< 0, as at first: no heartbeats.
+    /// Bytes of a received packet, the label of 2 bytes included, its head of 8 bytes not.
+    itcSession& setMaxPacketSize(std::uint32_t bytes);
+    itcSession& setIdleTimeout(Duration longest);   ///< Since the latest byte of the peer.
+    itcSession& setPacketTimeout(Duration longest); ///< From the first byte of a packet to its last.
+    itcSession& setSendTimeout(Duration longest);   ///< While packets wait: since the peer has taken the latest byte.
+    itcSession& setHeartbeat(Duration interval);    ///< 0, as at first: no heartbeats.
     /// \param highWater bytes that may wait, heads included. A packet beyond is handled as `whenFull` says. A packet
     /// that
     ///                  alone is longer is refused always.
@@ -155,7 +156,7 @@ public:
 
     /// Takes values from a packet, one after the other. If one is not there, or is not what was sent, the session ends
     /// with itcClosed::badPacket after the function of onPacket() has returned. A text that was cut to fit its array
-    /// (itcText) is no failure.
+    /// (itcText) is no failure. Values that the packet has behind these are no failure either.
     /// \return true: all values are taken.
     template <class... Values> [[nodiscard]] bool take(itcNDRReceive& packet, Values&&... values)
     {
@@ -183,9 +184,10 @@ public:
     /// \return as send(); false, (`Itc_Ndr_No_Buffer_Provided`, Error): the packet is empty.
     [[nodiscard]] bool sendPacket(itcNDRSend& packet);
 
-    /// Ends in good order: accepts no further packets to send, sends what waits, shuts the sending direction down, and
-    /// waits for the peer to close. Packets that arrive meanwhile are handed to the host. The session ends with
-    /// itcClosed::closedByUs; with itcClosed::stuck if packets still wait when `longest` is over.
+    /// Ends in good order: accepts no further packets to send, reads again if the reading was paused, sends what waits,
+    /// shuts the sending direction down, and waits for the peer to close. Packets that arrive meanwhile are handed to
+    /// the host. The session ends with itcClosed::closedByUs; with itcClosed::stuck if packets still wait when
+    /// `longest` is over.
     void finish(Duration longest = std::chrono::seconds(5));
     /// Ends at once. Packets that wait are lost. The next cycle calls the function of onClosed().
     void close();

@@ -55,7 +55,7 @@ protected:
         neighbour = std::make_unique<itcSession>(connectionOver(sockets.near), dispatcher);
         neighbour->onPacket([this](itcNDRReceive&) { neighbourPackets += 1; });
     }
-    void set(std::function<void()> body) { GetParam().set(session(), std::move(body)); }
+    void set(const std::function<void()>& body) { GetParam().set(session(), body); }
     void provoke() { GetParam().provoke(session(), peer, socket); }
 
     Throttle socket{0};

@@ -75,6 +75,28 @@ TEST_P(AnEnd, ByFinishHandsOverWhatArrivesMeanwhile)
     EXPECT_THAT(numbers, ElementsAre(1, 2));
 }
 
+TEST_P(AnEnd, ByFinishReadsAgainAfterAPause)
+{
+    session().pauseReading();
+    session().finish();
+    peer.send(frameOf(1));
+    peer.close();
+    expectEnd(itcClosed::closedByUs);
+    EXPECT_THAT(numbers, ElementsAre(1));
+}
+
+// A peer that reads a little now and then must not hold the end up.
+TEST_F(ASessionThatEnds, IsStuckWhenThePeerHasClosedAndDoesNotReadInTime)
+{
+    Throttle socket(0);
+    ASSERT_TRUE(session().send(1));
+    peer.shutDown();
+    runCycles();
+    EXPECT_TRUE(ends.empty());
+    session().finish(10ms);
+    expectEnd(itcClosed::stuck);
+}
+
 TEST_F(ASessionThatEnds, KnowsTheAddressOfItsPeerAfterItsEnd)
 {
     EXPECT_EQ(session().peerAddress(), "local");

@@ -300,6 +300,15 @@ TEST_P(AConnectorTo, ClosesASessionWhoseFunctionThrows)
     EXPECT_THAT(ends, ElementsAre(itcClosed::closedByUs));
 }
 
+TEST_F(AConnector, RefusesANumberThatIsNoPort)
+{
+    connectTo("127.0.0.1", 65536 + serverPort());
+    ASSERT_TRUE(runUntilFailed(1));
+    EXPECT_EQ(failures[0].reason, itcClosed::unknownName);
+    EXPECT_EQ(failures[0].errorNumber, EAI_SERVICE);
+    EXPECT_EQ(sessions, 0);
+}
+
 TEST_F(AConnector, TellsThatItIsRefused)
 {
     connectTo("127.0.0.1", deadPort());

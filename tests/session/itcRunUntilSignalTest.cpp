@@ -55,6 +55,45 @@ TEST_F(RunUntilSignal, RunsManyCyclesBefore)
     EXPECT_EQ(calls, 5);
 }
 
+TEST_F(RunUntilSignal, EndsWhenAFunctionStopsIt)
+{
+    int calls = 0;
+    itcTimer timer([&] {
+        calls += 1;
+        itcStopRunning();
+        itcStopRunning(); // twice is once
+    });
+    timer.startEvery(std::chrono::milliseconds(1));
+    EXPECT_EQ(itcRunUntilSignal(), 0);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(RunUntilSignal, StopsTheInnermostLoopOnly)
+{
+    int innerResult = -1;
+    bool outerGoesOn = false;
+    itcTimer behind([&] {
+        outerGoesOn = true;
+        itcStopRunning();
+    });
+    itcTimer timer([&] {
+        itcTimer inner([] { itcStopRunning(); });
+        inner.startOnce(std::chrono::milliseconds(1));
+        innerResult = itcRunUntilSignal();
+        behind.startOnce(std::chrono::milliseconds(1));
+    });
+    timer.startOnce(std::chrono::milliseconds(1));
+    EXPECT_EQ(itcRunUntilSignal(), 0);
+    EXPECT_EQ(innerResult, 0);
+    EXPECT_TRUE(outerGoesOn);
+}
+
+TEST_F(RunUntilSignal, NeedNotRunToBeStopped)
+{
+    itcStopRunning();
+    EXPECT_EQ(runWith(SIGTERM), 0);
+}
+
 TEST_F(RunUntilSignal, CanBeRunAgain)
 {
     EXPECT_EQ(runWith(SIGTERM), 0);

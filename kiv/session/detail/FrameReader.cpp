@@ -29,7 +29,10 @@ bool FrameReader::isInsideFrame() const
 
 itcClosed FrameReader::failure() const
 {
-    const auto because = [this](itcClosed::Reason reason, int error = 0) { return itcClosed{reason, error, *this}; };
+    // The number in the status is that of a failed call. Where no call has failed it is left from an earlier one.
+    const auto because = [this](itcClosed::Reason reason, int error = 0) {
+        return itcClosed{reason, error, {code, severity, error}};
+    };
     switch (code) {
     case Itc_Ndr_Magic_Error:
         return because(itcClosed::notOurProtocol);

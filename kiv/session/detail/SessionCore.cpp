@@ -190,7 +190,7 @@ bool SessionCore::accept(const itcNDRReceive& packet)
     const bool isCut = packet.code == Itc_Ndr_Buffer_Size_Too_Small && packet.severity == Warning;
     const bool isTaken = packet.severity == Success || isCut;
     if (!isTaken)
-        end({itcClosed::badPacket, 0, packet});
+        end({itcClosed::badPacket, 0, {packet.code, packet.severity, 0}}); // no system call has failed
     return isTaken;
 }
 
@@ -347,6 +347,7 @@ void SessionCore::finish(Duration longest)
     finishBy = Clock::now() + std::clamp(longest, Duration::zero(), longestLimit);
     if (state == State::open) {
         state = State::finishing;
+        resumeReading(); // the end of the peer must be seen
         if (queue.isEmpty())
             shutDown();
     }

@@ -1,7 +1,6 @@
 // A host of the installed companion. The host sends a described record through a session to itself.
 #include <kiv/companion.h>
 
-#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -22,7 +21,7 @@ int main()
     itcAcceptor acceptor(itcInetAddress(itcInetAddress::Localhost, 0), [&](itcSession& peer) {
         peer.onPacket([&](itcNDRReceive& packet) {
             if (peer.take(packet, received))
-                std::raise(SIGTERM);
+                itcStopRunning();
         });
     });
     const itcConnector connector(itcInetAddress::Localhost, acceptor.port(),
