@@ -1,10 +1,10 @@
 // Attacks the server in every way that a stranger can, while one good client asks it for answers.
 //
-// usage: hostile_peers SECONDS LARGEST_GAP_MS SERVER [ARGUMENT...]
+// usage: hostile_peers SECONDS LARGEST_GAP_MS LARGEST_GROWTH_KIB SERVER [ARGUMENT...]
 //
 // Each way of attack comes from an address of its own, 127.0.1.N: the server's lines then tell which reason each way was
 // given. The program fails if a reason is wrong, if a session is missing, if the good client waits for an answer longer
-// than it may, if the memory of the server has grown by more than 5 MiB, if descriptors are left, or if the idle server
+// than it may, if the memory of the server has grown by more than it may, if descriptors are left, or if the idle server
 // uses more than 5 % of a processor.
 #include <kiv/session/itcClosed.h>
 
@@ -440,14 +440,15 @@ void attackUntilTheEnd(std::size_t way, int& made)
 
 int main(int argc, char** argv)
 {
-    if (argc < 4)
+    if (argc < 5)
         return 2;
     const double seconds = std::atof(argv[1]);
     const double largestGapMs = std::atof(argv[2]);
+    const long largestGrowthKib = std::atol(argv[3]);
     rlimit files = {};
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = files.rlim_max;
-    Server server(argv + 3);
+    Server server(argv + 4);
     setrlimit(RLIMIT_NOFILE, &files);
 
     std::sscanf(server.line("listening").c_str(), "listening %d", &serverPort);
@@ -492,7 +493,7 @@ int main(int argc, char** argv)
     std::printf("1,000 connects at once: accepted, and closed again, within %.2f s\n", storm.count());
     if (figures.largestGapMs > largestGapMs)
         fail("the good client has waited too long");
-    if (memoryAfter - memoryBefore > 5 * 1024)
+    if (memoryAfter - memoryBefore > largestGrowthKib)
         fail("the memory of the server has grown");
     if (idleCpu > 0.05)
         fail("the idle server uses the processor");
