@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <iterator>
@@ -38,7 +39,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int usualBacklog = 1024;
 constexpr int mostAcceptsPerCall = 64; // a storm of clients must not keep the sessions waiting
 constexpr auto restTime = std::chrono::milliseconds(200);
-constexpr int nearTheLimit = 900; // of select(): from this descriptor on the next number is looked at first
 constexpr auto rateWindow = std::chrono::seconds(1);
 
 // The client has gone before it was accepted, or the network has failed for this one alone.
@@ -46,6 +46,13 @@ bool concernsOneClient(int error)
 {
     return error == ECONNABORTED || error == EPROTO || error == ENETDOWN || error == EHOSTUNREACH ||
            error == ENETUNREACH || error == EPERM;
+}
+
+// Something lies at the path that is no socket.
+bool isOtherFile(const char* path)
+{
+    struct stat file = {};
+    return lstat(path, &file) == 0 && !S_ISSOCK(file.st_mode);
 }
 
 } // namespace
@@ -82,6 +89,10 @@ public:
             fail({Itc_Tp_Bind_Call_Failed, Error, error});
             return;
         }
+        if (isOtherFile(address.pathname())) { // the endpoint would remove it
+            fail({Itc_Tp_Bind_Call_Failed, Error, EEXIST});
+            return;
+        }
         auto stream = std::make_unique<itcUnixSockStream>();
         const bool listens = stream->CreateEndpoint(address);
         const itcStatus why = *stream;
@@ -105,7 +116,10 @@ public:
     {
         timer.stop();
         link.unlink();
+        if (lock.isOfAnotherProcess()) // a child of fork(): the path is the parent's
+            static_cast<void>(listener.release());
         listener.reset();
+        lock.unlock(); // behind the listener: the path is free now
     }
     void end()
     {
@@ -121,7 +135,6 @@ public:
             if (listener->AcceptConnection(&peer, nullptr, nullptr) == 1) {
                 isResting = false;
                 acceptedInWindow += 1;
-                latestDescriptor = peer->ReadDescriptor();
                 handOut(std::unique_ptr<itcConnection>(peer));
                 if (isFull())
                     break; // nobody waits, as far as is known: the next call tells
@@ -161,8 +174,8 @@ private:
     void start()
     {
         OS_fcntl(listener->ReadDescriptor(), F_SETFD, FD_CLOEXEC);
-        raiseBacklog(usualBacklog);
-        if (!listener->SetOption(itcConnection::ItcNonBlocking)) {
+        if (OS_listen(listener->ReadDescriptor(), usualBacklog) != 0 ||
+            !listener->SetOption(itcConnection::ItcNonBlocking)) {
             fail({Itc_Tp_Listen_Call_Failed, Error, OS_getLastError()});
             return;
         }
@@ -189,7 +202,7 @@ private:
             rest({Itc_Tp_Max_Connections_Reached, Warning, 0});
             return false;
         }
-        if (latestDescriptor >= nearTheLimit && !canLinkNext()) {
+        if (!canLinkNext()) {
             rest({Itc_Dp_Invalid_File_Descriptor, Warning, 0});
             return false;
         }
@@ -215,15 +228,20 @@ private:
         }
         if (mostPerSecond == 0 || acceptedInWindow < mostPerSecond)
             return true;
-        link.unlink();
-        timer.startOnce(windowBegan + rateWindow - now);
+        unlinkFor(windowBegan + rateWindow - now);
         return false;
     }
     void rest(const itcStatus& why)
     {
-        link.unlink();
-        timer.startOnce(restTime);
+        unlinkFor(restTime);
         tellRest(why);
+    }
+    // Without memory for the timer the listener stays linked: a loop that spins is better than a server that has ended.
+    void unlinkFor(itcTimer::Duration time)
+    {
+        timer.startOnce(time);
+        if (timer.isRunning())
+            link.unlink();
     }
     void tellRest(const itcStatus& why)
     {
@@ -270,7 +288,9 @@ private:
     // A place is free now, and a descriptor.
     void forget(std::list<itcSession>::iterator session)
     {
-        sessions.erase(session);
+        const auto self = shared_from_this(); // the functions of the session may own the acceptor, and die with it
+        std::list<itcSession> gone;
+        gone.splice(gone.begin(), sessions, session);
         const bool isRated = timer.isRunning() && !isResting;
         if (!isRated)
             resume();
@@ -279,13 +299,12 @@ private:
     const Serve serve;
     const TakeOver takeOver;
     itcDispatcher& dispatcher;
-    LockFile lock; ///< Given back behind the listener: the path is free then.
+    LockFile lock; ///< Of a local path.
     std::unique_ptr<itcConnection> listener;
     itcLink link;
     itcTimer timer;
     bool isResting = false; ///< The host was told, and no client was accepted since.
     unsigned acceptedInWindow = 0;
-    int latestDescriptor = -1; ///< Of the client that was accepted last.
     Clock::time_point windowBegan;
 };
 

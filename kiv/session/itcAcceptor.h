@@ -36,7 +36,9 @@ class itcConnection;
 /// - TCP_NODELAY is set: packets are whole, nothing is worth waiting for.
 /// - A local path is guarded by a lock file beside it, "<path>.lock", which only the same user can open. A second
 ///   process cannot take over the path of a living one: its status is (`Itc_Tp_Bind_Call_Failed`, Error) with
-///   EADDRINUSE. The file of a dead one is replaced. Both files are removed at the end.
+///   EADDRINUSE. The file of a dead one is replaced. Both files are removed when it stops listening. A child of fork()
+///   leaves them to its parent. What lies at the path and is no socket is not replaced (EEXIST). A living server that
+///   does not use an acceptor is not noticed: give each server a path of its own.
 ///
 /// \par Ownership
 /// The acceptor owns the listener and the sessions. A session lives until its onClosed() function has returned, or

@@ -222,7 +222,7 @@ void itcCheckedDispatcher::startTimer(long sec, long usec, itcIOHandler* h)
         return;
     }
     Checks::StandIn& standIn = *made;
-    if (sec < 0) {
+    if (static_cast<double>(sec) + static_cast<double>(usec) / 1e6 < 0) {
         if (std::exchange(standIn.cycle, dispatchCount) != dispatchCount)
             standIn.startsForThePast = 0;
         standIn.startsForThePast += 1;

@@ -31,6 +31,8 @@
 ///
 /// Each line names the class of the handler and the descriptor. A line that was told is not told again.
 ///
+/// Blocking mode and SIGPIPE are looked at once, in the first wait of a descriptor.
+///
 /// It asks the system about every linked descriptor in every cycle: do not use it where speed matters. It looks at the
 /// first word of an object to see whether the object lives. A dead object whose memory was used again for an object of
 /// the same class is not noticed. The same holds for an object of itcConnection itself, without a deriving class, that

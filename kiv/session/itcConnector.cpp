@@ -69,6 +69,8 @@ itcClosed systemErrorOf(int error)
     return {itcClosed::systemError, error, {Itc_Tp_Connect_Call_Failed, Error, error}};
 }
 
+itcClosed unknownNameOf(int error) { return {itcClosed::unknownName, error, {Itc_Tp_Unknown_Peer, Error, error}}; }
+
 } // namespace
 
 class itcConnector::Core : public itcIOHandler, public std::enable_shared_from_this<Core> {
@@ -162,7 +164,7 @@ private:
             return;
         }
         if (port < 0 || port > largestPort) { // the resolver would cut the number
-            reason = {itcClosed::unknownName, EAI_SERVICE, {Itc_Tp_Unknown_Peer, Error, EAI_SERVICE}};
+            reason = unknownNameOf(EAI_SERVICE);
             attemptHasFailed();
             return;
         }
@@ -184,7 +186,8 @@ private:
             return;
         if (!post.has_value())
             post.emplace(dispatcher);
-        const bool canPost = post->status().severity == Success;
+        const itcStatus postStatus = post->status();
+        const bool canPost = postStatus.severity == Success;
         const auto token = canPost ? makeSharedOrNull<char>() : nullptr;
         asking = token;
         const auto answer = [token, weak = weak_from_this()](Addresses&& addresses) {
@@ -194,7 +197,7 @@ private:
         if (token == nullptr || !askOnAnotherThread(answer)) {
             asking.reset();
             post.reset();
-            reason = systemErrorOf(canPost ? EAGAIN : EMFILE);
+            reason = canPost ? systemErrorOf(EAGAIN) : itcClosed{itcClosed::connectionLimit, 0, postStatus};
             attemptHasFailed();
         }
     }
@@ -210,7 +213,7 @@ private:
         if (step != Step::lookingUp)
             return;
         if (addresses.list.empty()) {
-            reason = {itcClosed::unknownName, addresses.error, {Itc_Tp_Unknown_Peer, Error, addresses.error}};
+            reason = addresses.systemError != 0 ? systemErrorOf(addresses.systemError) : unknownNameOf(addresses.error);
             attemptHasFailed();
         } else {
             beginConnecting(std::move(addresses));
@@ -319,6 +322,7 @@ private:
     // A server that accepts and closes at once must not be asked again and again without a pause.
     void sessionHasEnded()
     {
+        const auto self = shared_from_this(); // the functions of the session may own the connector, and die with it
         const bool wasUseful =
             session->counters().packetsReceived > 0 || Clock::now() - connectedSince >= backoff.longest();
         if (wasUseful)

@@ -9,6 +9,7 @@
 #include <kiv/session/detail/FrameSizes.h>
 #include <kiv/session/detail/MakeShared.h>
 #include <kiv/session/itcLink.h>
+#include <kiv/session/itcTimer.h>
 
 #include <fcntl.h>
 
@@ -20,7 +21,8 @@ using namespace kiv;
 
 namespace {
 
-constexpr int datagramSize = 512;        // what the library receives
+constexpr int datagramSize = 512; // what the library receives
+constexpr auto restTime = std::chrono::milliseconds(200);
 constexpr int mostDatagramsPerCall = 64; // a flood of datagrams must not keep the others waiting
 
 // A packet of a datagram never needs more than a datagram: what announces more is refused.
@@ -113,9 +115,11 @@ bool itcDatagramSender::sendPacketBegun()
 
 class itcDatagramReceiver::Core : public itcIOHandler, public std::enable_shared_from_this<Core> {
 public:
-    explicit Core(Received toCall) : received(std::move(toCall)) {}
+    Core(Received toCall, itcDispatcher& loop)
+        : received(std::move(toCall)), dispatcher(loop), timer([this] { resume(); }, loop)
+    {}
 
-    itcStatus listenAt(itcInetAddress address, itcDispatcher& dispatcher)
+    itcStatus listenAt(itcInetAddress address)
     {
         if (address.status.severity != Success)
             return address.status;
@@ -123,53 +127,90 @@ public:
             return socket;
         if (!prepare(socket))
             return {Itc_Tp_Socket_Call_Failed, Error, OS_getLastError()};
-        link = itcLink(socket, ReadMask, *this, dispatcher);
+        resume();
         return link.status();
     }
     int inputReady(itcConnection*, char*) override
     {
         const auto self = shared_from_this(); // the function may destroy the receiver
+        if (isCalling) { // a cycle inside of the function, which still uses its packet: the next datagram has to wait
+            link.unlink();
+            return 0;
+        }
         for (int datagrams = 0; datagrams < mostDatagramsPerCall && link.isLinked(); ++datagrams) {
             if (socket.InitRead() >= 0)
                 handOver();
             else if (socket.code == Itc_Tp_Would_Block)
                 refusedCount += 1; // an empty datagram
-            else
+            else if (socket.errorNumber == EAGAIN)
                 break;
+            else
+                rest();
         }
         return 0;
     }
-    void end() { link.unlink(); }
+    void end()
+    {
+        hasEnded = true;
+        timer.stop();
+        link.unlink();
+    }
 
     itcInetSockDgram socket;
     std::uint64_t receivedCount = 0;
     std::uint64_t refusedCount = 0;
 
 private:
+    void resume()
+    {
+        if (!hasEnded && !link.isLinked())
+            link = itcLink(socket, ReadMask, *this, dispatcher);
+    }
+    // The system, or the memory, has failed. The datagram stays, and the loop would spin.
+    void rest()
+    {
+        timer.startOnce(restTime);
+        link.unlink();
+    }
     void handOver()
     {
         packet.reset();
         socket >> packet;
-        if (packet.severity != Success || packet.raw_length() < emptyPacket) {
+        if (packet.severity != Success || packet.raw_length() < emptyLength) {
             refusedCount += 1;
             return;
         }
         receivedCount += 1;
         itcInetAddress sender;
         socket.GetPeername(sender);
+        const Calling calling{*this};
         received(packet, itcInetAddress(sender.address)); // made anew: the socket gives no flags
     }
 
+    /// While the function runs nothing is received. Its end is noticed also when it throws.
+    struct Calling {
+        Core& core;
+        explicit Calling(Core& caller) : core(caller) { core.isCalling = true; }
+        ~Calling()
+        {
+            core.isCalling = false;
+            core.resume();
+        }
+    };
+
     const Callback<itcNDRReceive&, const itcInetAddress&> received;
     DatagramPacket packet;
+    itcDispatcher& dispatcher;
     itcLink link;
+    itcTimer timer;
+    bool isCalling = false;
+    bool hasEnded = false;
 };
 
 itcDatagramReceiver::itcDatagramReceiver(const itcInetAddress& local, Received received, itcDispatcher& dispatcher)
-    : core(makeSharedOrNull<Core>(std::move(received)))
+    : core(makeSharedOrNull<Core>(std::move(received), dispatcher))
 {
-    receiverStatus =
-        core != nullptr ? core->listenAt(local, dispatcher) : itcStatus{Itc_Tp_Malloc_Error, Error, ENOMEM};
+    receiverStatus = core != nullptr ? core->listenAt(local) : itcStatus{Itc_Tp_Malloc_Error, Error, ENOMEM};
 }
 
 itcDatagramReceiver::~itcDatagramReceiver()

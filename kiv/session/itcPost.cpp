@@ -1,8 +1,8 @@
 // A mailbox that threads fill and the dispatching thread empties.
 //
 // The mailbox is shared by the itcPost and all senders. It owns the descriptor that wakes the wait: a sender that
-// outlives the itcPost must not write to a number that belongs to somebody else by now. The first function of a batch
-// raises the descriptor; the functions behind it find the mailbox filled and save the system call.
+// outlives the itcPost must not write to a number that belongs to somebody else by now. The descriptor is raised as
+// long as functions wait: a cycle inside of a function finds the rest of them.
 #include <kiv/session/itcPost.h>
 
 #include <kiv/dispatcher/itcIOHandler.h>
@@ -14,7 +14,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <utility>
 
@@ -30,24 +30,20 @@ class itcPost::Sender::Mailbox {
 public:
     bool put(Function&& function)
     {
-        bool isFirst = false;
         try {
             const std::lock_guard lock(mutex);
             if (isClosed)
                 return false;
             functions.push_back(std::move(function));
-            isFirst = functions.size() == 1;
+            if (functions.size() == 1)
+                event.raise();
+            return true;
         } catch (const std::bad_alloc&) {
             return false;
         }
-        if (isFirst)
-            event.raise();
-        return true;
     }
-    /// \return the number of functions that wait. What is put from now on wakes again.
-    std::size_t beginToTake()
+    std::size_t count()
     {
-        event.lower();
         const std::lock_guard lock(mutex);
         return functions.size();
     }
@@ -59,29 +55,55 @@ public:
             return nullptr;
         Function first = std::move(functions.front());
         functions.pop_front();
+        if (functions.empty())
+            lower();
         return first;
     }
-    /// What still waits is taken in the next cycle.
-    void endToTake()
+    void wake() noexcept
+    {
+        isWoken.store(true);
+        event.raise();
+    }
+    /// Nothing was found: what has raised the descriptor was taken already.
+    void settle()
     {
         const std::lock_guard lock(mutex);
+        if (functions.empty())
+            lower();
+    }
+    /// \return true once for all calls of wake() before.
+    bool takeWake()
+    {
+        if (!isWoken.load())
+            return false;
+        const std::lock_guard lock(mutex);
+        event.lower(); // first: a call of wake() behind it raises again
         if (!functions.empty())
             event.raise();
+        return isWoken.exchange(false);
     }
     void close()
     {
-        std::deque<Function> unused; // destroyed without the lock: a destructor of the host may post
+        std::list<Function> unused; // destroyed without the lock: a destructor of the host may post
         const std::lock_guard lock(mutex);
         isClosed = true;
         unused.swap(functions);
     }
 
-    const EventDescriptor event;
-    std::atomic<bool> isWoken{false};
+    const EventDescriptor event; ///< Raised while functions wait, and after a wake.
 
 private:
+    // A wake that comes meanwhile stays: it notes itself before it raises the descriptor.
+    void lower()
+    {
+        event.lower();
+        if (isWoken.load())
+            event.raise();
+    }
+
+    std::atomic<bool> isWoken{false};
     std::mutex mutex;
-    std::deque<Function> functions;
+    std::list<Function> functions; ///< A list: an empty one needs no memory.
     bool isClosed = false;
 };
 
@@ -94,14 +116,18 @@ public:
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
 
-    // The functions stay in the mailbox until they run: a cycle inside of a function goes on with the next one.
+    // The functions stay in the mailbox until they run: a cycle inside of a function goes on with the next one. What a
+    // function posts runs in the next cycle.
     int inputReady(itcConnection*, char*) override
     {
         const auto self = shared_from_this(); // a function may destroy the itcPost
-        const Taking taking(*mailbox);
-        if (mailbox->isWoken.exchange(false))
+        const bool isWoken = mailbox->takeWake();
+        if (isWoken)
             onWake();
-        for (std::size_t left = taking.count; left > 0 && !hasEnded; --left) {
+        const std::size_t count = mailbox->count();
+        if (!isWoken && count == 0)
+            mailbox->settle();
+        for (std::size_t left = count; left > 0 && !hasEnded; --left) {
             if (const Function function = mailbox->takeFirst())
                 function();
         }
@@ -119,17 +145,6 @@ public:
     Callback<> onWake;
 
 private:
-    /// One round. Its end is told also when a function throws.
-    struct Taking {
-        explicit Taking(Sender::Mailbox& from) : mailbox(from), count(from.beginToTake()) {}
-        ~Taking() { mailbox.endToTake(); }
-        Taking(const Taking&) = delete;
-        Taking& operator=(const Taking&) = delete;
-
-        Sender::Mailbox& mailbox;
-        const std::size_t count; ///< What waited at the beginning: what a function posts runs in the next cycle.
-    };
-
     bool hasEnded = false;
 };
 
@@ -144,8 +159,7 @@ void itcPost::Sender::wake() const noexcept
 {
     if (mailbox == nullptr)
         return;
-    mailbox->isWoken.store(true);
-    mailbox->event.raise();
+    mailbox->wake();
 }
 
 itcPost::itcPost(itcDispatcher& dispatcher)

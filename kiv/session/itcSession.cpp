@@ -16,6 +16,8 @@ using namespace kiv;
 itcSession::itcSession(std::unique_ptr<itcConnection> connection, itcDispatcher& dispatcher)
     : core(makeSharedOrNull<SessionCore>(dispatcher))
 {
+    if (core != nullptr && !core->hasTimer())
+        core = nullptr; // a session without limits must not begin
     if (core != nullptr)
         core->begin(std::move(connection), *this);
 }
@@ -89,6 +91,8 @@ itcNDRSend* itcSession::beginPacket() { return core != nullptr ? core->beginPack
 
 bool itcSession::sendPacketBegun() { return core->sendPacketBegun(); }
 
+void itcSession::endPacket() { core->endPacket(); }
+
 bool itcSession::accept(const itcNDRReceive& packet) { return core != nullptr && core->accept(packet); }
 
 // The bytes behind the label are copied: values keep their offsets, and with them their alignment.
@@ -97,12 +101,17 @@ bool itcSession::sendPacket(itcNDRSend& packet)
     itcNDRSend* const copy = beginPacket();
     if (copy == nullptr)
         return false;
+    const Building building{*this};
+    if (packet.severity == Error) {
+        core->status = packet;
+        return false;
+    }
     const unsigned int length = packet.raw_length();
-    if (length <= emptyPacket || length > INT_MAX) {
+    if (length <= emptyLength || length > INT_MAX) {
         core->status = {length > INT_MAX ? Itc_Ndr_Buffer_Size_Too_Large : Itc_Ndr_No_Buffer_Provided, Error, 0};
         return false;
     }
-    copy->insert(packet.raw_data() + emptyPacket, static_cast<int>(length - emptyPacket), false);
+    copy->insert(packet.raw_data() + emptyLength, static_cast<int>(length - emptyLength), false);
     return sendPacketBegun();
 }
 
@@ -163,4 +172,7 @@ const std::string& itcSession::peerAddress() const
     return core != nullptr ? core->peerAddress : nobody;
 }
 
-itcConnection* itcSession::connection() const { return core != nullptr ? core->connection.get() : nullptr; }
+itcConnection* itcSession::connection() const
+{
+    return core != nullptr && !core->hasEnded() ? core->connection.get() : nullptr;
+}

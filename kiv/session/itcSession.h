@@ -67,6 +67,8 @@ struct itcSessionCounters {
 ///
 /// - onClosed(): called exactly once, whatever ends the session, with one exception: a session that is destroyed calls
 ///   nobody. The first reason counts. No other function is called behind it.
+/// - A peer that closes its sending direction ends the session. What waits is still sent; what the host would send
+///   later is refused.
 /// - A packet that comes while a function runs a cycle of its own waits until the function has returned.
 /// - A function that throws has handled its packet. The exception leaves dispatch(), and with it itcRunUntilSignal().
 ///   The session goes on in the next cycle.
@@ -82,8 +84,8 @@ struct itcSessionCounters {
 /// this process. The descriptor is marked close-on-exec: a program that this process starts must not hold the
 /// connection.
 /// \par Ownership
-/// The session owns its connection. Functions are destroyed with the session, or after its end. A host that keeps link,
-/// timer, post or session as members declares them behind the members that their functions use.
+/// The session owns its connection. Functions are destroyed behind onClosed(), or with the session. A host that keeps
+/// link, timer, post or session as members declares them behind the members that their functions use.
 /// \par Threads
 /// The dispatching thread only. Other threads use itcPost.
 /// \par Errors
@@ -171,23 +173,28 @@ public:
     ///         false, (`Itc_Ndr_Buffer_Size_Too_Large`, Error): the packet alone is longer than the queue may be.
     ///         false, the status of the put: a value could not be put.
     ///         false, (`Itc_Tp_Malloc_Error`, Error): there is no memory.
+    ///         false, (`Itc_Ndr_Ub_Wrong_Transmission_State`, Error): a value's own operator has called send().
     template <class... Values> [[nodiscard]] bool send(const Values&... values)
     {
         static_assert(sizeof...(Values) > 0, "send at least one value: an empty packet is a heartbeat");
         itcNDRSend* const packet = beginPacket();
         if (packet == nullptr)
             return false;
+        const Building building{*this};
         (*packet << ... << values);
         return sendPacketBegun();
     }
-    /// Sends a copy of a packet that the host has built. An empty packet is refused: it would be a heartbeat.
+    /// Sends a copy of a packet that the host has built. An empty packet is refused: it would be a heartbeat. A packet
+    /// in Error is refused, with its status.
     /// \return as send(); false, (`Itc_Ndr_No_Buffer_Provided`, Error): the packet is empty.
     [[nodiscard]] bool sendPacket(itcNDRSend& packet);
 
     /// Ends in good order: accepts no further packets to send, reads again if the reading was paused, sends what waits,
     /// shuts the sending direction down, and waits for the peer to close. Packets that arrive meanwhile are handed to
-    /// the host. The session ends with itcClosed::closedByUs; with itcClosed::stuck if packets still wait when
-    /// `longest` is over.
+    /// the host. The reason of the end is then:
+    /// - itcClosed::closedByUs: the peer has closed between two packets, or the time is over and nothing waits.
+    /// - itcClosed::stuck: packets still wait when `longest` is over.
+    /// - as without finish(): the peer has broken the connection or the protocol before.
     void finish(Duration longest = std::chrono::seconds(5));
     /// Ends at once. Packets that wait are lost. The next cycle calls the function of onClosed().
     void close();
@@ -212,8 +219,15 @@ private:
     friend class itcAcceptor; // both own sessions: they are told the end
     friend class itcConnector;
 
+    /// A packet is being built. Its end is told also when a value's own operator throws.
+    struct Building {
+        itcSession& session;
+        ~Building() { session.endPacket(); }
+    };
+
     itcNDRSend* beginPacket();
     bool sendPacketBegun();
+    void endPacket();
     bool accept(const itcNDRReceive& packet);
     KIV_HIDDEN itcSession& setLimit(Duration kiv::SessionCore::*limit, Duration value);
 

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,12 +35,17 @@ struct Slot {
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler must not wait for a lock");
 Slot slots[signalCount];
 
+// Handlers that run now, on any thread.
+std::atomic<int> running{0};
+
 extern "C" void noteSignal(int signal)
 {
+    running.fetch_add(1);
     const int descriptor = slots[signal].wakeDescriptor.load();
     slots[signal].cameFor.store(descriptor);
     if (descriptor >= 0)
         EventDescriptor::raise(descriptor);
+    running.fetch_sub(1);
 }
 
 // One signal that is watched. The destructor puts back what was there before.
@@ -67,6 +73,8 @@ public:
             return;
         sigaction(signal, &actionBefore, nullptr);
         slots[signal].wakeDescriptor.store(slotBefore);
+        while (running.load() != 0) // a handler on another thread may still use the descriptor
+            std::this_thread::yield();
         if (slotBefore != descriptor)
             hasCome(); // a later object may get the number of this descriptor
     }

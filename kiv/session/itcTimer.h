@@ -33,7 +33,7 @@
 /// The dispatching thread only.
 /// \par Errors
 /// Nothing throws, except the function: its exception leaves the dispatch cycle. Without memory a start has no effect:
-/// isRunning() is then false.
+/// isRunning() is then false. A period that finds no memory ends the timer.
 class KIV_EXPORT itcTimer {
 public:
     using Duration = std::chrono::nanoseconds; ///< A time span.
@@ -54,6 +54,7 @@ public:
     void stop();                      ///< No further call. Stopping twice is no error.
     /// True while a call is to come. Inside of the function: true for a periodic timer, false for a single call.
     bool isRunning() const;
+    explicit operator bool() const { return core != nullptr; } ///< There was memory for this timer.
 
 private:
     class KIV_HIDDEN Core;

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <kiv/ndr/itcNdrUbReceive.h>
+#include <kiv/session/detail/FrameSizes.h>
 #include <kiv/session/itcClosed.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace kiv {
@@ -16,7 +18,8 @@ public:
 
     FrameReader();
 
-    void setLongest(std::uint32_t bytes) { longest = bytes; }
+    /// At least the label is allowed: a heartbeat has nothing else.
+    void setLongest(std::uint32_t bytes) { longest = std::max<std::uint32_t>(bytes, emptyLength); }
 
     /// Reads what has arrived of the packet. After a complete packet it begins the next one.
     Outcome read(itcConnection& connection);

@@ -5,6 +5,6 @@
 namespace kiv {
 
 constexpr unsigned int frameHead = 8;   ///< Magic and length, in front of a packet.
-constexpr unsigned int emptyPacket = 2; ///< The label alone. Between sessions such a packet is a heartbeat.
+constexpr unsigned int emptyLength = 2; ///< The label alone. Between sessions such a packet is a heartbeat.
 
 } // namespace kiv

@@ -38,18 +38,25 @@ int LockFile::lock(const std::string& lockPath)
         if (isNamed(fd, lockPath)) {
             path = lockPath;
             descriptor = fd;
+            owner = getpid();
             return 0;
         }
         ::close(fd);
     }
 }
 
-LockFile::~LockFile()
+LockFile::~LockFile() { unlock(); }
+
+void LockFile::unlock()
 {
     if (descriptor < 0)
         return;
-    ::unlink(path.c_str());
+    if (!isOfAnotherProcess())
+        ::unlink(path.c_str());
     ::close(descriptor);
+    descriptor = -1;
 }
+
+bool LockFile::isOfAnotherProcess() const { return descriptor >= 0 && owner != getpid(); }
 
 } // namespace kiv

@@ -6,6 +6,7 @@
 
 #include <netdb.h>
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -25,6 +26,10 @@ try {
     addrinfo* answers = nullptr;
     Addresses addresses;
     addresses.error = OS_getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &answers);
+    if (addresses.error == EAI_SYSTEM)
+        addresses.systemError = OS_getLastError();
+    if (addresses.error == EAI_MEMORY)
+        addresses.systemError = ENOMEM;
     if (addresses.error != 0)
         return addresses;
     const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owner(answers, OS_freeaddrinfo);
@@ -39,7 +44,7 @@ try {
         addresses.error = EAI_NONAME;
     return addresses;
 } catch (const std::bad_alloc&) {
-    return {{}, EAI_MEMORY};
+    return {{}, EAI_MEMORY, ENOMEM};
 }
 
 } // namespace

@@ -16,6 +16,7 @@ namespace kiv {
 struct Addresses {
     std::vector<sockaddr_storage> list; ///< In the order of the resolver.
     int error = 0;                      ///< Its code (`EAI_...`), when the list is empty.
+    int systemError = 0;                ///< `errno`, when the system has failed and not the resolver.
 };
 
 /// A numeric host is no question: the answer comes at once. \return an empty list, without an error, for a name.

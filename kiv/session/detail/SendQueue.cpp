@@ -57,14 +57,23 @@ bool SendQueue::queueBegun()
     return true;
 }
 
+// Nothing is dropped in vain: what may not be dropped must leave room for the new packet.
 bool SendQueue::makeRoom(std::size_t size)
 {
     if (counters.queuedBytes + size <= high)
         return true;
     foundFull = true;
-    if (mayDrop)
-        dropOldest(size);
-    return counters.queuedBytes + size <= high;
+    const std::size_t kept = isFrontUnderWay() ? frontLeft : 0;
+    if (!mayDrop || kept + size > high)
+        return false;
+    dropOldest(size);
+    return true;
+}
+
+// A packet of which bytes have left must leave whole: the peer would take the next one for its rest.
+bool SendQueue::isFrontUnderWay() const
+{
+    return !waiting.empty() && frontLeft != 0 && frontLeft < frameSize(waiting.front());
 }
 
 SendQueue::Flushed SendQueue::flush(itcConnection& connection)
@@ -82,7 +91,7 @@ SendQueue::Flushed SendQueue::flush(itcConnection& connection)
         countSent(left);
         if (left > 0)
             return Flushed::part;
-        if (packet.raw_length() > emptyPacket)
+        if (packet.raw_length() > emptyLength)
             counters.packetsSent += 1;
         counters.queuedPackets -= 1;
         Packets sent;
@@ -111,8 +120,8 @@ void SendQueue::clear()
 
 void SendQueue::setSize(std::size_t highWater, std::size_t lowWater, bool dropsOldest)
 {
-    high = highWater;
-    low = std::min(lowWater, highWater);
+    high = std::max<std::size_t>(highWater, frameHead + emptyLength); // a heartbeat always fits
+    low = std::min(lowWater, high);
     mayDrop = dropsOldest;
 }
 
@@ -122,11 +131,10 @@ bool SendQueue::refuse(ItcStatusCode code, StatusSeverity severity)
     return false;
 }
 
-// A packet of which bytes have left must leave whole: the peer would take the next one for its rest.
 void SendQueue::dropOldest(std::size_t bytesNeeded)
 {
     auto oldest = waiting.begin();
-    if (oldest != waiting.end() && frontLeft != 0 && frontLeft < frameSize(*oldest))
+    if (isFrontUnderWay())
         ++oldest;
     while (oldest != waiting.end() && counters.queuedBytes + bytesNeeded > high) {
         if (oldest == waiting.begin())

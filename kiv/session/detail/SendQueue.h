@@ -43,6 +43,7 @@ private:
 
     bool refuse(ItcStatusCode code, StatusSeverity severity);
     bool makeRoom(std::size_t size);
+    bool isFrontUnderWay() const;
     void dropOldest(std::size_t bytesNeeded);
     void countSent(unsigned int left);
     void recycle(Packets& from);

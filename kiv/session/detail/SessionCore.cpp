@@ -93,8 +93,10 @@ void SessionCore::callHost(const Function& function, Arguments&&... arguments)
             if (--core.callDepth != 0)
                 return;
             core.linkReading();
-            if (core.state == State::ending) // the alarm of the end may have come while the function ran
+            if (core.state == State::ending || core.isToTellFull) // an alarm that came meanwhile was not heard
                 core.armAlarmNow();
+            else
+                core.armAlarm();
         }
     };
     const Depth depth(*this);
@@ -173,11 +175,11 @@ void SessionCore::handOver()
 {
     const unsigned int length = reader.raw_length();
     counters.bytesReceived += frameHead + length;
-    if (length < emptyPacket) {
+    if (length < emptyLength) {
         end({itcClosed::notOurProtocol, 0, {}});
         return;
     }
-    if (length == emptyPacket) {
+    if (length == emptyLength) {
         answerHeartbeat();
         return;
     }
@@ -227,8 +229,13 @@ itcNDRSend* SessionCore::beginPacket()
         status = {Itc_Tp_Descriptor_Not_Yet_Set, Error, 0};
         return nullptr;
     }
+    if (isBuilding) { // a value's own operator sends: the packet that is begun is not touched
+        status = {Itc_Ndr_Ub_Wrong_Transmission_State, Error, 0};
+        return nullptr;
+    }
     itcNDRSend* const packet = queue.begin();
     status = queue.status;
+    isBuilding = packet != nullptr;
     return packet;
 }
 
@@ -312,7 +319,7 @@ void SessionCore::writeHasFailed()
 
 void SessionCore::sendHeartbeat()
 {
-    if (queue.isEmpty() && queue.begin() != nullptr && queue.queueBegun())
+    if (!isBuilding && queue.isEmpty() && queue.begin() != nullptr && queue.queueBegun())
         flush();
     lastSent = Clock::now(); // also when nothing was sent: packets wait, or there is no memory
 }
@@ -394,6 +401,10 @@ void SessionCore::report()
         tellOwner();
         throw;
     }
+    onPacket = nullptr; // what they have captured may be this session
+    onClosed = nullptr;
+    onFull = nullptr;
+    onRoom = nullptr;
     tellOwner();
 }
 
@@ -457,6 +468,8 @@ void SessionCore::armAlarmNow()
 void SessionCore::alarm()
 {
     const auto self = shared_from_this();
+    if (callDepth > 0) // the end of the function sets the alarm again
+        return;
     const Clock::time_point now = Clock::now();
     for (const Deadline deadline : eachDeadline) {
         if (dueOf(deadline) <= now && endsBy(deadline))
@@ -469,6 +482,9 @@ void SessionCore::alarm()
     report();
 }
 
+// The loop was busy, and the peer has sent in time: the next cycle reads before it looks at the time.
+bool SessionCore::hasUnread() const { return connection->Pending() > 0; }
+
 // \return true if the deadline ends the session.
 bool SessionCore::endsBy(Deadline deadline)
 {
@@ -477,9 +493,13 @@ bool SessionCore::endsBy(Deadline deadline)
         end({queue.isEmpty() ? itcClosed::closedByUs : itcClosed::stuck, 0, {}});
         return true;
     case Deadline::idle:
+        if (hasUnread())
+            return false;
         end({itcClosed::silent, 0, {}});
         return true;
     case Deadline::packet:
+        if (hasUnread())
+            return false;
         end({itcClosed::tooSlow, 0, {}});
         return true;
     case Deadline::send:

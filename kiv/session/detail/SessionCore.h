@@ -49,10 +49,12 @@ public:
 
     itcNDRSend* beginPacket();
     bool sendPacketBegun();
+    void endPacket() { isBuilding = false; }
     bool accept(const itcNDRReceive& packet);
     void finish(Duration longest);
     void end(const itcClosed& why);
 
+    bool hasTimer() const { return static_cast<bool>(timer); }
     bool isOpen() const { return state == State::open; }
     bool hasEnded() const { return state == State::closed || state == State::ending; }
     void limitsHaveChanged() { armAlarm(); }
@@ -107,6 +109,7 @@ private:
     void linkReading();
     void shutDown();
     void tellRoom();
+    bool hasUnread() const;
 
     void report();
     void disconnect();
@@ -128,6 +131,7 @@ private:
     int callDepth = 0;        ///< Functions of the host that run now: cycles may nest.
     bool isFinishing = false; ///< The host has asked for the end: the end is its own, whoever closes first.
     bool isShutDown = false;  ///< Finishing: the peer was told that nothing follows.
+    bool isBuilding = false;  ///< The host fills a packet.
     bool isFull = false;      ///< A packet has found the queue full, and it has not drained since.
     bool isToTellFull = false;
     bool wasInsideFrame = false;
