@@ -42,6 +42,17 @@ protected:
 struct Unsendable {};
 itcNDRSend& operator<<(itcNDRSend& packet, const Unsendable&) { return packet.put_opaque("x", -1, false, false); }
 
+/// A value whose put sends on the same session.
+struct SendingOne {
+    itcSession& session;
+    bool* isSent;
+};
+itcNDRSend& operator<<(itcNDRSend& packet, const SendingOne& value)
+{
+    *value.isSent = value.session.send(77);
+    return packet << 2;
+}
+
 } // namespace
 
 TEST_P(ASendingSession, SendsPacketsInTheirOrder)
@@ -460,4 +471,36 @@ TEST_F(AFullQueue, MayBeMadeLargerAtAnyTime)
     EXPECT_FALSE(session().send(1));
     session().setQueue(2 * intFrame, 0, WhenFull::refuseNewest);
     EXPECT_TRUE(session().send(1));
+}
+
+TEST_F(ASessionThatSends, RefusesToSendWhileAPacketIsBuilt)
+{
+    bool isInnerSent = true;
+    ASSERT_TRUE(session().send(1, SendingOne{session(), &isInnerSent}));
+    EXPECT_FALSE(isInnerSent);
+    ASSERT_TRUE(session().send(9));
+    runCycles();
+    EXPECT_THAT(peer.numbers(), ElementsAre(1, 9));
+}
+
+TEST_F(ASessionThatSends, RefusesAPacketInError)
+{
+    itcNDRSend packet;
+    packet << 1 << Unsendable();
+    EXPECT_FALSE(session().sendPacket(packet));
+    EXPECT_THAT(session().status(), HasStatus(Itc_Ndr_Buff_Sz_More_Than_Max, Error));
+}
+
+// The partly sent packet must leave whole. Without room beside it nothing is dropped for a packet that cannot be
+// queued.
+TEST_F(ASessionThatSends, DropsNothingInVain)
+{
+    const std::string large(1000, 'x');
+    Throttle socket{10};
+    session().setQueue(1100, 0, WhenFull::dropOldest);
+    ASSERT_TRUE(session().send(large));
+    ASSERT_TRUE(session().send(1));
+    EXPECT_FALSE(session().send(std::string(500, 'y')));
+    EXPECT_EQ(session().counters().packetsDropped, 0u);
+    EXPECT_EQ(session().counters().queuedPackets, 2u);
 }

@@ -10,6 +10,8 @@
 #include <kiv/session/itcAcceptor.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -576,4 +578,49 @@ TEST_F(AnAcceptor, HandsOutBareConnections)
     EXPECT_TRUE(isClosedOnExec(taken->ReadDescriptor()));
     EXPECT_EQ(dispatcher.handler(taken.get(), ReadMask), nullptr);
     EXPECT_EQ(acceptor->sessions(), 0u);
+}
+
+TEST_P(AnAcceptorAt, MayBelongToAFunctionOfItsSession)
+{
+    std::shared_ptr<itcAcceptor> owner = std::move(acceptor);
+    Peer client = connect();
+    ASSERT_TRUE(runUntilServed(1));
+    bool isClosed = false;
+    owner->forEach([&](itcSession& one) { one.onClosed([owner, &isClosed](const itcClosed&) { isClosed = true; }); });
+    owner.reset();
+    client.close();
+    EXPECT_TRUE(runUntil([&] { return isClosed; }));
+    runCycles();
+}
+
+TEST_F(AnAcceptor, RefusesAConnectedStreamAsListener)
+{
+    const SocketEnds sockets = connectLocally();
+    const itcAcceptor wrong(
+        connectionOver(sockets.near), [](itcSession&) {}, dispatcher);
+    EXPECT_FALSE(wrong);
+    EXPECT_THAT(wrong.status(), HasStatus(Itc_Tp_Listen_Call_Failed, Error));
+}
+
+TEST_F(AnAcceptor, GivesItsPathBackWhenItStopsListening)
+{
+    const TemporaryFolder place;
+    const itcUnixAddress path(place.path("socket").c_str());
+    itcAcceptor first(
+        path, [](itcSession&) {}, dispatcher);
+    ASSERT_TRUE(first);
+    first.stopListening();
+    EXPECT_TRUE(itcAcceptor(
+        path, [](itcSession&) {}, dispatcher));
+}
+
+TEST_F(AnAcceptor, DoesNotReplaceAFileThatIsNoSocket)
+{
+    const TemporaryFolder place;
+    std::ofstream(place.path("notes")) << "mine";
+    const itcAcceptor wrong(
+        itcUnixAddress(place.path("notes").c_str()), [](itcSession&) {}, dispatcher);
+    EXPECT_FALSE(wrong);
+    EXPECT_EQ(wrong.status().errorNumber, EEXIST);
+    EXPECT_TRUE(std::filesystem::is_regular_file(place.path("notes")));
 }

@@ -437,3 +437,22 @@ TEST_P(Datagrams, CountTheirSocketsAsConnections)
     }
     EXPECT_EQ(itcConnection::getConnectionCount(), before);
 }
+
+TEST_P(Datagrams, WaitWhileTheFunctionUsesItsPacket)
+{
+    std::vector<std::pair<int, int>> pairs;
+    std::unique_ptr<itcDatagramReceiver> receiving;
+    receiving = newReceiver([&](itcNDRReceive& packet, const itcInetAddress&) {
+        int first = 0;
+        int second = 0;
+        packet >> first;
+        dispatcher.dispatch(0.0);
+        packet >> second;
+        pairs.emplace_back(first, second);
+    });
+    itcDatagramSender sending(addressAt(receiving->port()));
+    ASSERT_TRUE(sending.send(1, 1));
+    ASSERT_TRUE(sending.send(2, 2));
+    ASSERT_TRUE(runUntil([&] { return pairs.size() == 2; }));
+    EXPECT_THAT(pairs, ElementsAre(std::make_pair(1, 1), std::make_pair(2, 2)));
+}

@@ -486,3 +486,14 @@ TEST_F(APost, RefusesWithoutADescriptor)
     without->sender().wake();
     runCycles();
 }
+
+TEST_F(APost, WakesACycleInsideOfAFunctionAlsoWhileOthersWait)
+{
+    ASSERT_TRUE(post.post([this] {
+        EXPECT_TRUE(postStep(3));
+        dispatcher.dispatch(60.0); // a cycle that does not see the functions would wait for a minute
+        EXPECT_THAT(steps, ElementsAre(2, 3));
+    }));
+    ASSERT_TRUE(postStep(2));
+    dispatcher.dispatch(60.0);
+}
