@@ -71,6 +71,7 @@ public:
 
     /// \return this acceptor.
     /// \{
+
     /// Sessions at one time; further clients wait. 0, as at first: no limit of its own. Bare connections do not count.
     itcAcceptor& setMaxSessions(std::size_t count);
     itcAcceptor& setMaxAcceptRate(unsigned count); ///< Accepts in a second. 0, as at first: no limit.

@@ -142,6 +142,7 @@ public:
     /// \name Limits
     /// \return this session.
     /// \{
+
     /// Bytes of a received packet, the label of 2 bytes included, its head of 8 bytes not.
     itcSession& setMaxPacketSize(std::uint32_t bytes);
     itcSession& setIdleTimeout(Duration longest);   ///< Since the latest byte of the peer.
@@ -149,10 +150,9 @@ public:
     itcSession& setSendTimeout(Duration longest);   ///< While packets wait: since the peer has taken the latest byte.
     itcSession& setHeartbeat(Duration interval);    ///< 0, as at first: no heartbeats.
     /// \param highWater bytes that may wait, heads included. A packet beyond is handled as `whenFull` says. A packet
-    /// that
-    ///                  alone is longer is refused always.
-    /// \param lowWater  the queue has room again when no more bytes than this wait.
-    /// \param whenFull  what happens to packets beyond.
+    ///                  that alone is longer is always refused. At first 2 MiB.
+    /// \param lowWater  the queue has room again when no more bytes than this wait. At first 1 MiB.
+    /// \param whenFull  what happens to packets beyond. At first WhenFull::refuseNewest.
     itcSession& setQueue(std::size_t highWater, std::size_t lowWater, WhenFull whenFull);
     /// \}
 
