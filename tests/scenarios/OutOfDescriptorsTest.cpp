@@ -1,10 +1,8 @@
 // A listener in a process that may open no more descriptors.
+#include "DescriptorLimit.h"
 #include "Transports.h"
 
 #include <kiv/dispatcher/itcIOHandler.h>
-
-#include <fcntl.h>
-#include <sys/resource.h>
 
 namespace {
 
@@ -32,19 +30,8 @@ public:
 private:
     template <class Call> static int underTheLimit(Call call)
     {
-        rlimit previous = {};
-        mustWork(::getrlimit(RLIMIT_NOFILE, &previous), "getrlimit");
-        // The lowest free number, which the next descriptor gets. This number becomes the limit.
-        BareSocket next(mustWork(::open("/dev/null", O_RDONLY | O_CLOEXEC), "open"));
-        rlimit limit = previous;
-        limit.rlim_cur = static_cast<rlim_t>(next.get());
-        next.close();
-        mustWork(::setrlimit(RLIMIT_NOFILE, &limit), "setrlimit");
-        const int result = call();
-        const int error = errno;
-        mustWork(::setrlimit(RLIMIT_NOFILE, &previous), "setrlimit");
-        errno = error;
-        return result;
+        const DescriptorLimit limit;
+        return call();
     }
 };
 
