@@ -1,6 +1,5 @@
 // The limits of time, with a clock that only the test moves.
-#include "Conversation.h"
-#include "ManualClock.h"
+#include "TimedConversation.h"
 
 #include <chrono>
 #include <string>
@@ -11,23 +10,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct StandingClock {
-    ManualClock clock;
-};
-
-class ADeadline : StandingClock, public Conversation { // the clock is there before the session
-protected:
-    void pass(std::chrono::nanoseconds time)
-    {
-        clock.advance(time);
-        runCycles();
-    }
-    void expectEndNow(itcClosed::Reason reason)
-    {
-        ASSERT_EQ(ends.size(), 1u);
-        expectEnd(reason);
-    }
-};
+class ADeadline : public TimedConversation {};
 
 } // namespace
 

@@ -1,6 +1,5 @@
 // The ends that the host asks for: finish() in good order, close() at once. The first reason counts.
-#include "Conversation.h"
-#include "ManualClock.h"
+#include "TimedConversation.h"
 
 #include <chrono>
 #include <csignal>
@@ -16,23 +15,7 @@ INSTANTIATE_TEST_SUITE_P(Over, AnEnd, testing::ValuesIn(streamKinds), streamName
 
 class ASessionThatEnds : public Conversation {};
 
-struct StandingClock {
-    ManualClock clock;
-};
-
-class AFinish : StandingClock, public Conversation {
-protected:
-    void pass(std::chrono::nanoseconds time)
-    {
-        clock.advance(time);
-        runCycles();
-    }
-    void expectEndNow(itcClosed::Reason reason)
-    {
-        ASSERT_EQ(ends.size(), 1u);
-        expectEnd(reason);
-    }
-};
+class AFinish : public TimedConversation {};
 
 } // namespace
 
