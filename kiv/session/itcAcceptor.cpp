@@ -5,7 +5,7 @@
 //   - the process has as many connections as it may have, or an accept has failed; a timer links it again, or the end
 //     of a session;
 //   - the rate is used up; a timer links it again.
-// resume() looks at all of them anew.
+// resume() links it. The next accept looks at all of these reasons anew.
 #include <kiv/session/itcAcceptor.h>
 
 #include <kiv/connection/itcInetSockStream.h>
@@ -19,7 +19,6 @@
 #include <kiv/session/itcLink.h>
 #include <kiv/session/itcTimer.h>
 
-#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 

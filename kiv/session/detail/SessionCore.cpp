@@ -13,9 +13,9 @@
 #include <kiv/session/detail/PeerAddress.h>
 #include <kiv/session/itcSignals.h>
 
-#include <algorithm>
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <utility>
